@@ -1,0 +1,265 @@
+#include "TriskVXDBusPropertyList.h"
+
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusSignature>
+#include <QDBusVariant>
+#include <QDateTime>
+#include <QTimeZone>
+
+#include <limits>
+
+QDBusArgument &operator<<(QDBusArgument &argument, const TriskVXDBusDate &date)
+{
+    argument.beginStructure();
+    argument << date.msecsSinceEpoch;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, TriskVXDBusDate &date)
+{
+    argument.beginStructure();
+    argument >> date.msecsSinceEpoch;
+    argument.endStructure();
+    return argument;
+}
+
+namespace {
+
+void setError(QString *error, const QString &message)
+{
+    if (error && error->isEmpty())
+        *error = message;
+}
+
+const QString kDateSignature = QStringLiteral("(x)");
+
+QVariant decodeBasic(const QVariant &value, QString *error)
+{
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+    case QMetaType::Double:
+    case QMetaType::QString:
+    case QMetaType::QByteArray:
+        return value;
+    case QMetaType::UChar:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+        return QVariant(value.toLongLong());
+    case QMetaType::ULongLong: {
+        const quint64 number = value.toULongLong();
+        if (number <= quint64(std::numeric_limits<qint64>::max()))
+            return QVariant(qint64(number));
+        return QVariant(number);
+    }
+    case QMetaType::QStringList: {
+        QVariantList list;
+        const QStringList strings = value.toStringList();
+        for (const QString &string : strings)
+            list.append(string);
+        return QVariant(list);
+    }
+    case QMetaType::QVariantList: {
+        QVariantList list;
+        const QVariantList items = value.toList();
+        for (const QVariant &item : items) {
+            QVariant decoded = TriskVXDBusPropertyList::decode(item, error);
+            if (!decoded.isValid())
+                return QVariant();
+            list.append(decoded);
+        }
+        return QVariant(list);
+    }
+    case QMetaType::QVariantMap: {
+        QVariantMap map;
+        const QVariantMap items = value.toMap();
+        for (auto it = items.cbegin(); it != items.cend(); ++it) {
+            QVariant decoded = TriskVXDBusPropertyList::decode(it.value(), error);
+            if (!decoded.isValid())
+                return QVariant();
+            map.insert(it.key(), decoded);
+        }
+        return QVariant(map);
+    }
+    default:
+        break;
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>())
+        return QVariant(value.value<QDBusObjectPath>().path());
+    if (value.metaType() == QMetaType::fromType<QDBusSignature>())
+        return QVariant(value.value<QDBusSignature>().signature());
+    if (value.metaType() == QMetaType::fromType<TriskVXDBusDate>())
+        return QVariant(QDateTime::fromMSecsSinceEpoch(value.value<TriskVXDBusDate>().msecsSinceEpoch, QTimeZone::utc()));
+    setError(error, QStringLiteral("a value of D-Bus type %1 is not a property-list value")
+                        .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "nil")));
+    return QVariant();
+}
+
+QVariant decodeElement(const QDBusArgument &argument, QString *error)
+{
+    switch (argument.currentType()) {
+    case QDBusArgument::BasicType:
+        return decodeBasic(argument.asVariant(), error);
+    case QDBusArgument::VariantType: {
+        QDBusVariant inner;
+        argument >> inner;
+        return TriskVXDBusPropertyList::decode(inner.variant(), error);
+    }
+    case QDBusArgument::ArrayType: {
+        if (argument.currentSignature() == QLatin1String("ay")) {
+            QByteArray bytes;
+            argument >> bytes;
+            return QVariant(bytes);
+        }
+        QVariantList list;
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            QVariant item = decodeElement(argument, error);
+            if (!item.isValid())
+                return QVariant();
+            list.append(item);
+        }
+        argument.endArray();
+        return QVariant(list);
+    }
+    case QDBusArgument::MapType: {
+        QVariantMap map;
+        argument.beginMap();
+        while (!argument.atEnd()) {
+            argument.beginMapEntry();
+            const QVariant key = argument.asVariant();
+            if (key.typeId() != QMetaType::QString) {
+                setError(error, QStringLiteral("a dictionary key is not a string"));
+                return QVariant();
+            }
+            QVariant value = decodeElement(argument, error);
+            if (!value.isValid())
+                return QVariant();
+            argument.endMapEntry();
+            map.insert(key.toString(), value);
+        }
+        argument.endMap();
+        return QVariant(map);
+    }
+    case QDBusArgument::StructureType: {
+        if (argument.currentSignature() != kDateSignature) {
+            setError(error, QStringLiteral("a struct of signature %1 is not a date (x)").arg(argument.currentSignature()));
+            return QVariant();
+        }
+        TriskVXDBusDate date;
+        argument >> date;
+        return QVariant(QDateTime::fromMSecsSinceEpoch(date.msecsSinceEpoch, QTimeZone::utc()));
+    }
+    case QDBusArgument::MapEntryType:
+    case QDBusArgument::UnknownType:
+        break;
+    }
+    setError(error, QStringLiteral("a D-Bus value of signature %1 is not a property-list value")
+                        .arg(argument.currentSignature()));
+    return QVariant();
+}
+
+} // namespace
+
+void TriskVXDBusPropertyList::registerTypes()
+{
+    static const bool registered = [] {
+        qDBusRegisterMetaType<TriskVXDBusDate>();
+        qDBusRegisterMetaType<QList<QVariantMap>>();
+        return true;
+    }();
+    Q_UNUSED(registered)
+}
+
+QVariant TriskVXDBusPropertyList::encode(const QVariant &propertyList)
+{
+    switch (propertyList.typeId()) {
+    case QMetaType::QDateTime: {
+        const QDateTime date = propertyList.toDateTime();
+        if (!date.isValid())
+            return QVariant();
+        return QVariant::fromValue(TriskVXDBusDate{date.toMSecsSinceEpoch()});
+    }
+    case QMetaType::QVariantMap:
+        return QVariant(encodeMap(propertyList.toMap()));
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList: {
+        QVariantList list;
+        const QVariantList items = propertyList.toList();
+        list.reserve(items.size());
+        for (const QVariant &item : items)
+            list.append(encode(item));
+        return QVariant(list);
+    }
+    case QMetaType::Int:
+    case QMetaType::Short:
+    case QMetaType::Long:
+    case QMetaType::UInt:
+    case QMetaType::UShort:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+        return QVariant(propertyList.toLongLong());
+    case QMetaType::ULong:
+    case QMetaType::ULongLong: {
+        const quint64 number = propertyList.toULongLong();
+        if (number <= quint64(std::numeric_limits<qint64>::max()))
+            return QVariant(qint64(number));
+        return QVariant(number);
+    }
+    case QMetaType::Float:
+        return QVariant(propertyList.toDouble());
+    default:
+        return propertyList;
+    }
+}
+
+QVariantMap TriskVXDBusPropertyList::encodeMap(const QVariantMap &map)
+{
+    QVariantMap encoded;
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        // nil has no wire form; a dictionary simply lacks the key, which readers take as nil.
+        QVariant value = encode(it.value());
+        if (value.isValid())
+            encoded.insert(it.key(), value);
+    }
+    return encoded;
+}
+
+QList<QVariantMap> TriskVXDBusPropertyList::encodeRecordList(const QVariantList &records)
+{
+    QList<QVariantMap> encoded;
+    encoded.reserve(records.size());
+    for (const QVariant &record : records)
+        encoded.append(encodeMap(record.toMap()));
+    return encoded;
+}
+
+QVariant TriskVXDBusPropertyList::decode(const QVariant &value, QString *error)
+{
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>())
+        return decodeArgument(value.value<QDBusArgument>(), error);
+    if (value.metaType() == QMetaType::fromType<QDBusVariant>())
+        return decode(value.value<QDBusVariant>().variant(), error);
+    if (value.metaType() == QMetaType::fromType<QList<QVariantMap>>()) {
+        QVariantList list;
+        const auto maps = value.value<QList<QVariantMap>>();
+        for (const QVariantMap &map : maps) {
+            QVariant decoded = decode(QVariant(map), error);
+            if (!decoded.isValid())
+                return QVariant();
+            list.append(decoded);
+        }
+        return QVariant(list);
+    }
+    return decodeBasic(value, error);
+}
+
+QVariant TriskVXDBusPropertyList::decodeArgument(const QDBusArgument &argument, QString *error)
+{
+    return decodeElement(argument, error);
+}

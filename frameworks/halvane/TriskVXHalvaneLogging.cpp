@@ -1,0 +1,3 @@
+#include "TriskVXHalvaneLogging.h"
+
+Q_LOGGING_CATEGORY(lcHalvane, "trisk.halvane", QtInfoMsg)

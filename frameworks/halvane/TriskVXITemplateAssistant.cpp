@@ -1,0 +1,98 @@
+#include "TriskVXITemplateAssistant.h"
+
+#include "TriskVXConstants.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+
+namespace {
+
+const QRegularExpression &placeholderPattern()
+{
+    static const QRegularExpression pattern(QStringLiteral("\\$\\{([A-Za-z_][A-Za-z0-9_.-]*)\\}"));
+    return pattern;
+}
+
+QString textOf(const QVariant &value)
+{
+    if (value.typeId() == QMetaType::QDateTime)
+        return value.toDateTime().toUTC().toString(Qt::ISODate);
+    return value.toString();
+}
+
+QVariant substitute(const QVariant &value, const QVariantMap &substitutions)
+{
+    switch (value.typeId()) {
+    case QMetaType::QVariantMap: {
+        QVariantMap map = value.toMap();
+        for (auto it = map.begin(); it != map.end(); ++it)
+            it.value() = substitute(it.value(), substitutions);
+        return QVariant(map);
+    }
+    case QMetaType::QVariantList: {
+        QVariantList list = value.toList();
+        for (QVariant &item : list)
+            item = substitute(item, substitutions);
+        return QVariant(list);
+    }
+    case QMetaType::QString: {
+        const QString text = value.toString();
+        const QRegularExpressionMatch whole = placeholderPattern().match(text);
+        if (whole.hasMatch() && whole.capturedStart() == 0 && whole.capturedLength() == text.size()) {
+            const auto found = substitutions.constFind(whole.captured(1));
+            return found != substitutions.cend() ? found.value() : value;
+        }
+        QString result;
+        qsizetype last = 0;
+        auto matches = placeholderPattern().globalMatch(text);
+        while (matches.hasNext()) {
+            const QRegularExpressionMatch match = matches.next();
+            const auto found = substitutions.constFind(match.captured(1));
+            result += text.mid(last, match.capturedStart() - last);
+            result += found != substitutions.cend() ? textOf(found.value()) : match.captured(0);
+            last = match.capturedEnd();
+        }
+        result += text.mid(last);
+        return QVariant(result);
+    }
+    default:
+        return value;
+    }
+}
+
+void collect(const QVariant &value, QStringList &names)
+{
+    if (value.typeId() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        for (const QVariant &item : map)
+            collect(item, names);
+    } else if (value.typeId() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        for (const QVariant &item : list)
+            collect(item, names);
+    } else if (value.typeId() == QMetaType::QString) {
+        auto matches = placeholderPattern().globalMatch(value.toString());
+        while (matches.hasNext()) {
+            const QString name = matches.next().captured(1);
+            if (!names.contains(name))
+                names.append(name);
+        }
+    }
+}
+
+} // namespace
+
+QVariantMap TriskVXITemplateAssistant::dictionaryFromTemplateWithSubstitutions(
+    const QVariantMap &templateDictionary, const QVariantMap &substitutions)
+{
+    QVariantMap event = substitute(QVariant(templateDictionary), substitutions).toMap();
+    event.remove(kVXEventUniqueID);
+    return event;
+}
+
+QStringList TriskVXITemplateAssistant::placeholdersOfTemplate(const QVariantMap &templateDictionary)
+{
+    QStringList names;
+    collect(QVariant(templateDictionary), names);
+    return names;
+}

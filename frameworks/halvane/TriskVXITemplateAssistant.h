@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QVariantMap>
+
+// Makes event records from Quick Schedule templates. A template is an event record in which a string
+// value "${name}" stands for the substitution "name" and takes its value with its type (a date for
+// "${when}"); "${name}" inside longer text takes the value's text. docs/templates.md has the details.
+class TriskVXITemplateAssistant
+{
+public:
+    // The event with every known placeholder replaced. The template's unique id is dropped, so that each
+    // event made from a template is a new one; placeholders without a substitution stay as they are.
+    static QVariantMap dictionaryFromTemplateWithSubstitutions(const QVariantMap &templateDictionary,
+                                                               const QVariantMap &substitutions);
+    // Placeholder names a template uses, each once, in order of appearance.
+    static QStringList placeholdersOfTemplate(const QVariantMap &templateDictionary);
+};

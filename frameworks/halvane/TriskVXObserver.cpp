@@ -1,0 +1,185 @@
+#include "TriskVXObserver.h"
+
+#include "TriskVXConnection.h"
+#include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
+#include "TriskVXHalvaneLogging.h"
+#include "TriskVXRecords.h"
+#include "halvane_properties_interface.h"
+
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+
+TriskVXObserver::TriskVXObserver(TriskVXConnection *connection, QObject *parent)
+    : QObject(parent)
+    , m_connection(connection)
+{
+    TriskVXDBusPropertyList::registerTypes();
+    if (!connection)
+        return;
+    const TriskVXServiceLocation location = connection->location();
+    m_properties = new OrgFreedesktopDBusPropertiesInterface(location.serviceName(), kVXDBusObjectPath,
+                                                             location.bus(), this);
+    // Subscribing before the first read: a change published in between is not lost.
+    QObject::connect(m_properties, &OrgFreedesktopDBusPropertiesInterface::PropertiesChanged, this,
+                     &TriskVXObserver::propertiesChanged);
+    QObject::connect(connection, &TriskVXConnection::didAuthenticate, this, &TriskVXObserver::reload);
+    if (connection->isValid())
+        reload();
+}
+
+TriskVXObserver::~TriskVXObserver() = default;
+
+QStringList TriskVXObserver::observedVariables()
+{
+    return {kVXObserveSchedulerPending,     kVXObserveSchedulerActive,     kVXObserveSchedulerEnabled,
+            kVXObserveNotificationsCurrent, kVXObserveNotificationsWarning, kVXObserveOnDemandAvailable,
+            kVXObserveAuthorisationRights};
+}
+
+QString TriskVXObserver::variableName(int index)
+{
+    static const QStringList names = observedVariables();
+    return names.at(index);
+}
+
+QVariant TriskVXObserver::valueForKeyPath(const QString &keyPath) const
+{
+    const int dot = keyPath.indexOf(QLatin1Char('.'));
+    const QString head = dot < 0 ? keyPath : keyPath.left(dot);
+    QVariant value = m_values.value(head);
+    if (dot < 0 || !value.isValid())
+        return value;
+    const QStringList rest = keyPath.mid(dot + 1).split(QLatin1Char('.'));
+    for (const QString &component : rest) {
+        if (value.typeId() == QMetaType::QVariantMap) {
+            value = value.toMap().value(component);
+        } else if (value.typeId() == QMetaType::QVariantList) {
+            bool isIndex = false;
+            const int index = component.toInt(&isIndex);
+            const QVariantList list = value.toList();
+            value = isIndex && index >= 0 && index < list.size() ? list.at(index) : QVariant();
+        } else {
+            return QVariant();
+        }
+        if (!value.isValid())
+            return value;
+    }
+    return value;
+}
+
+void TriskVXObserver::reload()
+{
+    if (!m_properties)
+        return;
+    const quint64 generation = ++m_generation;
+    auto *watcher = new QDBusPendingCallWatcher(m_properties->GetAll(kVXDBusInterface), this);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this,
+                     [this, generation](QDBusPendingCallWatcher *call) {
+                         call->deleteLater();
+                         if (generation != m_generation)
+                             return;
+                         QDBusPendingReply<QVariantMap> reply = *call;
+                         if (reply.isError()) {
+                             qCWarning(lcHalvane).noquote()
+                                 << QStringLiteral("cannot read the scheduler's variables: %1")
+                                        .arg(reply.error().message());
+                             return;
+                         }
+                         const QVariantMap values = reply.value();
+                         QStringList changed;
+                         for (const QString &name : observedVariables()) {
+                             if (values.contains(name) && receive(name, values.value(name)))
+                                 changed.append(name);
+                         }
+                         for (const QString &name : std::as_const(changed))
+                             announce(name);
+                         Q_EMIT reloaded();
+                     });
+}
+
+void TriskVXObserver::fetch(const QString &name)
+{
+    auto *watcher = new QDBusPendingCallWatcher(m_properties->Get(kVXDBusInterface, name), this);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, name](QDBusPendingCallWatcher *call) {
+        call->deleteLater();
+        QDBusPendingReply<QDBusVariant> reply = *call;
+        if (reply.isError()) {
+            qCWarning(lcHalvane).noquote()
+                << QStringLiteral("cannot read %1: %2").arg(name, reply.error().message());
+            return;
+        }
+        if (receive(name, QVariant::fromValue(reply.value())))
+            announce(name);
+    });
+}
+
+void TriskVXObserver::propertiesChanged(const QString &interfaceName, const QVariantMap &changed,
+                                        const QStringList &invalidated)
+{
+    if (interfaceName != kVXDBusInterface)
+        return;
+    QStringList announced;
+    for (auto it = changed.cbegin(); it != changed.cend(); ++it) {
+        if (!observedVariables().contains(it.key()))
+            continue;
+        if (receive(it.key(), it.value()))
+            announced.append(it.key());
+    }
+    for (const QString &name : std::as_const(announced))
+        announce(name);
+    for (const QString &name : invalidated) {
+        if (observedVariables().contains(name))
+            fetch(name);
+    }
+}
+
+bool TriskVXObserver::receive(const QString &name, const QVariant &wireValue)
+{
+    QString error;
+    const QVariant value = TriskVXDBusPropertyList::decode(wireValue, &error);
+    if (!value.isValid()) {
+        qCWarning(lcHalvane).noquote() << QStringLiteral("ignoring the published %1: %2").arg(name, error);
+        return false;
+    }
+    if (!TriskVXRecords::isWellFormedVariable(name, value, &error)) {
+        qCWarning(lcHalvane).noquote() << QStringLiteral("ignoring the published %1: %2").arg(name, error);
+        return false;
+    }
+    auto existing = m_values.find(name);
+    if (existing != m_values.end() && existing.value() == value)
+        return false;
+    m_values.insert(name, value);
+    return true;
+}
+
+void TriskVXObserver::announce(const QString &name)
+{
+    Q_EMIT didChangeValueForKeyPath(name);
+    const int index = int(observedVariables().indexOf(name));
+    switch (index) {
+    case 0:
+        Q_EMIT schedulerPendingChanged();
+        break;
+    case 1:
+        Q_EMIT schedulerActiveChanged();
+        break;
+    case 2:
+        Q_EMIT schedulerEnabledChanged();
+        break;
+    case 3:
+        Q_EMIT notificationsCurrentChanged();
+        break;
+    case 4:
+        Q_EMIT notificationsWarningChanged();
+        break;
+    case 5:
+        Q_EMIT onDemandAvailableChanged();
+        break;
+    case 6:
+        Q_EMIT authorisationRightsChanged();
+        break;
+    default:
+        break;
+    }
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "TriskVXConnection.h"
+
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QVariant>
+
+class OrgFreedesktopDBusPropertiesInterface;
+
+// The scheduler's published variables (kVXObserve...), read over the connection and kept current:
+// each change the service publishes becomes one didChangeValueForKeyPath on the main thread.
+class TriskVXObserver : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QVariant SchedulerPending READ schedulerPending NOTIFY schedulerPendingChanged)
+    Q_PROPERTY(QVariant SchedulerActive READ schedulerActive NOTIFY schedulerActiveChanged)
+    Q_PROPERTY(QVariant SchedulerEnabled READ schedulerEnabled NOTIFY schedulerEnabledChanged)
+    Q_PROPERTY(QVariant NotificationsCurrent READ notificationsCurrent NOTIFY notificationsCurrentChanged)
+    Q_PROPERTY(QVariant NotificationsWarning READ notificationsWarning NOTIFY notificationsWarningChanged)
+    Q_PROPERTY(QVariant OnDemandAvailable READ onDemandAvailable NOTIFY onDemandAvailableChanged)
+    Q_PROPERTY(QVariant AuthorisationRights READ authorisationRights NOTIFY authorisationRightsChanged)
+
+public:
+    // initWithConnection:
+    explicit TriskVXObserver(TriskVXConnection *connection, QObject *parent = nullptr);
+    ~TriskVXObserver() override;
+
+    TriskVXConnection *connection() const { return m_connection; }
+
+    // The current value of a variable, or of a key inside it ("SchedulerPending" or
+    // "AuthorisationRights.0.Signature" style paths); nil (invalid) until the service has published one.
+    QVariant valueForKeyPath(const QString &keyPath) const;
+
+    // Every observed variable name, in the order of Part 1.1.
+    static QStringList observedVariables();
+
+    QVariant schedulerPending() const { return valueForKeyPath(variableName(0)); }
+    QVariant schedulerActive() const { return valueForKeyPath(variableName(1)); }
+    QVariant schedulerEnabled() const { return valueForKeyPath(variableName(2)); }
+    QVariant notificationsCurrent() const { return valueForKeyPath(variableName(3)); }
+    QVariant notificationsWarning() const { return valueForKeyPath(variableName(4)); }
+    QVariant onDemandAvailable() const { return valueForKeyPath(variableName(5)); }
+    QVariant authorisationRights() const { return valueForKeyPath(variableName(6)); }
+
+    // Re-reads every variable from the service (done by itself at each authentication).
+    void reload();
+
+Q_SIGNALS:
+    // A new value of the variable keyPath was published; observers re-read it with valueForKeyPath.
+    void didChangeValueForKeyPath(const QString &keyPath);
+    void schedulerPendingChanged();
+    void schedulerActiveChanged();
+    void schedulerEnabledChanged();
+    void notificationsCurrentChanged();
+    void notificationsWarningChanged();
+    void onDemandAvailableChanged();
+    void authorisationRightsChanged();
+    // Every variable has been read since the last (re)authentication.
+    void reloaded();
+
+private:
+    static QString variableName(int index);
+    void propertiesChanged(const QString &interfaceName, const QVariantMap &changed, const QStringList &invalidated);
+    void fetch(const QString &name);
+    // Takes one published value; false when it is malformed (logged, not delivered).
+    bool receive(const QString &name, const QVariant &wireValue);
+    void announce(const QString &name);
+
+    QPointer<TriskVXConnection> m_connection;
+    OrgFreedesktopDBusPropertiesInterface *m_properties = nullptr;
+    QHash<QString, QVariant> m_values;
+    quint64 m_generation = 0;
+};

@@ -1,0 +1,3 @@
+#include "TriskVXNotifierLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskNotifier, "trisk.notifier", QtInfoMsg)

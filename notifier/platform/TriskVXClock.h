@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QDateTime>
+#include <QObject>
+
+// The source of the current time for everything that counts down or compares with now; tests move a
+// manual clock instead of sleeping.
+class TriskVXClock : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TriskVXClock(QObject *parent = nullptr);
+
+    // The wall clock, or a fixed instant once setNow() has been called.
+    QDateTime now() const;
+    bool isManual() const { return m_manual; }
+
+    void setNow(const QDateTime &now);
+    void advance(qint64 milliseconds);
+    void useSystemTime();
+
+    // The clock everything uses unless it was handed another one.
+    static TriskVXClock *systemClock();
+
+Q_SIGNALS:
+    // The manual time moved; a timer armed from the old time should be re-armed.
+    void timeChanged();
+
+private:
+    bool m_manual = false;
+    QDateTime m_now;
+};

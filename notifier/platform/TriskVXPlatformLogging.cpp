@@ -1,0 +1,3 @@
+#include "TriskVXPlatformLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskPlatform, "trisk.platform", QtInfoMsg)

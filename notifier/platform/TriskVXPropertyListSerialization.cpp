@@ -1,0 +1,255 @@
+#include "TriskVXPropertyListSerialization.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QSaveFile>
+#include <QTimeZone>
+
+#include <plist/plist.h>
+
+#include <limits>
+#include <memory>
+
+namespace {
+
+// libplist 2.2 counts dates in seconds from this instant, in a signed 32-bit number.
+const qint64 kPlistEpochMSecsSinceUnixEpoch = 978307200000LL;
+
+struct PlistDeleter
+{
+    void operator()(void *node) const { plist_free(static_cast<plist_t>(node)); }
+};
+using PlistPtr = std::unique_ptr<void, PlistDeleter>;
+
+void setError(QString *error, const QString &message)
+{
+    if (error)
+        *error = message;
+}
+
+QVariant fromNode(plist_t node, QString *error)
+{
+    switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+        uint8_t value = 0;
+        plist_get_bool_val(node, &value);
+        return QVariant(value != 0);
+    }
+    case PLIST_UINT: {
+        uint64_t value = 0;
+        plist_get_uint_val(node, &value);
+        // libplist 2.2 keeps every integer as unsigned; negative numbers come back as their two's complement.
+        return QVariant(qint64(value));
+    }
+    case PLIST_UID: {
+        uint64_t value = 0;
+        plist_get_uid_val(node, &value);
+        return QVariant(qint64(value));
+    }
+    case PLIST_REAL: {
+        double value = 0;
+        plist_get_real_val(node, &value);
+        return QVariant(value);
+    }
+    case PLIST_STRING:
+    case PLIST_KEY: {
+        uint64_t length = 0;
+        const char *text = plist_get_string_ptr(node, &length);
+        return QVariant(QString::fromUtf8(text, qsizetype(length)));
+    }
+    case PLIST_DATA: {
+        uint64_t length = 0;
+        const char *bytes = plist_get_data_ptr(node, &length);
+        return QVariant(QByteArray(bytes, qsizetype(length)));
+    }
+    case PLIST_DATE: {
+        int32_t seconds = 0;
+        int32_t microseconds = 0;
+        plist_get_date_val(node, &seconds, &microseconds);
+        const qint64 msecs = kPlistEpochMSecsSinceUnixEpoch + qint64(seconds) * 1000 + microseconds / 1000;
+        return QVariant(QDateTime::fromMSecsSinceEpoch(msecs, QTimeZone::utc()));
+    }
+    case PLIST_ARRAY: {
+        QVariantList list;
+        const uint32_t count = plist_array_get_size(node);
+        list.reserve(qsizetype(count));
+        for (uint32_t i = 0; i < count; ++i) {
+            QVariant item = fromNode(plist_array_get_item(node, i), error);
+            if (!item.isValid())
+                return QVariant();
+            list.append(item);
+        }
+        return QVariant(list);
+    }
+    case PLIST_DICT: {
+        QVariantMap map;
+        plist_dict_iter iterator = nullptr;
+        plist_dict_new_iter(node, &iterator);
+        for (;;) {
+            char *key = nullptr;
+            plist_t value = nullptr;
+            plist_dict_next_item(node, iterator, &key, &value);
+            if (!key)
+                break;
+            const QString name = QString::fromUtf8(key);
+            free(key);
+            QVariant item = fromNode(value, error);
+            if (!item.isValid()) {
+                free(iterator);
+                return QVariant();
+            }
+            map.insert(name, item);
+        }
+        free(iterator);
+        return QVariant(map);
+    }
+    case PLIST_NONE:
+        break;
+    }
+    setError(error, QStringLiteral("unsupported property-list node"));
+    return QVariant();
+}
+
+plist_t toNode(const QVariant &value, QString *error)
+{
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        return plist_new_bool(value.toBool() ? 1 : 0);
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+        return plist_new_uint(uint64_t(value.toLongLong()));
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+        return plist_new_uint(uint64_t(value.toULongLong()));
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return plist_new_real(value.toDouble());
+    case QMetaType::QString:
+        return plist_new_string(value.toString().toUtf8().constData());
+    case QMetaType::QByteArray: {
+        const QByteArray bytes = value.toByteArray();
+        return plist_new_data(bytes.constData(), uint64_t(bytes.size()));
+    }
+    case QMetaType::QDateTime: {
+        const QDateTime date = value.toDateTime();
+        if (!date.isValid())
+            break;
+        const qint64 msecs = date.toMSecsSinceEpoch() - kPlistEpochMSecsSinceUnixEpoch;
+        const qint64 seconds = msecs >= 0 ? msecs / 1000 : -((-msecs + 999) / 1000);
+        if (seconds < std::numeric_limits<int32_t>::min() || seconds > std::numeric_limits<int32_t>::max()) {
+            setError(error, QStringLiteral("date %1 is outside the range a property-list file can hold")
+                                .arg(date.toString(Qt::ISODateWithMs)));
+            return nullptr;
+        }
+        return plist_new_date(int32_t(seconds), int32_t((msecs - seconds * 1000) * 1000));
+    }
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList: {
+        PlistPtr array(plist_new_array());
+        const QVariantList list = value.toList();
+        for (const QVariant &item : list) {
+            plist_t node = toNode(item, error);
+            if (!node)
+                return nullptr;
+            plist_array_append_item(array.get(), node);
+        }
+        return array.release();
+    }
+    case QMetaType::QVariantMap: {
+        PlistPtr dict(plist_new_dict());
+        const QVariantMap map = value.toMap();
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            plist_t node = toNode(it.value(), error);
+            if (!node)
+                return nullptr;
+            plist_dict_set_item(dict.get(), it.key().toUtf8().constData(), node);
+        }
+        return dict.release();
+    }
+    default:
+        break;
+    }
+    setError(error, QStringLiteral("a value of type %1 is not a property-list value")
+                        .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "invalid")));
+    return nullptr;
+}
+
+} // namespace
+
+QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray &data, QString *error)
+{
+    if (data.isEmpty()) {
+        setError(error, QStringLiteral("the data is empty"));
+        return QVariant();
+    }
+    if (data.size() > std::numeric_limits<int32_t>::max()) {
+        setError(error, QStringLiteral("the data is too large"));
+        return QVariant();
+    }
+    plist_t root = nullptr;
+    plist_from_memory(data.constData(), uint32_t(data.size()), &root);
+    if (!root) {
+        setError(error, QStringLiteral("the data is not a property list"));
+        return QVariant();
+    }
+    PlistPtr owner(root);
+    return fromNode(root, error);
+}
+
+QByteArray TriskVXPropertyListSerialization::dataWithPropertyList(const QVariant &propertyList, Format format,
+                                                                  QString *error)
+{
+    PlistPtr root(toNode(propertyList, error));
+    if (!root)
+        return QByteArray();
+    char *bytes = nullptr;
+    uint32_t length = 0;
+    if (format == Format::Binary) {
+        plist_to_bin(root.get(), &bytes, &length);
+        QByteArray result(bytes, qsizetype(length));
+        plist_to_bin_free(bytes);
+        return result;
+    }
+    plist_to_xml(root.get(), &bytes, &length);
+    QByteArray result(bytes, qsizetype(length));
+    plist_to_xml_free(bytes);
+    return result;
+}
+
+QVariant TriskVXPropertyListSerialization::propertyListWithContentsOfFile(const QString &path, QString *error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        setError(error, QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
+        return QVariant();
+    }
+    QString reason;
+    QVariant result = propertyListWithData(file.readAll(), &reason);
+    if (!result.isValid())
+        setError(error, QStringLiteral("%1: %2").arg(path, reason));
+    return result;
+}
+
+bool TriskVXPropertyListSerialization::writePropertyListToFile(const QVariant &propertyList, const QString &path,
+                                                               Format format, QString *error)
+{
+    QString reason;
+    const QByteArray data = dataWithPropertyList(propertyList, format, &reason);
+    if (data.isEmpty()) {
+        setError(error, QStringLiteral("cannot write %1: %2").arg(path, reason));
+        return false;
+    }
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+        setError(error, QStringLiteral("cannot write %1: %2").arg(path, file.errorString()));
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,166 @@
+#include "HalvaneEventStore.h"
+
+#include "TriskVXRecords.h"
+
+#include <QSet>
+#include <QUuid>
+
+namespace {
+QString newIdentifier()
+{
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+bool isNonNegativeNumber(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::Double:
+        return value.toDouble() >= 0;
+    default:
+        return false;
+    }
+}
+} // namespace
+
+bool HalvaneEventStore::isValidEvent(const QVariant &event, QString *error)
+{
+    if (!TriskVXRecords::isWellFormedEvent(event, error))
+        return false;
+    const QVariantMap record = event.toMap();
+    for (const QString &key : {kVXEventNoticePeriod, kVXEventWarningLead}) {
+        if (record.contains(key) && !isNonNegativeNumber(record.value(key))) {
+            if (error)
+                *error = QStringLiteral("an event's %1 is not a number of seconds").arg(key);
+            return false;
+        }
+    }
+    if (record.contains(kVXEventWarningMessage) && record.value(kVXEventWarningMessage).typeId() != QMetaType::QString) {
+        if (error)
+            *error = QStringLiteral("an event's warning message is not a string");
+        return false;
+    }
+    QSet<QString> triggerIDs;
+    const QVariantList triggers = record.value(kVXEventTriggers).toList();
+    for (const QVariant &trigger : triggers) {
+        const QVariantMap map = trigger.toMap();
+        if (map.value(kVXTriggerType).toString() != kVXTriggerType_Once) {
+            if (error)
+                *error = QStringLiteral("unknown trigger type %1").arg(map.value(kVXTriggerType).toString());
+            return false;
+        }
+        if (map.contains(kVXTriggerIdentifier)) {
+            const QVariant id = map.value(kVXTriggerIdentifier);
+            if (id.typeId() != QMetaType::QString || id.toString().isEmpty() || triggerIDs.contains(id.toString())) {
+                if (error)
+                    *error = QStringLiteral("a trigger identifier is not a unique string");
+                return false;
+            }
+            triggerIDs.insert(id.toString());
+        }
+    }
+    return true;
+}
+
+HalvaneResult HalvaneEventStore::store(const QVariantList &events, QStringList *storedIDs)
+{
+    if (events.isEmpty())
+        return HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("no events to store"));
+    QSet<QString> idsInRequest;
+    for (qsizetype i = 0; i < events.size(); ++i) {
+        QString error;
+        if (!isValidEvent(events.at(i), &error))
+            return HalvaneResult::failure(kVXStatusInvalidEvent, QStringLiteral("event %1: %2").arg(i).arg(error));
+        const QString id = events.at(i).toMap().value(kVXEventUniqueID).toString();
+        if (!id.isEmpty() && idsInRequest.contains(id))
+            return HalvaneResult::failure(kVXStatusInvalidEvent,
+                                          QStringLiteral("event %1: unique id %2 appears twice").arg(i).arg(id));
+        idsInRequest.insert(id);
+    }
+    // A trigger identifier must not name a trigger of another event.
+    for (const QVariant &event : events) {
+        const QVariantMap record = event.toMap();
+        const QString id = record.value(kVXEventUniqueID).toString();
+        const QVariantList triggers = record.value(kVXEventTriggers).toList();
+        for (const QVariant &trigger : triggers) {
+            const QString triggerID = trigger.toMap().value(kVXTriggerIdentifier).toString();
+            if (!triggerID.isEmpty() && m_ownerOfTrigger.contains(triggerID)
+                && m_ownerOfTrigger.value(triggerID) != id)
+                return HalvaneResult::failure(kVXStatusInvalidEvent,
+                                              QStringLiteral("trigger %1 belongs to another event").arg(triggerID));
+        }
+    }
+
+    for (const QVariant &event : events) {
+        QVariantMap record = event.toMap();
+        QString id = record.value(kVXEventUniqueID).toString();
+        if (id.isEmpty()) {
+            id = newIdentifier();
+            record.insert(kVXEventUniqueID, id);
+        }
+        if (!record.contains(kVXEventEnabled))
+            record.insert(kVXEventEnabled, true);
+        QVariantList triggers = record.value(kVXEventTriggers).toList();
+        for (QVariant &trigger : triggers) {
+            QVariantMap map = trigger.toMap();
+            if (!map.contains(kVXTriggerIdentifier))
+                map.insert(kVXTriggerIdentifier, newIdentifier());
+            trigger = map;
+        }
+        record.insert(kVXEventTriggers, triggers);
+        if (!m_events.contains(id))
+            m_order.append(id);
+        m_events.insert(id, record);
+        index(id);
+        if (storedIDs)
+            storedIDs->append(id);
+    }
+    return HalvaneResult::ok();
+}
+
+void HalvaneEventStore::index(const QString &uniqueID)
+{
+    for (auto it = m_ownerOfTrigger.begin(); it != m_ownerOfTrigger.end();) {
+        if (it.value() == uniqueID) {
+            m_vanished.append(it.key());
+            it = m_ownerOfTrigger.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    const QVariantList triggers = m_events.value(uniqueID).value(kVXEventTriggers).toList();
+    for (const QVariant &trigger : triggers) {
+        const QString triggerID = trigger.toMap().value(kVXTriggerIdentifier).toString();
+        m_ownerOfTrigger.insert(triggerID, uniqueID);
+        m_vanished.removeAll(triggerID);
+    }
+}
+
+QStringList HalvaneEventStore::takeVanishedTriggers()
+{
+    return std::exchange(m_vanished, QStringList());
+}
+
+QList<QVariantMap> HalvaneEventStore::events() const
+{
+    QList<QVariantMap> list;
+    list.reserve(m_order.size());
+    for (const QString &id : m_order)
+        list.append(m_events.value(id));
+    return list;
+}
+
+void HalvaneEventStore::removeTrigger(const QString &triggerID)
+{
+    const QString owner = m_ownerOfTrigger.value(triggerID);
+    if (owner.isEmpty())
+        return;
+    QVariantMap record = m_events.value(owner);
+    QVariantList triggers = record.value(kVXEventTriggers).toList();
+    triggers.removeIf(
+        [&](const QVariant &trigger) { return trigger.toMap().value(kVXTriggerIdentifier).toString() == triggerID; });
+    record.insert(kVXEventTriggers, triggers);
+    m_events.insert(owner, record);
+    m_ownerOfTrigger.remove(triggerID);
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QList>
+#include <QObject>
+#include <QVariantMap>
+
+class HalvaneScheduler;
+class HalvaneResult;
+
+// The scheduler on D-Bus: the object behind org.halvane.Scheduler1 (docs/protocol.md). Its slots and
+// properties are what the generated adaptor forwards to; every change is announced with PropertiesChanged.
+class HalvaneSchedulerService : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_PROPERTY(QList<QVariantMap> SchedulerPending READ schedulerPending)
+    Q_PROPERTY(QList<QVariantMap> SchedulerActive READ schedulerActive)
+    Q_PROPERTY(bool SchedulerEnabled READ schedulerEnabled)
+    Q_PROPERTY(QList<QVariantMap> NotificationsCurrent READ notificationsCurrent)
+    Q_PROPERTY(QList<QVariantMap> NotificationsWarning READ notificationsWarning)
+    Q_PROPERTY(QList<QVariantMap> OnDemandAvailable READ onDemandAvailable)
+    Q_PROPERTY(QList<QVariantMap> AuthorisationRights READ authorisationRights)
+
+public:
+    HalvaneSchedulerService(HalvaneScheduler *scheduler, QObject *parent = nullptr);
+
+    // Exports the object and takes the bus name; false with a message when the name is taken or the
+    // bus refuses.
+    bool registerOn(const QDBusConnection &bus, const QString &serviceName, QString *error);
+
+    QList<QVariantMap> schedulerPending() const;
+    QList<QVariantMap> schedulerActive() const;
+    bool schedulerEnabled() const;
+    QList<QVariantMap> notificationsCurrent() const;
+    QList<QVariantMap> notificationsWarning() const;
+    QList<QVariantMap> onDemandAvailable() const;
+    QList<QVariantMap> authorisationRights() const;
+
+public Q_SLOTS:
+    bool Authenticate(uint &protocolVersion);
+    bool SchedulerAdjust(const QVariantMap &parameters, qlonglong &status, QString &message);
+    bool SchedulerCancel(const QVariantMap &parameters, qlonglong &status, QString &message);
+    bool SchedulerReset(const QVariantMap &parameters, qlonglong &status, QString &message);
+    bool OnDemandPerform(const QVariantMap &parameters, qlonglong &status, QString &message);
+    bool EventStoreStore(const QVariantMap &parameters, qlonglong &status, QString &message);
+    bool SchedulerSetEnabled(const QVariantMap &parameters, qlonglong &status, QString &message);
+
+private:
+    bool answer(const QString &request, const QVariantMap &parameters, qlonglong &status, QString &message);
+    QList<QVariantMap> recordList(const QString &variable) const;
+    void announce(const QStringList &names);
+
+    HalvaneScheduler *m_scheduler;
+    QList<QDBusConnection> m_buses;
+};

@@ -1,0 +1,3 @@
+#include "HalvaneServiceLogging.h"
+
+Q_LOGGING_CATEGORY(lcHalvaned, "halvane.service", QtInfoMsg)
