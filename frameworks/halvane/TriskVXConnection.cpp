@@ -81,6 +81,8 @@ void TriskVXConnection::setKeepAliveInterval(int milliseconds)
 
 void TriskVXConnection::updateKeepAliveTimer()
 {
+    // A ping not answered within one interval means the service hangs.
+    m_peer->setTimeout(m_keepAliveInterval);
     if (m_keepAlive && m_valid)
         m_keepAliveTimer->start(m_keepAliveInterval);
     else

@@ -1,0 +1,108 @@
+#include "FakeScheduler.h"
+
+#include "HalvanedProcess.h"
+#include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusVariant>
+
+namespace {
+const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
+}
+
+FakeScheduler::FakeScheduler(QObject *parent)
+    : QDBusVirtualObject(parent)
+    , m_serviceName(HalvanedProcess::uniqueServiceName())
+    , m_connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_serviceName))
+{
+    TriskVXDBusPropertyList::registerTypes();
+}
+
+FakeScheduler::~FakeScheduler()
+{
+    stop();
+    QDBusConnection::disconnectFromBus(m_serviceName);
+}
+
+bool FakeScheduler::start()
+{
+    if (!m_connection.registerVirtualObject(kVXDBusObjectPath, this))
+        return false;
+    return m_connection.registerService(m_serviceName);
+}
+
+void FakeScheduler::stop()
+{
+    if (!m_connection.isConnected())
+        return;
+    m_connection.unregisterService(m_serviceName);
+    m_connection.unregisterObject(kVXDBusObjectPath);
+}
+
+TriskVXServiceLocation FakeScheduler::location() const
+{
+    return TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), m_serviceName);
+}
+
+QString FakeScheduler::introspect(const QString &path) const
+{
+    Q_UNUSED(path)
+    return QString();
+}
+
+void FakeScheduler::releaseHeld()
+{
+    const QList<QDBusMessage> held = std::exchange(m_held, {});
+    for (const QDBusMessage &message : held)
+        m_connection.send(answer(message));
+}
+
+void FakeScheduler::publish(const QVariantMap &changed, const QStringList &invalidated)
+{
+    QDBusMessage signal = QDBusMessage::createSignal(kVXDBusObjectPath, kProperties, QStringLiteral("PropertiesChanged"));
+    signal << kVXDBusInterface << changed << invalidated;
+    m_connection.send(signal);
+}
+
+QDBusMessage FakeScheduler::answer(const QDBusMessage &message) const
+{
+    if (malformedReplies)
+        return message.createReply(QVariantList{QStringLiteral("not a response")});
+    return message.createReply(QVariantList{succeeded, QVariant::fromValue(qlonglong(status)), QString()});
+}
+
+bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
+{
+    Q_UNUSED(connection)
+    if (message.interface() == kProperties) {
+        if (message.member() == QLatin1String("GetAll")) {
+            m_connection.send(message.createReply(QVariantList{published}));
+            return true;
+        }
+        if (message.member() == QLatin1String("Get")) {
+            const QString name = message.arguments().value(1).toString();
+            m_connection.send(message.createReply(QVariantList{QVariant::fromValue(QDBusVariant(published.value(name)))}));
+            return true;
+        }
+        return false;
+    }
+    if (message.interface() == QLatin1String("org.freedesktop.DBus.Peer"))
+        return false;
+    if (message.member() == kVXDBusMethodAuthenticate) {
+        m_connection.send(message.createReply(QVariantList{acceptClients, protocolVersion}));
+        return true;
+    }
+    Received received;
+    received.request = message.member();
+    received.parameters =
+        TriskVXDBusPropertyList::decode(message.arguments().value(0)).toMap();
+    m_received.append(received);
+    if (holdReplies) {
+        message.setDelayedReply(true);
+        m_held.append(message);
+        return true;
+    }
+    m_connection.send(answer(message));
+    return true;
+}

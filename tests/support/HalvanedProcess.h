@@ -1,0 +1,38 @@
+#pragma once
+
+#include "TriskVXServiceLocation.h"
+
+#include <QObject>
+#include <QProcess>
+#include <QStringList>
+
+// The real halvaned, run by a test on the test's session bus (dbus-run-session) under a name of its own.
+class HalvanedProcess : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit HalvanedProcess(QObject *parent = nullptr);
+    ~HalvanedProcess() override;
+
+    static QString uniqueServiceName();
+    QString serviceName() const { return m_serviceName; }
+    TriskVXServiceLocation location() const;
+
+    // Starts it and waits until it owns its bus name.
+    bool start(const QStringList &extraArguments = {});
+    // SIGTERM, then waits for the exit and for the name to be released.
+    bool stop();
+    // SIGKILL: a crash.
+    bool kill();
+    void pause();
+    void resume();
+    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
+    QString output();
+
+private:
+    bool waitForOwner(bool owned);
+
+    QString m_serviceName;
+    QProcess m_process;
+};
