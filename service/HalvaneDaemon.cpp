@@ -4,6 +4,7 @@
 #include "HalvaneScheduler.h"
 #include "HalvaneSchedulerService.h"
 #include "HalvaneServiceLogging.h"
+#include "TriskVXBusWatcher.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXUnixSignalWatcher.h"
@@ -76,6 +77,11 @@ int HalvaneDaemon::run(const QStringList &arguments)
     }
     qCInfo(lcHalvaned).noquote() << QStringLiteral("serving %1 on the %2 bus").arg(parser.value(nameOption), busSetting);
 
+    TriskVXBusWatcher busWatcher(bus);
+    QObject::connect(&busWatcher, &TriskVXBusWatcher::busDisconnected, qApp, [] {
+        qCWarning(lcHalvaned).noquote() << QStringLiteral("the bus went away; stopping");
+        QCoreApplication::exit(1);
+    });
     TriskVXUnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
     QObject::connect(&signalWatcher, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
         qCInfo(lcHalvaned).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
