@@ -113,6 +113,10 @@ int HalvaneCtl::run(const QStringList &arguments)
         operands.append(QStringLiteral("--until=") + parser.value(untilOption));
     }
 
+    // The whole command line is checked before anything is sent.
+    if (const int status = execute(command, operands, true); status != kExitOK)
+        return status;
+
     TriskVXServiceLocation location = TriskVXServiceLocation::fromEnvironment();
     if (parser.isSet(busOption) || parser.isSet(nameOption)) {
         const QString bus = parser.isSet(busOption) ? parser.value(busOption) : location.busDescription();
@@ -132,7 +136,7 @@ int HalvaneCtl::run(const QStringList &arguments)
         m_err << tr("halvanectl: the scheduler service %1 does not answer").arg(location.serviceName()) << Qt::endl;
         return kExitUnreachable;
     }
-    return execute(command, operands);
+    return execute(command, operands, false);
 }
 
 bool HalvaneCtl::waitForConnection()
@@ -289,13 +293,13 @@ int HalvaneCtl::printStatus()
     return kExitOK;
 }
 
-int HalvaneCtl::execute(const QString &command, const QStringList &operands)
+int HalvaneCtl::execute(const QString &command, const QStringList &operands, bool onlyCheck)
 {
     auto expect = [&](int least, int most) { return operands.size() >= least && operands.size() <= most; };
     if (command == QLatin1String("status")) {
         if (!expect(0, 0))
             return usage(tr("status takes no operand"));
-        return printStatus();
+        return onlyCheck ? kExitOK : printStatus();
     }
     if (command == QLatin1String("list")) {
         if (!expect(0, 1))
@@ -309,12 +313,12 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands)
             names.prepend(kVXObserveSchedulerEnabled);
         if (names.isEmpty())
             return usage(tr("unknown list %1").arg(operands.first()));
-        return printVariables(names);
+        return onlyCheck ? kExitOK : printVariables(names);
     }
     if (command == QLatin1String("get")) {
         if (!expect(1, 1) || !TriskVXObserver::observedVariables().contains(operands.first()))
             return usage(tr("get takes one of: %1").arg(TriskVXObserver::observedVariables().join(QStringLiteral(", "))));
-        return printVariables({operands.first()});
+        return onlyCheck ? kExitOK : printVariables({operands.first()});
     }
     if (command == QLatin1String("adjust")) {
         if (!expect(2, 2))
@@ -322,6 +326,8 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands)
         const QDateTime date = parseDate(operands.at(1));
         if (!date.isValid())
             return usage(tr("%1 is not an ISO 8601 date").arg(operands.at(1)));
+        if (onlyCheck)
+            return kExitOK;
         return sendRequest(TriskVXRequest(kVXRPCSchedulerAdjust,
                                           {{kVXRPCParameterTriggerID, operands.at(0)}, {kVXRPCParameterDate, date.toUTC()}}));
     }
@@ -330,6 +336,8 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands)
         const qint64 minutes = operands.value(1).toLongLong(&isNumber);
         if (!expect(2, 2) || !isNumber)
             return usage(tr("delay takes a trigger and a number of minutes"));
+        if (onlyCheck)
+            return kExitOK;
         if (!waitForVariables())
             return kExitUnreachable;
         const QVariantList pending = m_observer->valueForKeyPath(kVXObserveSchedulerPending).toList();
@@ -355,11 +363,15 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands)
                 return usage(tr("%1 is not an ISO 8601 date").arg(until));
             parameters.insert(kVXRPCParameterUntil, date.toUTC());
         }
+        if (onlyCheck)
+            return kExitOK;
         return sendRequest(TriskVXRequest(kVXRPCSchedulerCancel, parameters));
     }
     if (command == QLatin1String("reset")) {
         if (!expect(0, 1))
             return usage(tr("reset takes at most one trigger"));
+        if (onlyCheck)
+            return kExitOK;
         return sendRequest(operands.isEmpty()
                                ? TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset)
                                : TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerReset, operands.first(),
@@ -371,11 +383,15 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands)
         QVariantMap parameters{{kVXRPCParameterUniqueID, operands.first()}};
         if (command == QLatin1String("trigger"))
             parameters.insert(kVXRPCParameterApplyCriteria, true);
+        if (onlyCheck)
+            return kExitOK;
         return sendRequest(TriskVXRequest(kVXRPCOnDemandPerform, parameters));
     }
     if (command == QLatin1String("store")) {
         if (!expect(1, 1))
             return usage(tr("store takes a plist file"));
+        if (onlyCheck)
+            return kExitOK;
         QString error;
         const QVariant contents = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(operands.first(), &error);
         if (!contents.isValid()) {
@@ -388,6 +404,8 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands)
     if (command == QLatin1String("enable") || command == QLatin1String("disable")) {
         if (!expect(0, 0))
             return usage(tr("%1 takes no operand").arg(command));
+        if (onlyCheck)
+            return kExitOK;
         return sendRequest(TriskVXRequest::requestWithRequestValueForParameter(
             kVXRPCSchedulerSetEnabled, command == QLatin1String("enable"), kVXRPCParameterEnabled));
     }

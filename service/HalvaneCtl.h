@@ -29,7 +29,8 @@ private:
     enum class Output { Human, Plist };
 
     int usage(const QString &message);
-    int execute(const QString &command, const QStringList &operands);
+    // With onlyCheck, only checks the operands (exit status 2 when wrong) and sends nothing.
+    int execute(const QString &command, const QStringList &operands, bool onlyCheck);
     bool waitForConnection();
     bool waitForVariables();
     int sendRequest(const TriskVXRequest &request);

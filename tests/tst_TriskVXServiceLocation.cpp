@@ -22,6 +22,8 @@ void tst_TriskVXServiceLocation::fromEnvironment_data()
     QTest::addColumn<QString>("expectedService");
     QTest::addColumn<bool>("connected");
     QTest::newRow("defaults") << QString() << QString() << QStringLiteral("session") << kVXDBusServiceName << true;
+    QTest::newRow("set but empty") << QStringLiteral("<empty>") << QStringLiteral("<empty>") << QStringLiteral("session")
+                                   << kVXDBusServiceName << true;
     QTest::newRow("session, own name") << QStringLiteral("session") << QStringLiteral("org.example.S")
                                        << QStringLiteral("session") << QStringLiteral("org.example.S") << true;
     QTest::newRow("the test bus by address") << qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS") << QString()
@@ -37,14 +39,14 @@ void tst_TriskVXServiceLocation::fromEnvironment()
     QFETCH(QString, expectedDescription);
     QFETCH(QString, expectedService);
     QFETCH(bool, connected);
-    if (bus.isEmpty())
-        qunsetenv("HALVANE_BUS");
-    else
-        qputenv("HALVANE_BUS", bus.toUtf8());
-    if (service.isEmpty())
-        qunsetenv("HALVANE_SERVICE");
-    else
-        qputenv("HALVANE_SERVICE", service.toUtf8());
+    auto set = [](const char *name, const QString &value) {
+        if (value.isEmpty())
+            qunsetenv(name);
+        else
+            qputenv(name, value == QLatin1String("<empty>") ? QByteArray() : value.toUtf8());
+    };
+    set("HALVANE_BUS", bus);
+    set("HALVANE_SERVICE", service);
     const TriskVXServiceLocation location = TriskVXServiceLocation::fromEnvironment();
     QCOMPARE(location.busDescription(), expectedDescription);
     QCOMPARE(location.serviceName(), expectedService);

@@ -14,7 +14,10 @@ TriskVXServiceLocation::TriskVXServiceLocation(const QDBusConnection &bus, const
 
 TriskVXServiceLocation TriskVXServiceLocation::fromEnvironment()
 {
-    const QString busSetting = qEnvironmentVariable("HALVANE_BUS", QStringLiteral("session"));
+    // Set but empty counts as unset.
+    QString busSetting = qEnvironmentVariable("HALVANE_BUS");
+    if (busSetting.isEmpty())
+        busSetting = QStringLiteral("session");
     QString serviceName = qEnvironmentVariable("HALVANE_SERVICE");
     if (serviceName.isEmpty())
         serviceName = kVXDBusServiceName;
