@@ -14,7 +14,9 @@ public:
     {
         std::sort(nanoseconds.begin(), nanoseconds.end());
         const qsizetype n = nanoseconds.size();
-        auto at = [&](double fraction) { return nanoseconds.at(qMin(n - 1, qsizetype(fraction * double(n)))) / 1000.0; };
+        auto at = [&](double fraction) {
+            return nanoseconds.at(qMin(n - 1, qsizetype(fraction * double(n)))) / 1000.0;
+        };
         out << QStringLiteral("%1: n=%2 median=%3 us p99=%4 us min=%5 us max=%6 us")
                    .arg(name)
                    .arg(n)

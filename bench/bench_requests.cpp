@@ -41,17 +41,23 @@ int main(int argc, char *argv[])
         return 1;
     }
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
-    if (!waitFor([&] { return connection->isValid(); })) {
+    if (!waitFor([&] {
+            return connection->isValid();
+        })) {
         out << "cannot connect" << Qt::endl;
         return 1;
     }
-    std::unique_ptr<TriskVXRequestsController> requests(TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    std::unique_ptr<TriskVXRequestsController> requests(
+        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
 
     // Requests controller round trip: one request at a time, from the send to the pending-empty notice.
     bool done = false;
     QObject *token = TriskVXNotificationCenter::defaultCenter()->addObserverForNameObjectQueueUsingBlock(
-        TriskVXRequestsControllerNotificationPendingEmpty, requests.get(), nullptr, [&](const TriskVXNotification &) { done = true; });
-    const TriskVXRequest reset = TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerSetEnabled, true, kVXRPCParameterEnabled);
+        TriskVXRequestsControllerNotificationPendingEmpty, requests.get(), nullptr, [&](const TriskVXNotification &) {
+            done = true;
+        });
+    const TriskVXRequest reset
+        = TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerSetEnabled, true, kVXRPCParameterEnabled);
     QList<qint64> roundTrips;
     roundTrips.reserve(count);
     QElapsedTimer timer;
@@ -67,14 +73,17 @@ int main(int argc, char *argv[])
     BenchStatistics::report(out, QStringLiteral("sendRequest:localisedSummary: round trip"), roundTrips);
 
     // The same transport without the framework: Properties.Get of a boolean, asynchronous.
-    OrgFreedesktopDBusPropertiesInterface properties(service.serviceName(), kVXDBusObjectPath, QDBusConnection::sessionBus());
+    OrgFreedesktopDBusPropertiesInterface properties(service.serviceName(), kVXDBusObjectPath,
+                                                     QDBusConnection::sessionBus());
     QList<qint64> bare;
     bare.reserve(count);
     for (int i = 0; i < count; ++i) {
         timer.start();
         QDBusPendingCallWatcher watcher(properties.Get(kVXDBusInterface, kVXObserveSchedulerEnabled));
         bool finished = false;
-        QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, [&] { finished = true; });
+        QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, [&] {
+            finished = true;
+        });
         while (!finished)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         bare.append(timer.nsecsElapsed());
@@ -85,20 +94,28 @@ int main(int argc, char *argv[])
     // the observer announces the new pending list (the service publishes before it answers).
     TriskVXObserver observer(connection.get());
     bool reloaded = false;
-    QObject::connect(&observer, &TriskVXObserver::reloaded, [&] { reloaded = true; });
-    waitFor([&] { return reloaded; });
+    QObject::connect(&observer, &TriskVXObserver::reloaded, [&] {
+        reloaded = true;
+    });
+    waitFor([&] {
+        return reloaded;
+    });
     bool noticed = false;
-    QObject::connect(&observer, &TriskVXObserver::schedulerPendingChanged, [&] { noticed = true; });
+    QObject::connect(&observer, &TriskVXObserver::schedulerPendingChanged, [&] {
+        noticed = true;
+    });
     const int changes = qMin(count, 2000);
     QList<qint64> notices;
     const QDateTime base = QDateTime::currentDateTimeUtc().addYears(1);
-    const QVariantMap event{{kVXEventUniqueID, QStringLiteral("bench")}, {kVXEventName, QStringLiteral("Bench")}};
+    const QVariantMap event { { kVXEventUniqueID, QStringLiteral("bench") },
+                              { kVXEventName, QStringLiteral("Bench") } };
     for (int i = 0; i < changes; ++i) {
         QVariantMap changed = event;
-        changed.insert(kVXEventTriggers, QVariantList{QVariantMap{{kVXTriggerType, kVXTriggerType_Once},
-                                                                  {kVXTriggerDate, base.addSecs(i)},
-                                                                  {kVXTriggerIdentifier, QStringLiteral("bench-trigger")}}});
-        const TriskVXRequest store(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, QVariantList{changed}}});
+        changed.insert(kVXEventTriggers,
+                       QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once },
+                                                    { kVXTriggerDate, base.addSecs(i) },
+                                                    { kVXTriggerIdentifier, QStringLiteral("bench-trigger") } } });
+        const TriskVXRequest store(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { changed } } });
         noticed = false;
         timer.start();
         connection->send(&store, nullptr);

@@ -25,13 +25,13 @@ enum ExitStatus { kExitOK = 0, kExitRefused = 1, kExitUsage = 2, kExitUnreachabl
 // The list names of "halvanectl list" and the variables they show.
 const QList<QPair<QString, QString>> &listNames()
 {
-    static const QList<QPair<QString, QString>> names{
-        {QStringLiteral("pending"), kVXObserveSchedulerPending},
-        {QStringLiteral("current"), kVXObserveNotificationsCurrent},
-        {QStringLiteral("warnings"), kVXObserveNotificationsWarning},
-        {QStringLiteral("active"), kVXObserveSchedulerActive},
-        {QStringLiteral("on-demand"), kVXObserveOnDemandAvailable},
-        {QStringLiteral("rights"), kVXObserveAuthorisationRights},
+    static const QList<QPair<QString, QString>> names {
+        { QStringLiteral("pending"), kVXObserveSchedulerPending },
+        { QStringLiteral("current"), kVXObserveNotificationsCurrent },
+        { QStringLiteral("warnings"), kVXObserveNotificationsWarning },
+        { QStringLiteral("active"), kVXObserveSchedulerActive },
+        { QStringLiteral("on-demand"), kVXObserveOnDemandAvailable },
+        { QStringLiteral("rights"), kVXObserveAuthorisationRights },
     };
     return names;
 }
@@ -63,30 +63,31 @@ int HalvaneCtl::usage(const QString &message)
 int HalvaneCtl::run(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(tr("Shows and drives the Halvane scheduler service.\n\n"
-                                        "Commands:\n"
-                                        "  status                       the scheduler's state in short\n"
-                                        "  list [LIST]                  pending, current, warnings, active, on-demand, rights (all when omitted)\n"
-                                        "  get VARIABLE                 one published variable as it is\n"
-                                        "  adjust TRIGGER DATE          move one firing to DATE (ISO 8601)\n"
-                                        "  delay TRIGGER MINUTES        move one firing MINUTES later\n"
-                                        "  cancel TRIGGER [--until DATE] skip the next firing, or every firing before DATE\n"
-                                        "  reset [TRIGGER]              undo adjustments and cancellations (of all triggers when omitted)\n"
-                                        "  perform EVENT                perform an event on demand now\n"
-                                        "  trigger EVENT                perform it now if its criteria allow\n"
-                                        "  store FILE                   add or replace the events of a plist file\n"
-                                        "  enable | disable             start or stop all firing"));
+    parser.setApplicationDescription(
+        tr("Shows and drives the Halvane scheduler service.\n\n"
+           "Commands:\n"
+           "  status                       the scheduler's state in short\n"
+           "  list [LIST]                  pending, current, warnings, active, on-demand, rights (all when omitted)\n"
+           "  get VARIABLE                 one published variable as it is\n"
+           "  adjust TRIGGER DATE          move one firing to DATE (ISO 8601)\n"
+           "  delay TRIGGER MINUTES        move one firing MINUTES later\n"
+           "  cancel TRIGGER [--until DATE] skip the next firing, or every firing before DATE\n"
+           "  reset [TRIGGER]              undo adjustments and cancellations (of all triggers when omitted)\n"
+           "  perform EVENT                perform an event on demand now\n"
+           "  trigger EVENT                perform it now if its criteria allow\n"
+           "  store FILE                   add or replace the events of a plist file\n"
+           "  enable | disable             start or stop all firing"));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption busOption(QStringLiteral("bus"), tr("The bus: session, system or a D-Bus address."),
                                        QStringLiteral("bus"));
     const QCommandLineOption nameOption(QStringLiteral("name"), tr("The service's bus name."), QStringLiteral("name"));
     const QCommandLineOption plistOption(QStringLiteral("plist"), tr("Print values as an XML property list."));
-    const QCommandLineOption untilOption(QStringLiteral("until"), tr("With cancel: skip every firing before this date."),
-                                         QStringLiteral("date"));
+    const QCommandLineOption untilOption(
+        QStringLiteral("until"), tr("With cancel: skip every firing before this date."), QStringLiteral("date"));
     const QCommandLineOption timeoutOption(QStringLiteral("timeout"), tr("Milliseconds to wait for the service."),
                                            QStringLiteral("ms"), QStringLiteral("5000"));
-    parser.addOptions({busOption, nameOption, plistOption, untilOption, timeoutOption});
+    parser.addOptions({ busOption, nameOption, plistOption, untilOption, timeoutOption });
     parser.addPositionalArgument(QStringLiteral("command"), tr("What to do (see above)."));
     if (!parser.parse(arguments))
         return usage(parser.errorText());
@@ -95,7 +96,8 @@ int HalvaneCtl::run(const QStringList &arguments)
         return kExitOK;
     }
     if (parser.isSet(QStringLiteral("version"))) {
-        m_out << QCoreApplication::applicationName() << QLatin1Char(' ') << QCoreApplication::applicationVersion() << Qt::endl;
+        m_out << QCoreApplication::applicationName() << QLatin1Char(' ') << QCoreApplication::applicationVersion()
+              << Qt::endl;
         return kExitOK;
     }
     bool timeoutOK = false;
@@ -122,9 +124,8 @@ int HalvaneCtl::run(const QStringList &arguments)
         const QString bus = parser.isSet(busOption) ? parser.value(busOption) : location.busDescription();
         const QString name = parser.isSet(nameOption) ? parser.value(nameOption) : location.serviceName();
         const QDBusConnection connection = bus == QLatin1String("session") ? QDBusConnection::sessionBus()
-                                           : bus == QLatin1String("system")
-                                               ? QDBusConnection::systemBus()
-                                               : QDBusConnection::connectToBus(bus, QStringLiteral("halvanectl"));
+            : bus == QLatin1String("system")                               ? QDBusConnection::systemBus()
+                                             : QDBusConnection::connectToBus(bus, QStringLiteral("halvanectl"));
         location = TriskVXServiceLocation(connection, name, bus);
     }
     m_connection = TriskVXConnection::connectionWithLocation(location, this);
@@ -142,8 +143,14 @@ int HalvaneCtl::run(const QStringList &arguments)
 bool HalvaneCtl::waitForConnection()
 {
     bool failed = false;
-    connect(m_connection, &TriskVXConnection::connectionAttemptFailed, this, [&failed] { failed = true; });
-    waitUntil([&] { return m_connection->isValid() || failed; }, m_timeout);
+    connect(m_connection, &TriskVXConnection::connectionAttemptFailed, this, [&failed] {
+        failed = true;
+    });
+    waitUntil(
+        [&] {
+            return m_connection->isValid() || failed;
+        },
+        m_timeout);
     disconnect(m_connection, &TriskVXConnection::connectionAttemptFailed, this, nullptr);
     return m_connection->isValid();
 }
@@ -154,8 +161,14 @@ bool HalvaneCtl::waitForVariables()
         return true;
     m_observer = new TriskVXObserver(m_connection, this);
     bool loaded = false;
-    connect(m_observer, &TriskVXObserver::reloaded, this, [&loaded] { loaded = true; });
-    waitUntil([&] { return loaded; }, m_timeout);
+    connect(m_observer, &TriskVXObserver::reloaded, this, [&loaded] {
+        loaded = true;
+    });
+    waitUntil(
+        [&] {
+            return loaded;
+        },
+        m_timeout);
     disconnect(m_observer, &TriskVXObserver::reloaded, this, nullptr);
     if (!loaded)
         m_err << tr("halvanectl: the scheduler service did not publish its variables") << Qt::endl;
@@ -166,11 +179,17 @@ int HalvaneCtl::sendRequest(const TriskVXRequest &request)
 {
     // Shared with the handler, which may outlive this call when the answer comes after the timeout.
     auto answer = std::make_shared<std::optional<TriskVXResponse>>();
-    if (!m_connection->send(&request, [answer](const TriskVXResponse &received) { *answer = received; })) {
+    if (!m_connection->send(&request, [answer](const TriskVXResponse &received) {
+            *answer = received;
+        })) {
         m_err << tr("halvanectl: the request could not be sent") << Qt::endl;
         return kExitUnreachable;
     }
-    if (!waitUntil([&] { return answer->has_value(); }, m_timeout)) {
+    if (!waitUntil(
+            [&] {
+                return answer->has_value();
+            },
+            m_timeout)) {
         m_err << tr("halvanectl: no answer from the scheduler service") << Qt::endl;
         return kExitUnreachable;
     }
@@ -246,7 +265,8 @@ int HalvaneCtl::printVariables(const QStringList &names)
             values.insert(name, m_observer->valueForKeyPath(name));
         const QVariant value = names.size() == 1 ? values.first() : QVariant(values);
         QString error;
-        const QByteArray data = TriskVXPropertyListSerialization::dataWithPropertyList(value, TriskVXPropertyListSerialization::Format::Xml, &error);
+        const QByteArray data = TriskVXPropertyListSerialization::dataWithPropertyList(
+            value, TriskVXPropertyListSerialization::Format::Xml, &error);
         if (data.isEmpty()) {
             m_err << tr("halvanectl: cannot print the value: %1").arg(error) << Qt::endl;
             return kExitRefused;
@@ -272,7 +292,8 @@ int HalvaneCtl::printStatus()
     if (!waitForVariables())
         return kExitUnreachable;
     const QVariantList pending = m_observer->valueForKeyPath(kVXObserveSchedulerPending).toList();
-    m_out << tr("Scheduler: %1").arg(m_observer->valueForKeyPath(kVXObserveSchedulerEnabled).toBool() ? tr("enabled") : tr("disabled"))
+    m_out << tr("Scheduler: %1")
+                 .arg(m_observer->valueForKeyPath(kVXObserveSchedulerEnabled).toBool() ? tr("enabled") : tr("disabled"))
           << Qt::endl;
     if (pending.isEmpty()) {
         m_out << tr("Next: nothing pending") << Qt::endl;
@@ -295,7 +316,9 @@ int HalvaneCtl::printStatus()
 
 int HalvaneCtl::execute(const QString &command, const QStringList &operands, bool onlyCheck)
 {
-    auto expect = [&](int least, int most) { return operands.size() >= least && operands.size() <= most; };
+    auto expect = [&](int least, int most) {
+        return operands.size() >= least && operands.size() <= most;
+    };
     if (command == QLatin1String("status")) {
         if (!expect(0, 0))
             return usage(tr("status takes no operand"));
@@ -317,8 +340,9 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands, boo
     }
     if (command == QLatin1String("get")) {
         if (!expect(1, 1) || !TriskVXObserver::observedVariables().contains(operands.first()))
-            return usage(tr("get takes one of: %1").arg(TriskVXObserver::observedVariables().join(QStringLiteral(", "))));
-        return onlyCheck ? kExitOK : printVariables({operands.first()});
+            return usage(
+                tr("get takes one of: %1").arg(TriskVXObserver::observedVariables().join(QStringLiteral(", "))));
+        return onlyCheck ? kExitOK : printVariables({ operands.first() });
     }
     if (command == QLatin1String("adjust")) {
         if (!expect(2, 2))
@@ -328,8 +352,9 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands, boo
             return usage(tr("%1 is not an ISO 8601 date").arg(operands.at(1)));
         if (onlyCheck)
             return kExitOK;
-        return sendRequest(TriskVXRequest(kVXRPCSchedulerAdjust,
-                                          {{kVXRPCParameterTriggerID, operands.at(0)}, {kVXRPCParameterDate, date.toUTC()}}));
+        return sendRequest(
+            TriskVXRequest(kVXRPCSchedulerAdjust,
+                           { { kVXRPCParameterTriggerID, operands.at(0) }, { kVXRPCParameterDate, date.toUTC() } }));
     }
     if (command == QLatin1String("delay")) {
         bool isNumber = false;
@@ -346,8 +371,9 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands, boo
             if (record.value(kVXQueuedTriggerTriggerID).toString() != operands.at(0))
                 continue;
             const QDateTime date = TriskVXRecords::triggerDateOfQueuedTrigger(record).toDateTime();
-            return sendRequest(TriskVXRequest(kVXRPCSchedulerAdjust, {{kVXRPCParameterTriggerID, operands.at(0)},
-                                                                      {kVXRPCParameterDate, date.addSecs(minutes * 60)}}));
+            return sendRequest(TriskVXRequest(
+                kVXRPCSchedulerAdjust,
+                { { kVXRPCParameterTriggerID, operands.at(0) }, { kVXRPCParameterDate, date.addSecs(minutes * 60) } }));
         }
         m_err << tr("halvanectl: no pending trigger %1").arg(operands.at(0)) << Qt::endl;
         return kExitRefused;
@@ -355,7 +381,7 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands, boo
     if (command == QLatin1String("cancel")) {
         if (!expect(1, 2))
             return usage(tr("cancel takes a trigger"));
-        QVariantMap parameters{{kVXRPCParameterTriggerID, operands.at(0)}};
+        QVariantMap parameters { { kVXRPCParameterTriggerID, operands.at(0) } };
         if (operands.size() == 2) {
             const QString until = operands.at(1).mid(int(qstrlen("--until=")));
             const QDateTime date = parseDate(until);
@@ -372,15 +398,14 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands, boo
             return usage(tr("reset takes at most one trigger"));
         if (onlyCheck)
             return kExitOK;
-        return sendRequest(operands.isEmpty()
-                               ? TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset)
-                               : TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerReset, operands.first(),
-                                                                                     kVXRPCParameterTriggerID));
+        return sendRequest(operands.isEmpty() ? TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset)
+                                              : TriskVXRequest::requestWithRequestValueForParameter(
+                                                  kVXRPCSchedulerReset, operands.first(), kVXRPCParameterTriggerID));
     }
     if (command == QLatin1String("perform") || command == QLatin1String("trigger")) {
         if (!expect(1, 1))
             return usage(tr("%1 takes an event's unique id").arg(command));
-        QVariantMap parameters{{kVXRPCParameterUniqueID, operands.first()}};
+        QVariantMap parameters { { kVXRPCParameterUniqueID, operands.first() } };
         if (command == QLatin1String("trigger"))
             parameters.insert(kVXRPCParameterApplyCriteria, true);
         if (onlyCheck)
@@ -393,13 +418,15 @@ int HalvaneCtl::execute(const QString &command, const QStringList &operands, boo
         if (onlyCheck)
             return kExitOK;
         QString error;
-        const QVariant contents = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(operands.first(), &error);
+        const QVariant contents
+            = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(operands.first(), &error);
         if (!contents.isValid()) {
             m_err << tr("halvanectl: %1").arg(error) << Qt::endl;
             return kExitRefused;
         }
-        const QVariantList events = contents.typeId() == QMetaType::QVariantList ? contents.toList() : QVariantList{contents};
-        return sendRequest(TriskVXRequest(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, events}}));
+        const QVariantList events
+            = contents.typeId() == QMetaType::QVariantList ? contents.toList() : QVariantList { contents };
+        return sendRequest(TriskVXRequest(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }));
     }
     if (command == QLatin1String("enable") || command == QLatin1String("disable")) {
         if (!expect(0, 0))

@@ -40,7 +40,7 @@ int HalvaneDaemon::run(const QStringList &arguments)
                                         QCoreApplication::translate("halvaned", "Start with the demo schedule."));
     const QCommandLineOption dryRunOption(QStringLiteral("dry-run"),
                                           QCoreApplication::translate("halvaned", "Never touch power (log instead)."));
-    parser.addOptions({busOption, nameOption, demoOption, dryRunOption});
+    parser.addOptions({ busOption, nameOption, demoOption, dryRunOption });
     if (!parser.parse(arguments)) {
         complain(parser.errorText());
         return 2;
@@ -50,20 +50,21 @@ int HalvaneDaemon::run(const QStringList &arguments)
     if (parser.isSet(QStringLiteral("version")))
         parser.showVersion();
     if (!parser.positionalArguments().isEmpty()) {
-        complain(QCoreApplication::translate("halvaned", "unexpected argument %1").arg(parser.positionalArguments().first()));
+        complain(QCoreApplication::translate("halvaned", "unexpected argument %1")
+                     .arg(parser.positionalArguments().first()));
         return 2;
     }
 
     const QString busSetting = parser.value(busOption);
     QDBusConnection bus = busSetting == QLatin1String("session") ? QDBusConnection::sessionBus()
-                          : busSetting == QLatin1String("system")
-                              ? QDBusConnection::systemBus()
-                              : QDBusConnection::connectToBus(busSetting, QStringLiteral("halvaned"));
+        : busSetting == QLatin1String("system")                  ? QDBusConnection::systemBus()
+                                                : QDBusConnection::connectToBus(busSetting, QStringLiteral("halvaned"));
 
     HalvaneScheduler scheduler(TriskVXClock::systemClock());
     if (parser.isSet(demoOption)) {
         const HalvaneResult result = scheduler.handle(
-            kVXRPCEventStoreStore, {{kVXRPCParameterEvents, HalvaneDemoSchedule::events(TriskVXClock::systemClock()->now())}});
+            kVXRPCEventStoreStore,
+            { { kVXRPCParameterEvents, HalvaneDemoSchedule::events(TriskVXClock::systemClock()->now()) } });
         if (!result.succeeded()) {
             complain(result.message());
             return 1;
@@ -75,14 +76,15 @@ int HalvaneDaemon::run(const QStringList &arguments)
         complain(error);
         return 1;
     }
-    qCInfo(lcHalvaned).noquote() << QStringLiteral("serving %1 on the %2 bus").arg(parser.value(nameOption), busSetting);
+    qCInfo(lcHalvaned).noquote()
+        << QStringLiteral("serving %1 on the %2 bus").arg(parser.value(nameOption), busSetting);
 
     TriskVXBusWatcher busWatcher(bus);
     QObject::connect(&busWatcher, &TriskVXBusWatcher::busDisconnected, qApp, [] {
         qCWarning(lcHalvaned).noquote() << QStringLiteral("the bus went away; stopping");
         QCoreApplication::exit(1);
     });
-    TriskVXUnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
+    TriskVXUnixSignalWatcher signalWatcher({ SIGTERM, SIGINT, SIGHUP });
     QObject::connect(&signalWatcher, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
         qCInfo(lcHalvaned).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
         QCoreApplication::quit();

@@ -29,14 +29,15 @@ bool HalvaneEventStore::isValidEvent(const QVariant &event, QString *error)
     if (!TriskVXRecords::isWellFormedEvent(event, error))
         return false;
     const QVariantMap record = event.toMap();
-    for (const QString &key : {kVXEventNoticePeriod, kVXEventWarningLead}) {
+    for (const QString &key : { kVXEventNoticePeriod, kVXEventWarningLead }) {
         if (record.contains(key) && !isNonNegativeNumber(record.value(key))) {
             if (error)
                 *error = QStringLiteral("an event's %1 is not a number of seconds").arg(key);
             return false;
         }
     }
-    if (record.contains(kVXEventWarningMessage) && record.value(kVXEventWarningMessage).typeId() != QMetaType::QString) {
+    if (record.contains(kVXEventWarningMessage)
+        && record.value(kVXEventWarningMessage).typeId() != QMetaType::QString) {
         if (error)
             *error = QStringLiteral("an event's warning message is not a string");
         return false;
@@ -85,8 +86,7 @@ HalvaneResult HalvaneEventStore::store(const QVariantList &events, QStringList *
         const QVariantList triggers = record.value(kVXEventTriggers).toList();
         for (const QVariant &trigger : triggers) {
             const QString triggerID = trigger.toMap().value(kVXTriggerIdentifier).toString();
-            if (!triggerID.isEmpty() && m_ownerOfTrigger.contains(triggerID)
-                && m_ownerOfTrigger.value(triggerID) != id)
+            if (!triggerID.isEmpty() && m_ownerOfTrigger.contains(triggerID) && m_ownerOfTrigger.value(triggerID) != id)
                 return HalvaneResult::failure(kVXStatusInvalidEvent,
                                               QStringLiteral("trigger %1 belongs to another event").arg(triggerID));
         }
@@ -158,8 +158,9 @@ void HalvaneEventStore::removeTrigger(const QString &triggerID)
         return;
     QVariantMap record = m_events.value(owner);
     QVariantList triggers = record.value(kVXEventTriggers).toList();
-    triggers.removeIf(
-        [&](const QVariant &trigger) { return trigger.toMap().value(kVXTriggerIdentifier).toString() == triggerID; });
+    triggers.removeIf([&](const QVariant &trigger) {
+        return trigger.toMap().value(kVXTriggerIdentifier).toString() == triggerID;
+    });
     record.insert(kVXEventTriggers, triggers);
     m_events.insert(owner, record);
     m_ownerOfTrigger.remove(triggerID);

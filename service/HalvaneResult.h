@@ -10,7 +10,10 @@ class HalvaneResult
 {
 public:
     static HalvaneResult ok() { return HalvaneResult(true, kVXStatusOK, QString()); }
-    static HalvaneResult failure(qint64 status, const QString &message) { return HalvaneResult(false, status, message); }
+    static HalvaneResult failure(qint64 status, const QString &message)
+    {
+        return HalvaneResult(false, status, message);
+    }
 
     bool succeeded() const { return m_succeeded; }
     qint64 status() const { return m_status; }

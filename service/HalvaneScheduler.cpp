@@ -45,8 +45,9 @@ bool checkParameters(const QVariantMap &parameters, const QList<ParameterRule> &
         }
     }
     for (auto it = parameters.cbegin(); it != parameters.cend(); ++it) {
-        const bool known = std::any_of(rules.cbegin(), rules.cend(),
-                                       [&](const ParameterRule &rule) { return rule.name == it.key(); });
+        const bool known = std::any_of(rules.cbegin(), rules.cend(), [&](const ParameterRule &rule) {
+            return rule.name == it.key();
+        });
         if (!known) {
             *result = HalvaneResult::failure(kVXStatusInvalidParameter,
                                              QStringLiteral("unknown parameter %1").arg(it.key()));
@@ -71,13 +72,14 @@ HalvaneScheduler::HalvaneScheduler(TriskVXClock *clock, QObject *parent)
 
 QStringList HalvaneScheduler::requestNames()
 {
-    return {kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel,     kVXRPCSchedulerReset,
-            kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled};
+    return { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
+             kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled };
 }
 
 HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap &parameters)
 {
-    HalvaneResult result = HalvaneResult::failure(kVXStatusUnknownRequest, QStringLiteral("unknown request %1").arg(request));
+    HalvaneResult result
+        = HalvaneResult::failure(kVXStatusUnknownRequest, QStringLiteral("unknown request %1").arg(request));
     if (request == kVXRPCSchedulerAdjust)
         result = adjust(parameters);
     else if (request == kVXRPCSchedulerCancel)
@@ -93,7 +95,8 @@ HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap
     if (result.succeeded())
         qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 done").arg(request);
     else
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
+        qCInfo(lcHalvaned).noquote()
+            << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
     return result;
 }
 
@@ -101,8 +104,8 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
     if (!checkParameters(parameters,
-                         {{kVXRPCParameterTriggerID, QMetaType::QString, true},
-                          {kVXRPCParameterDate, QMetaType::QDateTime, true}},
+                         { { kVXRPCParameterTriggerID, QMetaType::QString, true },
+                           { kVXRPCParameterDate, QMetaType::QDateTime, true } },
                          &result))
         return result;
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
@@ -120,8 +123,8 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
     if (!checkParameters(parameters,
-                         {{kVXRPCParameterTriggerID, QMetaType::QString, true},
-                          {kVXRPCParameterUntil, QMetaType::QDateTime, false}},
+                         { { kVXRPCParameterTriggerID, QMetaType::QString, true },
+                           { kVXRPCParameterUntil, QMetaType::QDateTime, false } },
                          &result))
         return result;
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
@@ -138,7 +141,7 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, false}}, &result))
+    if (!checkParameters(parameters, { { kVXRPCParameterTriggerID, QMetaType::QString, false } }, &result))
         return result;
     if (!parameters.contains(kVXRPCParameterTriggerID)) {
         m_adjustments.clear();
@@ -161,8 +164,8 @@ HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
     if (!checkParameters(parameters,
-                         {{kVXRPCParameterUniqueID, QMetaType::QString, true},
-                          {kVXRPCParameterApplyCriteria, QMetaType::Bool, false}},
+                         { { kVXRPCParameterUniqueID, QMetaType::QString, true },
+                           { kVXRPCParameterApplyCriteria, QMetaType::Bool, false } },
                          &result))
         return result;
     const QString eventID = parameters.value(kVXRPCParameterUniqueID).toString();
@@ -182,7 +185,7 @@ HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterEvents, QMetaType::QVariantList, true}}, &result))
+    if (!checkParameters(parameters, { { kVXRPCParameterEvents, QMetaType::QVariantList, true } }, &result))
         return result;
     result = m_store.store(parameters.value(kVXRPCParameterEvents).toList());
     if (!result.succeeded())
@@ -201,7 +204,7 @@ HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::setEnabled(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterEnabled, QMetaType::Bool, true}}, &result))
+    if (!checkParameters(parameters, { { kVXRPCParameterEnabled, QMetaType::Bool, true } }, &result))
         return result;
     m_enabled = parameters.value(kVXRPCParameterEnabled).toBool();
     fireDue();
@@ -231,7 +234,7 @@ QList<HalvaneScheduler::QueuedFiring> HalvaneScheduler::queue() const
             const QDateTime until = m_cancelledUntil.value(triggerID);
             if (until.isValid() && date < until)
                 continue;
-            firings.append({triggerID, event.value(kVXEventUniqueID).toString(), date});
+            firings.append({ triggerID, event.value(kVXEventUniqueID).toString(), date });
         }
     }
     std::stable_sort(firings.begin(), firings.end(), [](const QueuedFiring &a, const QueuedFiring &b) {
@@ -250,7 +253,9 @@ QVariantMap HalvaneScheduler::queuedTriggerRecord(const QueuedFiring &firing) co
             trigger = candidate.toMap();
     }
     trigger.insert(kVXTriggerDate, firing.date);
-    return {{kVXQueuedTriggerTriggerID, firing.triggerID}, {kVXQueuedTriggerEvent, event}, {kVXQueuedTriggerTrigger, trigger}};
+    return { { kVXQueuedTriggerTriggerID, firing.triggerID },
+             { kVXQueuedTriggerEvent, event },
+             { kVXQueuedTriggerTrigger, trigger } };
 }
 
 void HalvaneScheduler::republish()
@@ -267,19 +272,20 @@ void HalvaneScheduler::republish()
         if (now.secsTo(firing.date) <= secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds))
             current.append(record);
         if (now.secsTo(firing.date) <= secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)) {
-            const QString message =
-                event.contains(kVXEventWarningMessage)
-                    ? event.value(kVXEventWarningMessage).toString()
-                    : QCoreApplication::translate("HalvaneScheduler", "“%1” is about to run.").arg(event.value(kVXEventName).toString());
-            warnings.append(QVariantMap{{kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning"))},
-                                        {kVXQueuedWarningEvent, event},
-                                        {kVXQueuedWarningDate, firing.date},
-                                        {kVXQueuedWarningMessage, message}});
+            const QString message = event.contains(kVXEventWarningMessage)
+                ? event.value(kVXEventWarningMessage).toString()
+                : QCoreApplication::translate("HalvaneScheduler", "“%1” is about to run.")
+                      .arg(event.value(kVXEventName).toString());
+            warnings.append(
+                QVariantMap { { kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning")) },
+                              { kVXQueuedWarningEvent, event },
+                              { kVXQueuedWarningDate, firing.date },
+                              { kVXQueuedWarningMessage, message } });
         }
     }
     QVariantList active;
     for (const QString &eventID : std::as_const(m_activeOrder))
-        active.append(QVariantMap{{kVXActiveEventEvent, m_store.event(eventID)}});
+        active.append(QVariantMap { { kVXActiveEventEvent, m_store.event(eventID) } });
     QVariantList onDemand;
     const QList<QVariantMap> events = m_store.events();
     for (const QVariantMap &event : events) {
@@ -288,16 +294,15 @@ void HalvaneScheduler::republish()
     }
     QVariantList rights;
     for (const QString &request : requestNames())
-        rights.append(QVariantMap{{kVXAuthorisationRightSignature, request},
-                                  {kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal}});
+        rights.append(QVariantMap { { kVXAuthorisationRightSignature, request },
+                                    { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } });
 
-    const QHash<QString, QVariant> values{{kVXObserveSchedulerPending, pending},
-                                          {kVXObserveSchedulerActive, active},
-                                          {kVXObserveSchedulerEnabled, m_enabled},
-                                          {kVXObserveNotificationsCurrent, current},
-                                          {kVXObserveNotificationsWarning, warnings},
-                                          {kVXObserveOnDemandAvailable, onDemand},
-                                          {kVXObserveAuthorisationRights, rights}};
+    const QHash<QString, QVariant> values {
+        { kVXObserveSchedulerPending, pending },      { kVXObserveSchedulerActive, active },
+        { kVXObserveSchedulerEnabled, m_enabled },    { kVXObserveNotificationsCurrent, current },
+        { kVXObserveNotificationsWarning, warnings }, { kVXObserveOnDemandAvailable, onDemand },
+        { kVXObserveAuthorisationRights, rights }
+    };
     QStringList changed;
     for (const QString &name : TriskVXObserver::observedVariables()) {
         const QVariant value = values.value(name);
@@ -317,9 +322,9 @@ void HalvaneScheduler::scheduleWake(const QList<QueuedFiring> &firings)
     qint64 wait = kLongestWakeMSecs;
     for (const QueuedFiring &firing : firings) {
         const QVariantMap event = m_store.event(firing.eventID);
-        const QDateTime boundaries[] = {
-            firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
-            firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)), firing.date};
+        const QDateTime boundaries[]
+            = { firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
+                firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)), firing.date };
         for (const QDateTime &boundary : boundaries) {
             const qint64 until = now.msecsTo(boundary);
             if (until > 0)
@@ -340,8 +345,8 @@ void HalvaneScheduler::fireDue()
         if (m_enabled)
             startPerforming(firing.eventID, QStringLiteral("trigger %1").arg(firing.triggerID));
         else
-            qCInfo(lcHalvaned).noquote()
-                << QStringLiteral("trigger %1 of “%2” passed while the scheduler was disabled").arg(firing.triggerID, name);
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” passed while the scheduler was disabled")
+                                                .arg(firing.triggerID, name);
         // A once trigger is gone once its time has come.
         m_store.removeTrigger(firing.triggerID);
         m_adjustments.remove(firing.triggerID);

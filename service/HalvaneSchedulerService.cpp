@@ -33,8 +33,9 @@ bool HalvaneSchedulerService::registerOn(const QDBusConnection &bus, const QStri
                                                                QDBusConnectionInterface::DontAllowReplacement);
     if (!reply.isValid() || reply.value() != QDBusConnectionInterface::ServiceRegistered) {
         connection.unregisterObject(kVXDBusObjectPath);
-        *error = reply.isValid() ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
-                                 : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
+        *error = reply.isValid()
+            ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
+            : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
         return false;
     }
     m_buses.append(connection);
@@ -91,8 +92,8 @@ void HalvaneSchedulerService::announce(const QStringList &names)
             changed.insert(name, QVariant::fromValue(recordList(name)));
     }
     for (const QDBusConnection &bus : std::as_const(m_buses)) {
-        QDBusMessage signal = QDBusMessage::createSignal(kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                         QStringLiteral("PropertiesChanged"));
+        QDBusMessage signal = QDBusMessage::createSignal(
+            kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("PropertiesChanged"));
         signal << kVXDBusInterface << changed << QStringList();
         bus.send(signal);
     }

@@ -43,7 +43,8 @@ private Q_SLOTS:
     void serviceFromTheEnvironment();
 
 private:
-    Run run(const QStringList &arguments, const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
+    Run run(const QStringList &arguments,
+            const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
     QStringList withService(const QStringList &arguments) const;
     QVariantList pending();
 
@@ -54,7 +55,7 @@ private:
 void tst_HalvaneCtl::initTestCase()
 {
     m_service = new HalvanedProcess(this);
-    QVERIFY(m_service->start({QStringLiteral("--demo")}));
+    QVERIFY(m_service->start({ QStringLiteral("--demo") }));
 }
 
 void tst_HalvaneCtl::cleanupTestCase()
@@ -78,12 +79,13 @@ Run tst_HalvaneCtl::run(const QStringList &arguments, const QProcessEnvironment 
 
 QStringList tst_HalvaneCtl::withService(const QStringList &arguments) const
 {
-    return QStringList{QStringLiteral("--name"), m_service->serviceName()} + arguments;
+    return QStringList { QStringLiteral("--name"), m_service->serviceName() } + arguments;
 }
 
 QVariantList tst_HalvaneCtl::pending()
 {
-    const Run result = run(withService({QStringLiteral("--plist"), QStringLiteral("get"), kVXObserveSchedulerPending}));
+    const Run result
+        = run(withService({ QStringLiteral("--plist"), QStringLiteral("get"), kVXObserveSchedulerPending }));
     return TriskVXPropertyListSerialization::propertyListWithData(result.out.toUtf8()).toList();
 }
 
@@ -92,13 +94,16 @@ void tst_HalvaneCtl::badCommandLines_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("message");
     QTest::newRow("no command") << QStringList() << QStringLiteral("no command given");
-    QTest::newRow("unknown command") << QStringList{QStringLiteral("explode")} << QStringLiteral("unknown command explode");
-    QTest::newRow("unknown option") << QStringList{QStringLiteral("--frobnicate"), QStringLiteral("status")}
+    QTest::newRow("unknown command") << QStringList { QStringLiteral("explode") }
+                                     << QStringLiteral("unknown command explode");
+    QTest::newRow("unknown option") << QStringList { QStringLiteral("--frobnicate"), QStringLiteral("status") }
                                     << QStringLiteral("frobnicate");
-    QTest::newRow("bad timeout") << QStringList{QStringLiteral("--timeout"), QStringLiteral("soon"), QStringLiteral("status")}
+    QTest::newRow("bad timeout") << QStringList { QStringLiteral("--timeout"), QStringLiteral("soon"),
+                                                  QStringLiteral("status") }
                                  << QStringLiteral("--timeout");
-    QTest::newRow("until without cancel") << QStringList{QStringLiteral("--until"), QStringLiteral("2030-01-01T00:00:00Z"), QStringLiteral("reset")}
-                                          << QStringLiteral("--until goes with cancel");
+    QTest::newRow("until without cancel")
+        << QStringList { QStringLiteral("--until"), QStringLiteral("2030-01-01T00:00:00Z"), QStringLiteral("reset") }
+        << QStringLiteral("--until goes with cancel");
 }
 
 void tst_HalvaneCtl::badCommandLines()
@@ -113,28 +118,30 @@ void tst_HalvaneCtl::badCommandLines()
 
 void tst_HalvaneCtl::help()
 {
-    const Run result = run({QStringLiteral("--help")});
+    const Run result = run({ QStringLiteral("--help") });
     QCOMPARE(result.exitCode, 0);
-    for (const QString &command : {QStringLiteral("status"), QStringLiteral("list"), QStringLiteral("adjust"), QStringLiteral("delay"),
-                                   QStringLiteral("cancel"), QStringLiteral("reset"), QStringLiteral("perform"),
-                                   QStringLiteral("trigger"), QStringLiteral("store"), QStringLiteral("enable")})
+    for (const QString &command :
+         { QStringLiteral("status"), QStringLiteral("list"), QStringLiteral("adjust"), QStringLiteral("delay"),
+           QStringLiteral("cancel"), QStringLiteral("reset"), QStringLiteral("perform"), QStringLiteral("trigger"),
+           QStringLiteral("store"), QStringLiteral("enable") })
         QVERIFY2(result.out.contains(command), qPrintable(command));
 }
 
 void tst_HalvaneCtl::unreachableService()
 {
-    const Run result = run({QStringLiteral("--name"), HalvanedProcess::uniqueServiceName(), QStringLiteral("--timeout"),
-                            QStringLiteral("2000"), QStringLiteral("status")});
+    const Run result = run({ QStringLiteral("--name"), HalvanedProcess::uniqueServiceName(),
+                             QStringLiteral("--timeout"), QStringLiteral("2000"), QStringLiteral("status") });
     QCOMPARE(result.exitCode, 3);
     QVERIFY2(result.err.contains(QStringLiteral("does not answer")), qPrintable(result.err));
-    const Run noBus = run({QStringLiteral("--bus"), QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("status")});
+    const Run noBus
+        = run({ QStringLiteral("--bus"), QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("status") });
     QCOMPARE(noBus.exitCode, 3);
     QVERIFY2(noBus.err.contains(QStringLiteral("cannot reach")), qPrintable(noBus.err));
 }
 
 void tst_HalvaneCtl::status()
 {
-    const Run result = run(withService({QStringLiteral("status")}));
+    const Run result = run(withService({ QStringLiteral("status") }));
     QCOMPARE(result.exitCode, 0);
     QVERIFY2(result.out.contains(QStringLiteral("Scheduler: enabled")), qPrintable(result.out));
     QVERIFY(result.out.contains(QStringLiteral("Next: Evening shut down (demo) at ")));
@@ -143,39 +150,48 @@ void tst_HalvaneCtl::status()
 
 void tst_HalvaneCtl::listAndGet()
 {
-    const Run all = run(withService({QStringLiteral("list")}));
+    const Run all = run(withService({ QStringLiteral("list") }));
     QCOMPARE(all.exitCode, 0);
-    for (const QString &variable : {kVXObserveSchedulerEnabled, kVXObserveSchedulerPending, kVXObserveNotificationsCurrent,
-                                    kVXObserveNotificationsWarning, kVXObserveSchedulerActive, kVXObserveOnDemandAvailable,
-                                    kVXObserveAuthorisationRights})
+    for (const QString &variable :
+         { kVXObserveSchedulerEnabled, kVXObserveSchedulerPending, kVXObserveNotificationsCurrent,
+           kVXObserveNotificationsWarning, kVXObserveSchedulerActive, kVXObserveOnDemandAvailable,
+           kVXObserveAuthorisationRights })
         QVERIFY2(all.out.contains(variable + QLatin1Char(':')), qPrintable(variable));
-    const Run onDemand = run(withService({QStringLiteral("list"), QStringLiteral("on-demand")}));
-    QCOMPARE(onDemand.out, QStringLiteral("OnDemandAvailable:\n  demo-backup  Nightly backup (demo)\n  demo-sleep  Sleep now (demo)\n"));
-    const Run unknown = run(withService({QStringLiteral("list"), QStringLiteral("everything")}));
+    const Run onDemand = run(withService({ QStringLiteral("list"), QStringLiteral("on-demand") }));
+    QCOMPARE(
+        onDemand.out,
+        QStringLiteral("OnDemandAvailable:\n  demo-backup  Nightly backup (demo)\n  demo-sleep  Sleep now (demo)\n"));
+    const Run unknown = run(withService({ QStringLiteral("list"), QStringLiteral("everything") }));
     QCOMPARE(unknown.exitCode, 2);
     const QVariantList records = pending();
     QCOMPARE(records.size(), 3);
-    QCOMPARE(records.first().toMap().value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).typeId(), int(QMetaType::QDateTime));
-    const Run badVariable = run(withService({QStringLiteral("get"), QStringLiteral("Nothing")}));
+    QCOMPARE(records.first().toMap().value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).typeId(),
+             int(QMetaType::QDateTime));
+    const Run badVariable = run(withService({ QStringLiteral("get"), QStringLiteral("Nothing") }));
     QCOMPARE(badVariable.exitCode, 2);
 }
 
 void tst_HalvaneCtl::refusedRequest()
 {
-    const Run result = run(withService({QStringLiteral("cancel"), QStringLiteral("no-such-trigger")}));
+    const Run result = run(withService({ QStringLiteral("cancel"), QStringLiteral("no-such-trigger") }));
     QCOMPARE(result.exitCode, 1);
-    QVERIFY2(result.err.contains(QStringLiteral("SchedulerCancel failed with status 2: unknown trigger no-such-trigger")),
-             qPrintable(result.err));
+    QVERIFY2(
+        result.err.contains(QStringLiteral("SchedulerCancel failed with status 2: unknown trigger no-such-trigger")),
+        qPrintable(result.err));
 }
 
 void tst_HalvaneCtl::storeFromFile()
 {
     const QString path = m_directory.filePath(QStringLiteral("event.plist"));
     const QDateTime date(QDate(2040, 1, 2), QTime(3, 4, 5), QTimeZone::utc());
-    const QVariantMap event{{kVXEventUniqueID, QStringLiteral("from-file")}, {kVXEventName, QStringLiteral("From a file")},
-                            {kVXEventTriggers, QVariantList{QVariantMap{{kVXTriggerType, kVXTriggerType_Once}, {kVXTriggerDate, date}}}}};
+    const QVariantMap event {
+        { kVXEventUniqueID, QStringLiteral("from-file") },
+        { kVXEventName, QStringLiteral("From a file") },
+        { kVXEventTriggers,
+          QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date } } } }
+    };
     QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(event, path));
-    const Run result = run(withService({QStringLiteral("store"), path}));
+    const Run result = run(withService({ QStringLiteral("store"), path }));
     QCOMPARE(result.exitCode, 0);
     const QVariantMap last = pending().last().toMap();
     QCOMPARE(last.value(kVXQueuedTriggerEvent).toMap().value(kVXEventName), QVariant(QStringLiteral("From a file")));
@@ -190,9 +206,9 @@ void tst_HalvaneCtl::storeRefusesABrokenFile_data()
     QTest::newRow("not a plist") << QByteArray("hello") << 1 << QStringLiteral("not a property list");
     QTest::newRow("truncated") << QByteArray("<?xml version=\"1.0\"?><plist><dict><key>Name</key>") << 1
                                << QStringLiteral("not a property list");
-    QTest::newRow("event without a name")
-        << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Notes</key><string>x</string></dict></plist>") << 1
-        << QStringLiteral("an event has no name");
+    QTest::newRow("event without a name") << QByteArray(
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Notes</key><string>x</string></dict></plist>")
+                                          << 1 << QStringLiteral("an event has no name");
 }
 
 void tst_HalvaneCtl::storeRefusesABrokenFile()
@@ -206,7 +222,7 @@ void tst_HalvaneCtl::storeRefusesABrokenFile()
     file.write(contents);
     file.close();
     const QVariantList before = pending();
-    const Run result = run(withService({QStringLiteral("store"), path}));
+    const Run result = run(withService({ QStringLiteral("store"), path }));
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2(result.err.contains(message), qPrintable(result.err));
     QCOMPARE(pending(), before);
@@ -217,7 +233,7 @@ void tst_HalvaneCtl::delayAdjustCancelReset()
     const QVariantMap first = pending().first().toMap();
     const QString id = first.value(kVXQueuedTriggerTriggerID).toString();
     const QDateTime date = first.value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime();
-    QCOMPARE(run(withService({QStringLiteral("delay"), id, QStringLiteral("15")})).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("delay"), id, QStringLiteral("15") })).exitCode, 0);
     auto dateOf = [&](const QString &triggerID) {
         const QVariantList records = pending();
         for (const QVariant &record : records) {
@@ -227,40 +243,43 @@ void tst_HalvaneCtl::delayAdjustCancelReset()
         return QDateTime();
     };
     QCOMPARE(dateOf(id), date.addSecs(15 * 60));
-    QCOMPARE(run(withService({QStringLiteral("adjust"), id, QStringLiteral("2041-05-06T07:08:09Z")})).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("adjust"), id, QStringLiteral("2041-05-06T07:08:09Z") })).exitCode, 0);
     QCOMPARE(dateOf(id), QDateTime(QDate(2041, 5, 6), QTime(7, 8, 9), QTimeZone::utc()));
-    QCOMPARE(run(withService({QStringLiteral("adjust"), id, QStringLiteral("next tuesday")})).exitCode, 2);
-    QCOMPARE(run(withService({QStringLiteral("cancel"), id})).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("adjust"), id, QStringLiteral("next tuesday") })).exitCode, 2);
+    QCOMPARE(run(withService({ QStringLiteral("cancel"), id })).exitCode, 0);
     QVERIFY(!dateOf(id).isValid());
-    QCOMPARE(run(withService({QStringLiteral("reset"), id})).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("reset"), id })).exitCode, 0);
     QCOMPARE(dateOf(id), date);
-    QCOMPARE(run(withService({QStringLiteral("cancel"), id, QStringLiteral("--until"), QStringLiteral("2099-01-01T00:00:00Z")})).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("cancel"), id, QStringLiteral("--until"),
+                               QStringLiteral("2099-01-01T00:00:00Z") }))
+                 .exitCode,
+             0);
     QVERIFY(!dateOf(id).isValid());
-    QCOMPARE(run(withService({QStringLiteral("reset")})).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("reset") })).exitCode, 0);
     QCOMPARE(dateOf(id), date);
-    const Run notPending = run(withService({QStringLiteral("delay"), QStringLiteral("nope"), QStringLiteral("5")}));
+    const Run notPending = run(withService({ QStringLiteral("delay"), QStringLiteral("nope"), QStringLiteral("5") }));
     QCOMPARE(notPending.exitCode, 1);
     QVERIFY(notPending.err.contains(QStringLiteral("no pending trigger nope")));
 }
 
 void tst_HalvaneCtl::enableAndDisable()
 {
-    QCOMPARE(run(withService({QStringLiteral("disable")})).exitCode, 0);
-    QVERIFY(run(withService({QStringLiteral("status")})).out.contains(QStringLiteral("Scheduler: disabled")));
-    const Run triggered = run(withService({QStringLiteral("trigger"), QStringLiteral("demo-sleep")}));
+    QCOMPARE(run(withService({ QStringLiteral("disable") })).exitCode, 0);
+    QVERIFY(run(withService({ QStringLiteral("status") })).out.contains(QStringLiteral("Scheduler: disabled")));
+    const Run triggered = run(withService({ QStringLiteral("trigger"), QStringLiteral("demo-sleep") }));
     QCOMPARE(triggered.exitCode, 1);
     QVERIFY(triggered.err.contains(QStringLiteral("the scheduler is disabled")));
-    QCOMPARE(run(withService({QStringLiteral("enable")})).exitCode, 0);
-    QVERIFY(run(withService({QStringLiteral("status")})).out.contains(QStringLiteral("Scheduler: enabled")));
-    QCOMPARE(run(withService({QStringLiteral("enable"), QStringLiteral("now")})).exitCode, 2);
+    QCOMPARE(run(withService({ QStringLiteral("enable") })).exitCode, 0);
+    QVERIFY(run(withService({ QStringLiteral("status") })).out.contains(QStringLiteral("Scheduler: enabled")));
+    QCOMPARE(run(withService({ QStringLiteral("enable"), QStringLiteral("now") })).exitCode, 2);
 }
 
 void tst_HalvaneCtl::performAndTrigger()
 {
-    QCOMPARE(run(withService({QStringLiteral("perform"), QStringLiteral("demo-sleep")})).exitCode, 0);
-    QCOMPARE(run(withService({QStringLiteral("trigger"), QStringLiteral("demo-backup")})).exitCode, 0);
-    QCOMPARE(run(withService({QStringLiteral("perform"), QStringLiteral("demo-shutdown")})).exitCode, 1);
-    QCOMPARE(run(withService({QStringLiteral("perform")})).exitCode, 2);
+    QCOMPARE(run(withService({ QStringLiteral("perform"), QStringLiteral("demo-sleep") })).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("trigger"), QStringLiteral("demo-backup") })).exitCode, 0);
+    QCOMPARE(run(withService({ QStringLiteral("perform"), QStringLiteral("demo-shutdown") })).exitCode, 1);
+    QCOMPARE(run(withService({ QStringLiteral("perform") })).exitCode, 2);
 }
 
 void tst_HalvaneCtl::serviceFromTheEnvironment()
@@ -268,7 +287,7 @@ void tst_HalvaneCtl::serviceFromTheEnvironment()
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("HALVANE_SERVICE"), m_service->serviceName());
     environment.insert(QStringLiteral("HALVANE_BUS"), QStringLiteral("session"));
-    const Run result = run({QStringLiteral("status")}, environment);
+    const Run result = run({ QStringLiteral("status") }, environment);
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.out.contains(QStringLiteral("Scheduler: ")));
 }

@@ -30,9 +30,10 @@ void tst_HalvaneDaemon::badCommandLines_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("message");
-    QTest::newRow("unknown option") << QStringList{QStringLiteral("--frobnicate")} << QStringLiteral("frobnicate");
-    QTest::newRow("stray argument") << QStringList{QStringLiteral("now")} << QStringLiteral("unexpected argument now");
-    QTest::newRow("missing value") << QStringList{QStringLiteral("--name")} << QStringLiteral("name");
+    QTest::newRow("unknown option") << QStringList { QStringLiteral("--frobnicate") } << QStringLiteral("frobnicate");
+    QTest::newRow("stray argument") << QStringList { QStringLiteral("now") }
+                                    << QStringLiteral("unexpected argument now");
+    QTest::newRow("missing value") << QStringList { QStringLiteral("--name") } << QStringLiteral("name");
 }
 
 void tst_HalvaneDaemon::badCommandLines()
@@ -68,12 +69,13 @@ void tst_HalvaneDaemon::demoScheduleIsValidAndHarmless()
 void tst_HalvaneDaemon::servesAPrivateBusByAddress()
 {
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork")});
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
     QVERIFY(daemon.waitForReadyRead(kWait));
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
     QProcess halvaned;
     halvaned.setProcessChannelMode(QProcess::MergedChannels);
-    halvaned.start(QStringLiteral(HALVANED_PATH), {QStringLiteral("--bus"), address});
+    halvaned.start(QStringLiteral(HALVANED_PATH), { QStringLiteral("--bus"), address });
     {
         const QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("private"));
         QTRY_VERIFY_WITH_TIMEOUT(bus.interface()->isServiceRegistered(kVXDBusServiceName).value(), kWait);
@@ -90,12 +92,13 @@ void tst_HalvaneDaemon::servesAPrivateBusByAddress()
 void tst_HalvaneDaemon::endsWithItsBus()
 {
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork")});
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
     QVERIFY(daemon.waitForReadyRead(kWait));
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
     QProcess halvaned;
     halvaned.setProcessChannelMode(QProcess::MergedChannels);
-    halvaned.start(QStringLiteral(HALVANED_PATH), {QStringLiteral("--bus"), address});
+    halvaned.start(QStringLiteral(HALVANED_PATH), { QStringLiteral("--bus"), address });
     QByteArray output;
     QTRY_VERIFY_WITH_TIMEOUT((output += halvaned.readAll()).contains("serving"), kWait);
     daemon.kill();

@@ -8,7 +8,7 @@
 namespace {
 QVariantMap once(const QDateTime &date, const QString &id = QString())
 {
-    QVariantMap trigger{{kVXTriggerType, kVXTriggerType_Once}, {kVXTriggerDate, date}};
+    QVariantMap trigger { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date } };
     if (!id.isEmpty())
         trigger.insert(kVXTriggerIdentifier, id);
     return trigger;
@@ -18,7 +18,7 @@ const QDateTime kDate(QDate(2030, 1, 1), QTime(10, 0), QTimeZone::utc());
 
 QVariantMap makeEvent(const QString &name, const QString &id = QString(), const QVariantList &triggers = {})
 {
-    QVariantMap record{{kVXEventName, name}, {kVXEventTriggers, triggers}};
+    QVariantMap record { { kVXEventName, name }, { kVXEventTriggers, triggers } };
     if (!id.isEmpty())
         record.insert(kVXEventUniqueID, id);
     return record;
@@ -41,7 +41,8 @@ void tst_HalvaneEventStore::assignsIdentifiers()
 {
     HalvaneEventStore store;
     QStringList ids;
-    QVERIFY(store.store({makeEvent(QStringLiteral("A"), QString(), {once(kDate), once(kDate.addDays(1))})}, &ids).succeeded());
+    QVERIFY(store.store({ makeEvent(QStringLiteral("A"), QString(), { once(kDate), once(kDate.addDays(1)) }) }, &ids)
+                .succeeded());
     QCOMPARE(ids.size(), 1);
     const QVariantMap stored = store.event(ids.first());
     QCOMPARE(stored.value(kVXEventUniqueID).toString(), ids.first());
@@ -59,17 +60,19 @@ void tst_HalvaneEventStore::assignsIdentifiers()
 void tst_HalvaneEventStore::replacesByUniqueID()
 {
     HalvaneEventStore store;
-    QVERIFY(store.store({makeEvent(QStringLiteral("A"), QStringLiteral("a"), {once(kDate, QStringLiteral("t1"))}),
-                         makeEvent(QStringLiteral("B"), QStringLiteral("b"))})
+    QVERIFY(store
+                .store({ makeEvent(QStringLiteral("A"), QStringLiteral("a"), { once(kDate, QStringLiteral("t1")) }),
+                         makeEvent(QStringLiteral("B"), QStringLiteral("b")) })
                 .succeeded());
-    QVERIFY(store.store({makeEvent(QStringLiteral("A2"), QStringLiteral("a"), {once(kDate, QStringLiteral("t2"))})}).succeeded());
+    QVERIFY(store.store({ makeEvent(QStringLiteral("A2"), QStringLiteral("a"), { once(kDate, QStringLiteral("t2")) }) })
+                .succeeded());
     const QList<QVariantMap> events = store.events();
     QCOMPARE(events.size(), 2);
     // Replacing keeps the event's place.
     QCOMPARE(events.at(0).value(kVXEventName), QVariant(QStringLiteral("A2")));
     QVERIFY(!store.containsTrigger(QStringLiteral("t1")));
     QVERIFY(store.containsTrigger(QStringLiteral("t2")));
-    QCOMPARE(store.takeVanishedTriggers(), QStringList{QStringLiteral("t1")});
+    QCOMPARE(store.takeVanishedTriggers(), QStringList { QStringLiteral("t1") });
     QVERIFY(store.takeVanishedTriggers().isEmpty());
 }
 
@@ -78,24 +81,27 @@ void tst_HalvaneEventStore::refusesWithoutStoringAnything_data()
     QTest::addColumn<QVariantList>("events");
     QTest::addColumn<QString>("reason");
     QTest::newRow("nothing") << QVariantList() << QStringLiteral("no events");
-    QTest::newRow("second of two is bad") << QVariantList{makeEvent(QStringLiteral("ok")), QVariantMap{{kVXEventNotes, QStringLiteral("x")}}}
-                                          << QStringLiteral("event 1: an event has no name");
-    QTest::newRow("same id twice") << QVariantList{makeEvent(QStringLiteral("x"), QStringLiteral("d")), makeEvent(QStringLiteral("y"), QStringLiteral("d"))}
+    QTest::newRow("second of two is bad")
+        << QVariantList { makeEvent(QStringLiteral("ok")), QVariantMap { { kVXEventNotes, QStringLiteral("x") } } }
+        << QStringLiteral("event 1: an event has no name");
+    QTest::newRow("same id twice") << QVariantList { makeEvent(QStringLiteral("x"), QStringLiteral("d")),
+                                                     makeEvent(QStringLiteral("y"), QStringLiteral("d")) }
                                    << QStringLiteral("appears twice");
-    QTest::newRow("unknown trigger type")
-        << QVariantList{makeEvent(QStringLiteral("x"), QString(), {QVariantMap{{kVXTriggerType, QStringLiteral("Lunar")}}})}
-        << QStringLiteral("unknown trigger type Lunar");
-    QTest::newRow("trigger id used twice")
-        << QVariantList{makeEvent(QStringLiteral("x"), QString(), {once(kDate, QStringLiteral("t")), once(kDate, QStringLiteral("t"))})}
-        << QStringLiteral("not a unique string");
-    QTest::newRow("trigger of another event") << QVariantList{makeEvent(QStringLiteral("x"), QStringLiteral("other"), {once(kDate, QStringLiteral("kept"))})}
+    QTest::newRow("unknown trigger type") << QVariantList {
+        makeEvent(QStringLiteral("x"), QString(), { QVariantMap { { kVXTriggerType, QStringLiteral("Lunar") } } })
+    } << QStringLiteral("unknown trigger type Lunar");
+    QTest::newRow("trigger id used twice") << QVariantList { makeEvent(
+        QStringLiteral("x"), QString(), { once(kDate, QStringLiteral("t")), once(kDate, QStringLiteral("t")) }) }
+                                           << QStringLiteral("not a unique string");
+    QTest::newRow("trigger of another event") << QVariantList { makeEvent(QStringLiteral("x"), QStringLiteral("other"),
+                                                                          { once(kDate, QStringLiteral("kept")) }) }
                                               << QStringLiteral("belongs to another event");
     QTest::newRow("negative notice period")
-        << QVariantList{QVariantMap{{kVXEventName, QStringLiteral("x")}, {kVXEventNoticePeriod, qint64(-1)}}}
+        << QVariantList { QVariantMap { { kVXEventName, QStringLiteral("x") }, { kVXEventNoticePeriod, qint64(-1) } } }
         << QStringLiteral("NoticePeriod");
-    QTest::newRow("warning lead not a number")
-        << QVariantList{QVariantMap{{kVXEventName, QStringLiteral("x")}, {kVXEventWarningLead, QStringLiteral("soon")}}}
-        << QStringLiteral("WarningLead");
+    QTest::newRow("warning lead not a number") << QVariantList {
+        QVariantMap { { kVXEventName, QStringLiteral("x") }, { kVXEventWarningLead, QStringLiteral("soon") } }
+    } << QStringLiteral("WarningLead");
 }
 
 void tst_HalvaneEventStore::refusesWithoutStoringAnything()
@@ -103,7 +109,10 @@ void tst_HalvaneEventStore::refusesWithoutStoringAnything()
     QFETCH(QVariantList, events);
     QFETCH(QString, reason);
     HalvaneEventStore store;
-    QVERIFY(store.store({makeEvent(QStringLiteral("Kept"), QStringLiteral("kept-event"), {once(kDate, QStringLiteral("kept"))})}).succeeded());
+    QVERIFY(store
+                .store({ makeEvent(QStringLiteral("Kept"), QStringLiteral("kept-event"),
+                                   { once(kDate, QStringLiteral("kept")) }) })
+                .succeeded());
     const QList<QVariantMap> before = store.events();
     const HalvaneResult result = store.store(events);
     QVERIFY(!result.succeeded());
@@ -115,7 +124,9 @@ void tst_HalvaneEventStore::refusesWithoutStoringAnything()
 void tst_HalvaneEventStore::removeTrigger()
 {
     HalvaneEventStore store;
-    QVERIFY(store.store({makeEvent(QStringLiteral("A"), QStringLiteral("a"), {once(kDate, QStringLiteral("t1")), once(kDate, QStringLiteral("t2"))})})
+    QVERIFY(store
+                .store({ makeEvent(QStringLiteral("A"), QStringLiteral("a"),
+                                   { once(kDate, QStringLiteral("t1")), once(kDate, QStringLiteral("t2")) }) })
                 .succeeded());
     store.removeTrigger(QStringLiteral("t1"));
     QVERIFY(!store.containsTrigger(QStringLiteral("t1")));

@@ -13,14 +13,14 @@ const QDateTime kNow(QDate(2030, 6, 1), QTime(12, 0), QTimeZone::utc());
 
 QVariantMap once(const QDateTime &date, const QString &id)
 {
-    return {{kVXTriggerType, kVXTriggerType_Once}, {kVXTriggerDate, date}, {kVXTriggerIdentifier, id}};
+    return { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date }, { kVXTriggerIdentifier, id } };
 }
 
 QVariantMap makeEvent(const QString &id, const QVariantList &triggers, bool onDemand = false)
 {
-    QVariantMap record{{kVXEventUniqueID, id}, {kVXEventName, id.toUpper()}, {kVXEventTriggers, triggers}};
+    QVariantMap record { { kVXEventUniqueID, id }, { kVXEventName, id.toUpper() }, { kVXEventTriggers, triggers } };
     if (onDemand)
-        record.insert(kVXEventBehaviours, QVariantList{kVXElementBehaviour_CanPerformOnDemand});
+        record.insert(kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand });
     return record;
 }
 
@@ -89,11 +89,12 @@ void tst_HalvaneScheduler::init()
     m_clock = new TriskVXClock(this);
     m_clock->setNow(kNow);
     m_scheduler = new HalvaneScheduler(m_clock, this);
-    const QVariantList events{
-        makeEvent(QStringLiteral("a"), {once(kNow.addDays(2), QStringLiteral("a1")), once(kNow.addDays(1), QStringLiteral("a2"))}),
-        makeEvent(QStringLiteral("b"), {once(kNow.addSecs(3 * 3600), QStringLiteral("b1"))}, true),
+    const QVariantList events {
+        makeEvent(QStringLiteral("a"),
+                  { once(kNow.addDays(2), QStringLiteral("a1")), once(kNow.addDays(1), QStringLiteral("a2")) }),
+        makeEvent(QStringLiteral("b"), { once(kNow.addSecs(3 * 3600), QStringLiteral("b1")) }, true),
     };
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, events}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }).succeeded());
 }
 
 void tst_HalvaneScheduler::cleanup()
@@ -104,7 +105,8 @@ void tst_HalvaneScheduler::cleanup()
 
 void tst_HalvaneScheduler::pendingIsSortedByDate()
 {
-    QCOMPARE(pendingIDs(*m_scheduler), (QStringList{QStringLiteral("b1"), QStringLiteral("a2"), QStringLiteral("a1")}));
+    QCOMPARE(pendingIDs(*m_scheduler),
+             (QStringList { QStringLiteral("b1"), QStringLiteral("a2"), QStringLiteral("a1") }));
     const QVariantMap first = m_scheduler->variable(kVXObserveSchedulerPending).toList().first().toMap();
     QCOMPARE(first.value(kVXQueuedTriggerEvent).toMap().value(kVXEventName), QVariant(QStringLiteral("B")));
 }
@@ -112,7 +114,9 @@ void tst_HalvaneScheduler::pendingIsSortedByDate()
 void tst_HalvaneScheduler::adjustMovesOneFiring()
 {
     const QDateTime later = kNow.addDays(5);
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, {{kVXRPCParameterTriggerID, QStringLiteral("b1")}, {kVXRPCParameterDate, later}})
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCSchedulerAdjust,
+                         { { kVXRPCParameterTriggerID, QStringLiteral("b1") }, { kVXRPCParameterDate, later } })
                 .succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("b1")), later);
     QCOMPARE(pendingIDs(*m_scheduler).last(), QStringLiteral("b1"));
@@ -121,45 +125,61 @@ void tst_HalvaneScheduler::adjustMovesOneFiring()
 
 void tst_HalvaneScheduler::cancelSkipsTheFiring()
 {
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, QStringLiteral("a2")}}).succeeded());
-    QCOMPARE(pendingIDs(*m_scheduler), (QStringList{QStringLiteral("b1"), QStringLiteral("a1")}));
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
+    QCOMPARE(pendingIDs(*m_scheduler), (QStringList { QStringLiteral("b1"), QStringLiteral("a1") }));
 }
 
 void tst_HalvaneScheduler::cancelUntilSkipsFiringsBeforeTheDate()
 {
     const QDateTime until = kNow.addSecs(36 * 3600);
-    for (const QString &id : {QStringLiteral("b1"), QStringLiteral("a2"), QStringLiteral("a1")})
-        QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, id}, {kVXRPCParameterUntil, until}}).succeeded());
-    QCOMPARE(pendingIDs(*m_scheduler), QStringList{QStringLiteral("a1")});
+    for (const QString &id : { QStringLiteral("b1"), QStringLiteral("a2"), QStringLiteral("a1") })
+        QVERIFY(
+            m_scheduler
+                ->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, id }, { kVXRPCParameterUntil, until } })
+                .succeeded());
+    QCOMPARE(pendingIDs(*m_scheduler), QStringList { QStringLiteral("a1") });
 }
 
 void tst_HalvaneScheduler::resetOne()
 {
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, QStringLiteral("a2")}}).succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, {{kVXRPCParameterTriggerID, QStringLiteral("a1")}, {kVXRPCParameterDate, kNow.addDays(9)}})
-                .succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerReset, {{kVXRPCParameterTriggerID, QStringLiteral("a2")}}).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
+    QVERIFY(
+        m_scheduler
+            ->handle(kVXRPCSchedulerAdjust,
+                     { { kVXRPCParameterTriggerID, QStringLiteral("a1") }, { kVXRPCParameterDate, kNow.addDays(9) } })
+            .succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerReset, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
     QVERIFY(pendingIDs(*m_scheduler).contains(QStringLiteral("a2")));
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("a1")), kNow.addDays(9));
 }
 
 void tst_HalvaneScheduler::resetAll()
 {
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, QStringLiteral("a2")}}).succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, {{kVXRPCParameterTriggerID, QStringLiteral("a1")}, {kVXRPCParameterDate, kNow.addDays(9)}})
-                .succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
+    QVERIFY(
+        m_scheduler
+            ->handle(kVXRPCSchedulerAdjust,
+                     { { kVXRPCParameterTriggerID, QStringLiteral("a1") }, { kVXRPCParameterDate, kNow.addDays(9) } })
+            .succeeded());
     QVERIFY(m_scheduler->handle(kVXRPCSchedulerReset, {}).succeeded());
-    QCOMPARE(pendingIDs(*m_scheduler), (QStringList{QStringLiteral("b1"), QStringLiteral("a2"), QStringLiteral("a1")}));
+    QCOMPARE(pendingIDs(*m_scheduler),
+             (QStringList { QStringLiteral("b1"), QStringLiteral("a2"), QStringLiteral("a1") }));
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("a1")), kNow.addDays(2));
 }
 
 void tst_HalvaneScheduler::performOnDemand()
 {
     QSignalSpy changed(m_scheduler, &HalvaneScheduler::variablesChanged);
-    QVERIFY(m_scheduler->handle(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("b")}}).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, QStringLiteral("b") } }).succeeded());
     const QVariantList active = m_scheduler->variable(kVXObserveSchedulerActive).toList();
     QCOMPARE(active.size(), 1);
-    QCOMPARE(active.first().toMap().value(kVXActiveEventEvent).toMap().value(kVXEventUniqueID), QVariant(QStringLiteral("b")));
+    QCOMPARE(active.first().toMap().value(kVXActiveEventEvent).toMap().value(kVXEventUniqueID),
+             QVariant(QStringLiteral("b")));
     QTRY_COMPARE(m_scheduler->variable(kVXObserveSchedulerActive), QVariant(QVariantList()));
     QCOMPARE(changed.count(), 2);
     // Performing on demand leaves the event's own triggers as they were.
@@ -171,13 +191,13 @@ void tst_HalvaneScheduler::performRefusals_data()
     QTest::addColumn<QVariantMap>("parameters");
     QTest::addColumn<bool>("disable");
     QTest::addColumn<qint64>("status");
-    QTest::newRow("unknown event") << QVariantMap{{kVXRPCParameterUniqueID, QStringLiteral("zzz")}} << false
+    QTest::newRow("unknown event") << QVariantMap { { kVXRPCParameterUniqueID, QStringLiteral("zzz") } } << false
                                    << qint64(kVXStatusUnknownEvent);
-    QTest::newRow("not performable on demand") << QVariantMap{{kVXRPCParameterUniqueID, QStringLiteral("a")}} << false
-                                               << qint64(kVXStatusNotPerformable);
+    QTest::newRow("not performable on demand")
+        << QVariantMap { { kVXRPCParameterUniqueID, QStringLiteral("a") } } << false << qint64(kVXStatusNotPerformable);
     QTest::newRow("criteria: scheduler disabled")
-        << QVariantMap{{kVXRPCParameterUniqueID, QStringLiteral("b")}, {kVXRPCParameterApplyCriteria, true}} << true
-        << qint64(kVXStatusCriteriaNotMet);
+        << QVariantMap { { kVXRPCParameterUniqueID, QStringLiteral("b") }, { kVXRPCParameterApplyCriteria, true } }
+        << true << qint64(kVXStatusCriteriaNotMet);
 }
 
 void tst_HalvaneScheduler::performRefusals()
@@ -186,22 +206,23 @@ void tst_HalvaneScheduler::performRefusals()
     QFETCH(bool, disable);
     QFETCH(qint64, status);
     if (disable)
-        QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, false}}).succeeded());
+        QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
     const HalvaneResult result = m_scheduler->handle(kVXRPCOnDemandPerform, parameters);
     QVERIFY(!result.succeeded());
     QCOMPARE(result.status(), status);
     QCOMPARE(m_scheduler->variable(kVXObserveSchedulerActive), QVariant(QVariantList()));
     // Without the criteria, a disabled scheduler still performs on demand.
     if (disable)
-        QVERIFY(m_scheduler->handle(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("b")}}).succeeded());
+        QVERIFY(m_scheduler->handle(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, QStringLiteral("b") } })
+                    .succeeded());
 }
 
 void tst_HalvaneScheduler::setEnabled()
 {
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, false}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
     QCOMPARE(m_scheduler->variable(kVXObserveSchedulerEnabled), QVariant(false));
     QVERIFY(!m_scheduler->isEnabled());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, true}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }).succeeded());
     QCOMPARE(m_scheduler->variable(kVXObserveSchedulerEnabled), QVariant(true));
 }
 
@@ -213,47 +234,62 @@ void tst_HalvaneScheduler::malformedRequests_data()
     const QVariant date(kNow.addDays(1));
     const QVariant id(QStringLiteral("a1"));
     const qint64 invalid = kVXStatusInvalidParameter;
-    QTest::newRow("adjust: no date") << kVXRPCSchedulerAdjust << QVariantMap{{kVXRPCParameterTriggerID, id}} << invalid;
-    QTest::newRow("adjust: no id") << kVXRPCSchedulerAdjust << QVariantMap{{kVXRPCParameterDate, date}} << invalid;
-    QTest::newRow("adjust: date as text") << kVXRPCSchedulerAdjust
-                                          << QVariantMap{{kVXRPCParameterTriggerID, id}, {kVXRPCParameterDate, QStringLiteral("tomorrow")}}
-                                          << invalid;
-    QTest::newRow("adjust: id as number") << kVXRPCSchedulerAdjust
-                                          << QVariantMap{{kVXRPCParameterTriggerID, qint64(1)}, {kVXRPCParameterDate, date}} << invalid;
-    QTest::newRow("adjust: unknown trigger")
-        << kVXRPCSchedulerAdjust << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("x")}, {kVXRPCParameterDate, date}}
-        << qint64(kVXStatusUnknownTrigger);
-    QTest::newRow("adjust: extra parameter")
-        << kVXRPCSchedulerAdjust << QVariantMap{{kVXRPCParameterTriggerID, id}, {kVXRPCParameterDate, date}, {QStringLiteral("Force"), true}}
+    QTest::newRow("adjust: no date") << kVXRPCSchedulerAdjust << QVariantMap { { kVXRPCParameterTriggerID, id } }
+                                     << invalid;
+    QTest::newRow("adjust: no id") << kVXRPCSchedulerAdjust << QVariantMap { { kVXRPCParameterDate, date } } << invalid;
+    QTest::newRow("adjust: date as text")
+        << kVXRPCSchedulerAdjust
+        << QVariantMap { { kVXRPCParameterTriggerID, id }, { kVXRPCParameterDate, QStringLiteral("tomorrow") } }
         << invalid;
+    QTest::newRow("adjust: id as number")
+        << kVXRPCSchedulerAdjust
+        << QVariantMap { { kVXRPCParameterTriggerID, qint64(1) }, { kVXRPCParameterDate, date } } << invalid;
+    QTest::newRow("adjust: unknown trigger")
+        << kVXRPCSchedulerAdjust
+        << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("x") }, { kVXRPCParameterDate, date } }
+        << qint64(kVXStatusUnknownTrigger);
+    QTest::newRow("adjust: extra parameter") << kVXRPCSchedulerAdjust
+                                             << QVariantMap { { kVXRPCParameterTriggerID, id },
+                                                              { kVXRPCParameterDate, date },
+                                                              { QStringLiteral("Force"), true } }
+                                             << invalid;
     QTest::newRow("cancel: nothing") << kVXRPCSchedulerCancel << QVariantMap() << invalid;
-    QTest::newRow("cancel: until as number") << kVXRPCSchedulerCancel
-                                             << QVariantMap{{kVXRPCParameterTriggerID, id}, {kVXRPCParameterUntil, qint64(5)}} << invalid;
-    QTest::newRow("cancel: unknown trigger") << kVXRPCSchedulerCancel << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("x")}}
-                                             << qint64(kVXStatusUnknownTrigger);
-    QTest::newRow("reset: unknown trigger") << kVXRPCSchedulerReset << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("x")}}
-                                            << qint64(kVXStatusUnknownTrigger);
-    QTest::newRow("reset: id as list") << kVXRPCSchedulerReset << QVariantMap{{kVXRPCParameterTriggerID, QVariantList()}} << invalid;
+    QTest::newRow("cancel: until as number")
+        << kVXRPCSchedulerCancel
+        << QVariantMap { { kVXRPCParameterTriggerID, id }, { kVXRPCParameterUntil, qint64(5) } } << invalid;
+    QTest::newRow("cancel: unknown trigger")
+        << kVXRPCSchedulerCancel << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("x") } }
+        << qint64(kVXStatusUnknownTrigger);
+    QTest::newRow("reset: unknown trigger")
+        << kVXRPCSchedulerReset << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("x") } }
+        << qint64(kVXStatusUnknownTrigger);
+    QTest::newRow("reset: id as list") << kVXRPCSchedulerReset
+                                       << QVariantMap { { kVXRPCParameterTriggerID, QVariantList() } } << invalid;
     QTest::newRow("perform: no id") << kVXRPCOnDemandPerform << QVariantMap() << invalid;
     QTest::newRow("perform: criteria as number")
-        << kVXRPCOnDemandPerform << QVariantMap{{kVXRPCParameterUniqueID, QStringLiteral("b")}, {kVXRPCParameterApplyCriteria, qint64(1)}}
+        << kVXRPCOnDemandPerform
+        << QVariantMap { { kVXRPCParameterUniqueID, QStringLiteral("b") }, { kVXRPCParameterApplyCriteria, qint64(1) } }
         << invalid;
     QTest::newRow("store: no events") << kVXRPCEventStoreStore << QVariantMap() << invalid;
-    QTest::newRow("store: events not a list") << kVXRPCEventStoreStore
-                                              << QVariantMap{{kVXRPCParameterEvents, QVariantMap{{kVXEventName, QStringLiteral("x")}}}}
-                                              << invalid;
-    QTest::newRow("store: empty list") << kVXRPCEventStoreStore << QVariantMap{{kVXRPCParameterEvents, QVariantList()}} << invalid;
+    QTest::newRow("store: events not a list")
+        << kVXRPCEventStoreStore
+        << QVariantMap { { kVXRPCParameterEvents, QVariantMap { { kVXEventName, QStringLiteral("x") } } } } << invalid;
+    QTest::newRow("store: empty list") << kVXRPCEventStoreStore
+                                       << QVariantMap { { kVXRPCParameterEvents, QVariantList() } } << invalid;
     QTest::newRow("store: event without name")
-        << kVXRPCEventStoreStore << QVariantMap{{kVXRPCParameterEvents, QVariantList{QVariantMap{{kVXEventEnabled, true}}}}}
+        << kVXRPCEventStoreStore
+        << QVariantMap { { kVXRPCParameterEvents, QVariantList { QVariantMap { { kVXEventEnabled, true } } } } }
         << qint64(kVXStatusInvalidEvent);
     QTest::newRow("store: one good, one bad")
         << kVXRPCEventStoreStore
-        << QVariantMap{{kVXRPCParameterEvents, QVariantList{makeEvent(QStringLiteral("c"), {}), QStringLiteral("not an event")}}}
+        << QVariantMap { { kVXRPCParameterEvents,
+                           QVariantList { makeEvent(QStringLiteral("c"), {}), QStringLiteral("not an event") } } }
         << qint64(kVXStatusInvalidEvent);
-    QTest::newRow("set enabled: text") << kVXRPCSchedulerSetEnabled << QVariantMap{{kVXRPCParameterEnabled, QStringLiteral("no")}}
-                                       << invalid;
+    QTest::newRow("set enabled: text") << kVXRPCSchedulerSetEnabled
+                                       << QVariantMap { { kVXRPCParameterEnabled, QStringLiteral("no") } } << invalid;
     QTest::newRow("set enabled: nothing") << kVXRPCSchedulerSetEnabled << QVariantMap() << invalid;
-    QTest::newRow("unknown request") << QStringLiteral("SchedulerExplode") << QVariantMap() << qint64(kVXStatusUnknownRequest);
+    QTest::newRow("unknown request") << QStringLiteral("SchedulerExplode") << QVariantMap()
+                                     << qint64(kVXStatusUnknownRequest);
 }
 
 void tst_HalvaneScheduler::malformedRequests()
@@ -277,19 +313,25 @@ void tst_HalvaneScheduler::malformedRequests()
 
 void tst_HalvaneScheduler::onDemandList()
 {
-    const QVariantList events{
-        QVariantMap{{kVXEventUniqueID, QStringLiteral("disabled")}, {kVXEventName, QStringLiteral("D")}, {kVXEventEnabled, false},
-                    {kVXEventBehaviours, QVariantList{kVXElementBehaviour_CanPerformOnDemand}}},
-        QVariantMap{{kVXEventUniqueID, QStringLiteral("plain")}, {kVXEventName, QStringLiteral("P")}, {kVXEventEnabled, true}},
+    const QVariantList events {
+        QVariantMap { { kVXEventUniqueID, QStringLiteral("disabled") },
+                      { kVXEventName, QStringLiteral("D") },
+                      { kVXEventEnabled, false },
+                      { kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand } } },
+        QVariantMap { { kVXEventUniqueID, QStringLiteral("plain") },
+                      { kVXEventName, QStringLiteral("P") },
+                      { kVXEventEnabled, true } },
     };
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, events}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }).succeeded());
     const QVariantList onDemand = m_scheduler->variable(kVXObserveOnDemandAvailable).toList();
     QCOMPARE(onDemand.size(), 1);
     QCOMPARE(onDemand.first().toMap().value(kVXEventUniqueID), QVariant(QStringLiteral("b")));
-    QCOMPARE(m_scheduler->handle(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("disabled")}}).status(),
+    QCOMPARE(m_scheduler->handle(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, QStringLiteral("disabled") } })
+                 .status(),
              qint64(kVXStatusNotPerformable));
-    QCOMPARE(m_scheduler->handle(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("plain")}}).status(),
-             qint64(kVXStatusNotPerformable));
+    QCOMPARE(
+        m_scheduler->handle(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, QStringLiteral("plain") } }).status(),
+        qint64(kVXStatusNotPerformable));
 }
 
 void tst_HalvaneScheduler::noticeAndWarningWindows()
@@ -299,7 +341,7 @@ void tst_HalvaneScheduler::noticeAndWarningWindows()
     m_clock->setNow(fire.addSecs(-6 * 60));
     QVERIFY(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).isEmpty());
     m_clock->setNow(fire.addSecs(-4 * 60));
-    QCOMPARE(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent), QStringList{QStringLiteral("b1")});
+    QCOMPARE(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent), QStringList { QStringLiteral("b1") });
     QCOMPARE(m_scheduler->variable(kVXObserveNotificationsWarning), QVariant(QVariantList()));
     m_clock->setNow(fire.addSecs(-30));
     const QVariantList warnings = m_scheduler->variable(kVXObserveNotificationsWarning).toList();
@@ -322,22 +364,27 @@ void tst_HalvaneScheduler::noticeAndWarningWindows()
 
 void tst_HalvaneScheduler::firingWhileDisabledIsSkipped()
 {
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, false}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
     LogCapture log;
     m_clock->setNow(kNow.addSecs(3 * 3600 + 1));
     QVERIFY(!pendingIDs(*m_scheduler).contains(QStringLiteral("b1")));
     QCOMPARE(m_scheduler->variable(kVXObserveSchedulerActive), QVariant(QVariantList()));
-    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("passed while the scheduler was disabled")).size(), 1);
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("passed while the scheduler was disabled")).size(),
+             1);
 }
 
 void tst_HalvaneScheduler::severalWarningsInDateOrder()
 {
-    const QVariantList events{
-        QVariantMap{{kVXEventUniqueID, QStringLiteral("w")}, {kVXEventName, QStringLiteral("W")}, {kVXEventWarningLead, qint64(7200)},
-                    {kVXEventWarningMessage, QStringLiteral("Custom")},
-                    {kVXEventTriggers, QVariantList{once(kNow.addSecs(1800), QStringLiteral("w2")), once(kNow.addSecs(600), QStringLiteral("w1"))}}},
+    const QVariantList events {
+        QVariantMap { { kVXEventUniqueID, QStringLiteral("w") },
+                      { kVXEventName, QStringLiteral("W") },
+                      { kVXEventWarningLead, qint64(7200) },
+                      { kVXEventWarningMessage, QStringLiteral("Custom") },
+                      { kVXEventTriggers,
+                        QVariantList { once(kNow.addSecs(1800), QStringLiteral("w2")),
+                                       once(kNow.addSecs(600), QStringLiteral("w1")) } } },
     };
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, events}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }).succeeded());
     const QVariantList warnings = m_scheduler->variable(kVXObserveNotificationsWarning).toList();
     QCOMPARE(warnings.size(), 2);
     QCOMPARE(warnings.at(0).toMap().value(kVXQueuedWarningDate).toDateTime(), kNow.addSecs(600));
@@ -347,24 +394,29 @@ void tst_HalvaneScheduler::severalWarningsInDateOrder()
 
 void tst_HalvaneScheduler::replacingAnEventForgetsItsAdjustments()
 {
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, QStringLiteral("b1")}}).succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore,
-                                {{kVXRPCParameterEvents, QVariantList{makeEvent(QStringLiteral("b"), {once(kNow.addDays(3), QStringLiteral("b9"))}, true)}}})
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("b1") } }).succeeded());
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("b"),
+                                                      { once(kNow.addDays(3), QStringLiteral("b9")) }, true) } } })
                 .succeeded());
     QVERIFY(!m_scheduler->eventStore().containsTrigger(QStringLiteral("b1")));
     QVERIFY(pendingIDs(*m_scheduler).contains(QStringLiteral("b9")));
-    QCOMPARE(m_scheduler->handle(kVXRPCSchedulerReset, {{kVXRPCParameterTriggerID, QStringLiteral("b1")}}).status(),
+    QCOMPARE(m_scheduler->handle(kVXRPCSchedulerReset, { { kVXRPCParameterTriggerID, QStringLiteral("b1") } }).status(),
              qint64(kVXStatusUnknownTrigger));
 }
 
 void tst_HalvaneScheduler::onlyChangedVariablesAreAnnounced()
 {
     QSignalSpy changed(m_scheduler, &HalvaneScheduler::variablesChanged);
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, true}}).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }).succeeded());
     QCOMPARE(changed.count(), 0);
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, QStringLiteral("a1")}}).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a1") } }).succeeded());
     QCOMPARE(changed.count(), 1);
-    QCOMPARE(changed.first().first().toStringList(), QStringList{kVXObserveSchedulerPending});
+    QCOMPARE(changed.first().first().toStringList(), QStringList { kVXObserveSchedulerPending });
 }
 
 QTEST_GUILESS_MAIN(tst_HalvaneScheduler)

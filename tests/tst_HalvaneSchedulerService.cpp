@@ -81,7 +81,7 @@ void tst_HalvaneSchedulerService::init()
     TriskVXDBusPropertyList::registerTypes();
     qDBusRegisterMetaType<Pair>();
     m_service = new HalvanedProcess(this);
-    QVERIFY(m_service->start({QStringLiteral("--demo")}));
+    QVERIFY(m_service->start({ QStringLiteral("--demo") }));
     m_connection = TriskVXConnection::connectionWithLocation(m_service->location(), this);
     m_observer = new TriskVXObserver(m_connection, this);
     QSignalSpy reloaded(m_observer, &TriskVXObserver::reloaded);
@@ -97,15 +97,17 @@ void tst_HalvaneSchedulerService::cleanup()
 
 QDBusMessage tst_HalvaneSchedulerService::call(const QString &method, const QVariantList &arguments)
 {
-    QDBusMessage message = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath, kVXDBusInterface, method);
+    QDBusMessage message
+        = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath, kVXDBusInterface, method);
     message.setArguments(arguments);
     return QDBusConnection::sessionBus().call(message);
 }
 
 QVariantMap tst_HalvaneSchedulerService::getAll()
 {
-    QDBusMessage message = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
-                                                          QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("GetAll"));
+    QDBusMessage message
+        = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
+                                         QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("GetAll"));
     message << kVXDBusInterface;
     const QDBusMessage reply = QDBusConnection::sessionBus().call(message);
     return TriskVXDBusPropertyList::decode(reply.arguments().value(0)).toMap();
@@ -115,7 +117,9 @@ bool tst_HalvaneSchedulerService::request(const QString &name, const QVariantMap
 {
     std::optional<TriskVXResponse> response;
     const TriskVXRequest request(name, parameters);
-    if (!m_connection->send(&request, [&](const TriskVXResponse &received) { response = received; }))
+    if (!m_connection->send(&request, [&](const TriskVXResponse &received) {
+            response = received;
+        }))
         return false;
     QDeadlineTimer deadline(kWait);
     while (!response && !deadline.hasExpired())
@@ -141,8 +145,9 @@ QStringList tst_HalvaneSchedulerService::pendingIDs()
 void tst_HalvaneSchedulerService::propertiesHaveTheirDocumentedSignatures()
 {
     for (const QString &name : TriskVXObserver::observedVariables()) {
-        QDBusMessage message = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
-                                                              QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+        QDBusMessage message
+            = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
+                                             QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
         message << kVXDBusInterface << name;
         const QDBusMessage reply = QDBusConnection::sessionBus().call(message);
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
@@ -159,67 +164,76 @@ void tst_HalvaneSchedulerService::propertiesHaveTheirDocumentedSignatures()
 void tst_HalvaneSchedulerService::everyRequestChangesWhatItShould()
 {
     const QDateTime soon = QDateTime::currentDateTimeUtc().addDays(10);
-    const QVariantMap event{{kVXEventUniqueID, QStringLiteral("t-event")}, {kVXEventName, QStringLiteral("Test")},
-                            {kVXEventTriggers, QVariantList{QVariantMap{{kVXTriggerType, kVXTriggerType_Once},
-                                                                        {kVXTriggerDate, soon},
-                                                                        {kVXTriggerIdentifier, QStringLiteral("t1")}}}}};
-    QVERIFY(request(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, QVariantList{event}}}));
+    const QVariantMap event { { kVXEventUniqueID, QStringLiteral("t-event") },
+                              { kVXEventName, QStringLiteral("Test") },
+                              { kVXEventTriggers,
+                                QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once },
+                                                             { kVXTriggerDate, soon },
+                                                             { kVXTriggerIdentifier, QStringLiteral("t1") } } } } };
+    QVERIFY(request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { event } } }));
     QCOMPARE(pendingIDs().last(), QStringLiteral("t1"));
 
     const QDateTime later = soon.addDays(1);
-    QVERIFY(request(kVXRPCSchedulerAdjust, {{kVXRPCParameterTriggerID, QStringLiteral("t1")}, {kVXRPCParameterDate, later}}));
+    QVERIFY(request(kVXRPCSchedulerAdjust,
+                    { { kVXRPCParameterTriggerID, QStringLiteral("t1") }, { kVXRPCParameterDate, later } }));
     const QVariantMap last = m_observer->valueForKeyPath(kVXObserveSchedulerPending).toList().last().toMap();
     QCOMPARE(last.value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime(), later);
 
-    QVERIFY(request(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, QStringLiteral("t1")}}));
+    QVERIFY(request(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("t1") } }));
     QVERIFY(!pendingIDs().contains(QStringLiteral("t1")));
-    QVERIFY(request(kVXRPCSchedulerReset, {{kVXRPCParameterTriggerID, QStringLiteral("t1")}}));
+    QVERIFY(request(kVXRPCSchedulerReset, { { kVXRPCParameterTriggerID, QStringLiteral("t1") } }));
     QVERIFY(pendingIDs().contains(QStringLiteral("t1")));
 
     const int before = int(pendingIDs().size());
     const QVariantList all = m_observer->valueForKeyPath(kVXObserveSchedulerPending).toList();
     for (const QVariant &record : all)
-        QVERIFY(request(kVXRPCSchedulerCancel, {{kVXRPCParameterTriggerID, record.toMap().value(kVXQueuedTriggerTriggerID)},
-                                                {kVXRPCParameterUntil, later.addSecs(1)}}));
+        QVERIFY(request(kVXRPCSchedulerCancel,
+                        { { kVXRPCParameterTriggerID, record.toMap().value(kVXQueuedTriggerTriggerID) },
+                          { kVXRPCParameterUntil, later.addSecs(1) } }));
     QVERIFY(pendingIDs().size() < before);
     QVERIFY(request(kVXRPCSchedulerReset, {}));
     QCOMPARE(pendingIDs().size(), before);
 
-    QVERIFY(request(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, false}}));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
     QCOMPARE(m_observer->valueForKeyPath(kVXObserveSchedulerEnabled), QVariant(false));
     qint64 status = 0;
-    QVERIFY(!request(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("demo-sleep")}, {kVXRPCParameterApplyCriteria, true}},
-                     &status));
+    QVERIFY(
+        !request(kVXRPCOnDemandPerform,
+                 { { kVXRPCParameterUniqueID, QStringLiteral("demo-sleep") }, { kVXRPCParameterApplyCriteria, true } },
+                 &status));
     QCOMPARE(status, qint64(kVXStatusCriteriaNotMet));
-    QVERIFY(request(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("demo-sleep")}}));
-    QVERIFY(request(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, true}}));
-    QVERIFY(request(kVXRPCOnDemandPerform, {{kVXRPCParameterUniqueID, QStringLiteral("demo-sleep")}, {kVXRPCParameterApplyCriteria, true}}));
+    QVERIFY(request(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, QStringLiteral("demo-sleep") } }));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }));
+    QVERIFY(
+        request(kVXRPCOnDemandPerform,
+                { { kVXRPCParameterUniqueID, QStringLiteral("demo-sleep") }, { kVXRPCParameterApplyCriteria, true } }));
 }
 
 void tst_HalvaneSchedulerService::performingShowsInTheActiveList()
 {
     QSignalSpy active(m_observer, &TriskVXObserver::schedulerActiveChanged);
     QList<int> sizes;
-    connect(m_observer, &TriskVXObserver::schedulerActiveChanged, this,
-            [&] { sizes.append(int(m_observer->valueForKeyPath(kVXObserveSchedulerActive).toList().size())); });
-    const TriskVXRequest perform =
-        TriskVXRequest::requestWithRequestValueForParameter(kVXRPCOnDemandPerform, QStringLiteral("demo-backup"), kVXRPCParameterUniqueID);
+    connect(m_observer, &TriskVXObserver::schedulerActiveChanged, this, [&] {
+        sizes.append(int(m_observer->valueForKeyPath(kVXObserveSchedulerActive).toList().size()));
+    });
+    const TriskVXRequest perform = TriskVXRequest::requestWithRequestValueForParameter(
+        kVXRPCOnDemandPerform, QStringLiteral("demo-backup"), kVXRPCParameterUniqueID);
     QVERIFY(m_connection->send(&perform, nullptr));
     QTRY_COMPARE_WITH_TIMEOUT(active.count(), 2, kWait);
-    QCOMPARE(sizes, (QList<int>{1, 0}));
+    QCOMPARE(sizes, (QList<int> { 1, 0 }));
 }
 
 void tst_HalvaneSchedulerService::changesAnnounceOnlyTheChangedProperties()
 {
-    QVERIFY(QDBusConnection::sessionBus().connect(m_service->serviceName(), kVXDBusObjectPath,
-                                                  QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                  QStringLiteral("PropertiesChanged"), this, SLOT(recordChange(QDBusMessage))));
+    QVERIFY(QDBusConnection::sessionBus().connect(
+        m_service->serviceName(), kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+        QStringLiteral("PropertiesChanged"), this, SLOT(recordChange(QDBusMessage))));
     m_changes.clear();
-    QVERIFY(request(kVXRPCSchedulerSetEnabled, {{kVXRPCParameterEnabled, false}}));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
     QTRY_COMPARE_WITH_TIMEOUT(m_changes.size(), 1, kWait);
     QCOMPARE(m_changes.first().arguments().at(0).toString(), kVXDBusInterface);
     const QVariantMap changed = qdbus_cast<QVariantMap>(m_changes.first().arguments().at(1));
-    QCOMPARE(changed.keys(), QStringList{kVXObserveSchedulerEnabled});
+    QCOMPARE(changed.keys(), QStringList { kVXObserveSchedulerEnabled });
     QCOMPARE(changed.value(kVXObserveSchedulerEnabled), QVariant(false));
 }
 
@@ -229,26 +243,31 @@ void tst_HalvaneSchedulerService::malformedCalls_data()
     QTest::addColumn<QVariantList>("arguments");
     QTest::addColumn<QString>("error");
     QTest::addColumn<qint64>("status");
-    QTest::newRow("parameters not a dictionary") << kVXRPCSchedulerCancel << QVariantList{QStringLiteral("t1")}
-                                                 << QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod") << qint64(0);
+    QTest::newRow("parameters not a dictionary")
+        << kVXRPCSchedulerCancel << QVariantList { QStringLiteral("t1") }
+        << QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod") << qint64(0);
     QTest::newRow("no parameters at all") << kVXRPCSchedulerReset << QVariantList()
                                           << QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod") << qint64(0);
-    QTest::newRow("unknown method") << QStringLiteral("SchedulerExplode") << QVariantList{QVariantMap()}
+    QTest::newRow("unknown method") << QStringLiteral("SchedulerExplode") << QVariantList { QVariantMap() }
                                     << QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod") << qint64(0);
     QTest::newRow("value that is not a property list")
         << kVXRPCSchedulerCancel
-        << QVariantList{QVariantMap{{kVXRPCParameterTriggerID, QVariant::fromValue(Pair{QStringLiteral("x"), 1})}}} << QString()
-        << qint64(kVXStatusInvalidParameter);
+        << QVariantList { QVariantMap {
+               { kVXRPCParameterTriggerID, QVariant::fromValue(Pair { QStringLiteral("x"), 1 }) } } }
+        << QString() << qint64(kVXStatusInvalidParameter);
     QTest::newRow("date as a plain number")
         << kVXRPCSchedulerAdjust
-        << QVariantList{QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("x")}, {kVXRPCParameterDate, qint64(1893456000000)}}}
+        << QVariantList { QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("x") },
+                                        { kVXRPCParameterDate, qint64(1893456000000) } } }
         << QString() << qint64(kVXStatusInvalidParameter);
-    QTest::newRow("events as strings")
-        << kVXRPCEventStoreStore << QVariantList{QVariantMap{{kVXRPCParameterEvents, QStringList{QStringLiteral("a")}}}} << QString()
-        << qint64(kVXStatusInvalidEvent);
+    QTest::newRow("events as strings") << kVXRPCEventStoreStore
+                                       << QVariantList { QVariantMap {
+                                              { kVXRPCParameterEvents, QStringList { QStringLiteral("a") } } } }
+                                       << QString() << qint64(kVXStatusInvalidEvent);
     QTest::newRow("enabled as a string") << kVXRPCSchedulerSetEnabled
-                                         << QVariantList{QVariantMap{{kVXRPCParameterEnabled, QStringLiteral("false")}}} << QString()
-                                         << qint64(kVXStatusInvalidParameter);
+                                         << QVariantList { QVariantMap {
+                                                { kVXRPCParameterEnabled, QStringLiteral("false") } } }
+                                         << QString() << qint64(kVXStatusInvalidParameter);
 }
 
 void tst_HalvaneSchedulerService::malformedCalls()
@@ -279,16 +298,19 @@ void tst_HalvaneSchedulerService::drivenByGdbus()
     const QString gdbus = QStandardPaths::findExecutable(QStringLiteral("gdbus"));
     QVERIFY2(!gdbus.isEmpty(), "gdbus (libglib2.0-bin) is part of the project's packages");
     QProcess process;
-    process.start(gdbus, {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"), m_service->serviceName(),
-                          QStringLiteral("--object-path"), kVXDBusObjectPath, QStringLiteral("--method"),
-                          kVXDBusInterface + QStringLiteral(".SchedulerSetEnabled"), QStringLiteral("{'Enabled': <false>}")});
+    process.start(gdbus,
+                  { QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                    m_service->serviceName(), QStringLiteral("--object-path"), kVXDBusObjectPath,
+                    QStringLiteral("--method"), kVXDBusInterface + QStringLiteral(".SchedulerSetEnabled"),
+                    QStringLiteral("{'Enabled': <false>}") });
     QVERIFY(process.waitForFinished(kWait));
     QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).trimmed(), QStringLiteral("(true, int64 0, '')"));
     QCOMPARE(getAll().value(kVXObserveSchedulerEnabled), QVariant(false));
-    process.start(gdbus, {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"), m_service->serviceName(),
-                          QStringLiteral("--object-path"), kVXDBusObjectPath, QStringLiteral("--method"),
-                          kVXDBusInterface + QStringLiteral(".SchedulerAdjust"),
-                          QStringLiteral("{'TriggerID': <'nope'>, 'Date': <(int64 1893456000000,)>}")});
+    process.start(gdbus,
+                  { QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                    m_service->serviceName(), QStringLiteral("--object-path"), kVXDBusObjectPath,
+                    QStringLiteral("--method"), kVXDBusInterface + QStringLiteral(".SchedulerAdjust"),
+                    QStringLiteral("{'TriggerID': <'nope'>, 'Date': <(int64 1893456000000,)>}") });
     QVERIFY(process.waitForFinished(kWait));
     QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).trimmed(),
              QStringLiteral("(false, int64 %1, 'unknown trigger nope')").arg(qint64(kVXStatusUnknownTrigger)));
@@ -300,14 +322,16 @@ void tst_HalvaneSchedulerService::drivenByBusctl()
     if (busctl.isEmpty())
         QSKIP("busctl (systemd) is not installed here");
     QProcess process;
-    process.start(busctl, {QStringLiteral("--user"), QStringLiteral("call"), m_service->serviceName(), kVXDBusObjectPath, kVXDBusInterface,
-                           QStringLiteral("SchedulerCancel"), QStringLiteral("a{sv}"), QStringLiteral("1"), QStringLiteral("TriggerID"),
-                           QStringLiteral("s"), QStringLiteral("nope")});
+    process.start(busctl,
+                  { QStringLiteral("--user"), QStringLiteral("call"), m_service->serviceName(), kVXDBusObjectPath,
+                    kVXDBusInterface, QStringLiteral("SchedulerCancel"), QStringLiteral("a{sv}"), QStringLiteral("1"),
+                    QStringLiteral("TriggerID"), QStringLiteral("s"), QStringLiteral("nope") });
     QVERIFY(process.waitForFinished(kWait));
     QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).trimmed(),
              QStringLiteral("bxs false %1 \"unknown trigger nope\"").arg(qint64(kVXStatusUnknownTrigger)));
-    process.start(busctl, {QStringLiteral("--user"), QStringLiteral("get-property"), m_service->serviceName(), kVXDBusObjectPath,
-                           kVXDBusInterface, QStringLiteral("SchedulerEnabled")});
+    process.start(busctl,
+                  { QStringLiteral("--user"), QStringLiteral("get-property"), m_service->serviceName(),
+                    kVXDBusObjectPath, kVXDBusInterface, QStringLiteral("SchedulerEnabled") });
     QVERIFY(process.waitForFinished(kWait));
     QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()).trimmed(), QStringLiteral("b true"));
 }
@@ -321,7 +345,7 @@ void tst_HalvaneSchedulerService::exitsOnSigterm()
 void tst_HalvaneSchedulerService::refusesATakenName()
 {
     QProcess second;
-    second.start(QStringLiteral(HALVANED_PATH), {QStringLiteral("--name"), m_service->serviceName()});
+    second.start(QStringLiteral(HALVANED_PATH), { QStringLiteral("--name"), m_service->serviceName() });
     QVERIFY(second.waitForFinished(kWait));
     QCOMPARE(second.exitCode(), 1);
     QVERIFY(QString::fromUtf8(second.readAllStandardError()).contains(QStringLiteral("already taken")));

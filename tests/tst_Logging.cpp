@@ -21,12 +21,12 @@ void tst_Logging::categories_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<bool>("info");
     QTest::addColumn<bool>("debug");
-    QTest::newRow("platform") << QString::fromLatin1(lcTriskPlatform().categoryName()) << lcTriskPlatform().isInfoEnabled()
-                              << lcTriskPlatform().isDebugEnabled();
+    QTest::newRow("platform") << QString::fromLatin1(lcTriskPlatform().categoryName())
+                              << lcTriskPlatform().isInfoEnabled() << lcTriskPlatform().isDebugEnabled();
     QTest::newRow("framework") << QString::fromLatin1(lcHalvane().categoryName()) << lcHalvane().isInfoEnabled()
                                << lcHalvane().isDebugEnabled();
-    QTest::newRow("notifier") << QString::fromLatin1(lcTriskNotifier().categoryName()) << lcTriskNotifier().isInfoEnabled()
-                              << lcTriskNotifier().isDebugEnabled();
+    QTest::newRow("notifier") << QString::fromLatin1(lcTriskNotifier().categoryName())
+                              << lcTriskNotifier().isInfoEnabled() << lcTriskNotifier().isDebugEnabled();
     QTest::newRow("service") << QString::fromLatin1(lcHalvaned().categoryName()) << lcHalvaned().isInfoEnabled()
                              << lcHalvaned().isDebugEnabled();
 }
@@ -36,8 +36,8 @@ void tst_Logging::categories()
     QFETCH(QString, name);
     QFETCH(bool, info);
     QFETCH(bool, debug);
-    const QStringList documented{QStringLiteral("trisk.platform"), QStringLiteral("trisk.halvane"), QStringLiteral("trisk.notifier"),
-                                 QStringLiteral("halvane.service")};
+    const QStringList documented { QStringLiteral("trisk.platform"), QStringLiteral("trisk.halvane"),
+                                   QStringLiteral("trisk.notifier"), QStringLiteral("halvane.service") };
     QVERIFY2(documented.contains(name), qPrintable(name));
     QVERIFY(info);
     QVERIFY(!debug);

@@ -12,7 +12,10 @@ class Checked : public QObject
 {
 public:
     void requireNamed(const QString &aName) { TRISK_PARAMETER_ASSERT(aName != nil); }
-    void requirePositive(int value) { TRISK_ASSERT(value > 0, QStringLiteral("%1 must be positive").arg(QStringLiteral("Checked"))); }
+    void requirePositive(int value)
+    {
+        TRISK_ASSERT(value > 0, QStringLiteral("%1 must be positive").arg(QStringLiteral("Checked")));
+    }
     static void classRequire(const QVariant &aValue) { TRISK_CPARAMETER_ASSERT(aValue != nil); }
 };
 } // namespace
@@ -74,7 +77,8 @@ void tst_TriskVXAssertionHandler::assertionLogsAndThrows()
     }
     const QStringList messages = log.messages("trisk.platform");
     QCOMPARE(messages.size(), 2);
-    QCOMPARE(messages.at(0), QStringLiteral("*** Assertion failure in requirePositive, tst_TriskVXAssertionHandler:%1").arg(line));
+    QCOMPARE(messages.at(0),
+             QStringLiteral("*** Assertion failure in requirePositive, tst_TriskVXAssertionHandler:%1").arg(line));
     QCOMPARE(messages.at(1), QStringLiteral("Checked must be positive"));
 }
 

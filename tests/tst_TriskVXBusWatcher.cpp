@@ -17,7 +17,8 @@ private Q_SLOTS:
 void tst_TriskVXBusWatcher::noticesTheBusGoingAway()
 {
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork")});
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
     QVERIFY(daemon.waitForReadyRead(10000));
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
     {
@@ -37,7 +38,8 @@ void tst_TriskVXBusWatcher::noticesTheBusGoingAway()
 void tst_TriskVXBusWatcher::quietWhileTheBusLives()
 {
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork")});
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
     QVERIFY(daemon.waitForReadyRead(10000));
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
     {

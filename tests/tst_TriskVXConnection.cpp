@@ -29,7 +29,9 @@ public:
     explicit NotificationCounter(QObject *object)
     {
         m_token = TriskVXNotificationCenter::defaultCenter()->addObserverForNameObjectQueueUsingBlock(
-            QString(), object, nullptr, [this](const TriskVXNotification &notification) { names.append(notification.name()); });
+            QString(), object, nullptr, [this](const TriskVXNotification &notification) {
+                names.append(notification.name());
+            });
     }
     ~NotificationCounter() { TriskVXNotificationCenter::defaultCenter()->removeObserver(m_token); }
     int count(const QString &name) const { return int(names.count(name)); }
@@ -65,10 +67,11 @@ private Q_SLOTS:
 
 void tst_TriskVXConnection::nilWithoutABus()
 {
-    const QDBusConnection nowhere = QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"),
-                                                                  QStringLiteral("nowhere"));
+    const QDBusConnection nowhere
+        = QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("nowhere"));
     QVERIFY(!nowhere.isConnected());
-    QCOMPARE(TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(nowhere, kVXDBusServiceName)), nullptr);
+    QCOMPARE(TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(nowhere, kVXDBusServiceName)),
+             nullptr);
     // A bus without the service is not nil: the service may come later.
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(
         TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName())));
@@ -136,7 +139,9 @@ void tst_TriskVXConnection::completionRunsOnceAfterSendReturned()
     QVERIFY(ranAfterReturn);
     // A later round trip gives a second call every chance to show up.
     bool second = false;
-    QVERIFY(connection->send(&reset, [&](const TriskVXResponse &) { second = true; }));
+    QVERIFY(connection->send(&reset, [&](const TriskVXResponse &) {
+        second = true;
+    }));
     QTRY_VERIFY_WITH_TIMEOUT(second, kWait);
     QCOMPARE(calls, 1);
 }
@@ -149,7 +154,9 @@ void tst_TriskVXConnection::sendRefusedWhileInvalid()
     QVERIFY(failed.wait(kWait));
     bool called = false;
     const TriskVXRequest reset = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
-    QVERIFY(!connection->send(&reset, [&](const TriskVXResponse &) { called = true; }));
+    QVERIFY(!connection->send(&reset, [&](const TriskVXResponse &) {
+        called = true;
+    }));
     QVERIFY(!connection->send(nullptr, nullptr));
     QTest::qWait(0);
     QVERIFY(!called);
@@ -180,9 +187,9 @@ void tst_TriskVXConnection::serviceLeavesAndComesBack()
     QCOMPARE(notifications.count(TriskVXConnectionNotificationDidBecomeInvalid), 1);
     QCOMPARE(delegate.calls, 1);
     // The order the notifier sees: authenticated, invalid, authenticated.
-    QCOMPARE(notifications.names, (QStringList{TriskVXConnectionNotificationDidAuthenticate,
-                                               TriskVXConnectionNotificationDidBecomeInvalid,
-                                               TriskVXConnectionNotificationDidAuthenticate}));
+    QCOMPARE(notifications.names,
+             (QStringList { TriskVXConnectionNotificationDidAuthenticate, TriskVXConnectionNotificationDidBecomeInvalid,
+                            TriskVXConnectionNotificationDidAuthenticate }));
 }
 
 void tst_TriskVXConnection::withoutAutoReconnectStaysInvalid()
@@ -214,7 +221,9 @@ void tst_TriskVXConnection::requestsInFlightAtStopCompleteOnce()
     QList<TriskVXResponse> responses;
     const TriskVXRequest reset = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
     for (int i = 0; i < 3; ++i)
-        QVERIFY(connection->send(&reset, [&](const TriskVXResponse &response) { responses.append(response); }));
+        QVERIFY(connection->send(&reset, [&](const TriskVXResponse &response) {
+            responses.append(response);
+        }));
     QVERIFY(service.kill());
     QTRY_COMPARE_WITH_TIMEOUT(responses.size(), 3, kWait);
     for (const TriskVXResponse &response : std::as_const(responses)) {
@@ -251,7 +260,9 @@ void tst_TriskVXConnection::unknownRequestName()
     QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
     std::optional<TriskVXResponse> response;
     const TriskVXRequest request = TriskVXRequest::requestWithRequest(QStringLiteral("SchedulerExplode"));
-    QVERIFY(connection->send(&request, [&](const TriskVXResponse &received) { response = received; }));
+    QVERIFY(connection->send(&request, [&](const TriskVXResponse &received) {
+        response = received;
+    }));
     QTRY_VERIFY_WITH_TIMEOUT(response.has_value(), kWait);
     QVERIFY(!response->succeeded());
     QCOMPARE(response->status(), qint64(kVXStatusUnknownRequest));
@@ -268,7 +279,9 @@ void tst_TriskVXConnection::malformedReply()
     LogCapture log;
     std::optional<TriskVXResponse> response;
     const TriskVXRequest request = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
-    QVERIFY(connection->send(&request, [&](const TriskVXResponse &received) { response = received; }));
+    QVERIFY(connection->send(&request, [&](const TriskVXResponse &received) {
+        response = received;
+    }));
     QTRY_VERIFY_WITH_TIMEOUT(response.has_value(), kWait);
     QVERIFY(!response->succeeded());
     QCOMPARE(response->status(), qint64(kVXStatusMalformedReply));

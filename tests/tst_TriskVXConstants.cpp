@@ -5,17 +5,17 @@
 #include <QDBusConnection>
 #include <QDBusInterface>
 #include <QDBusReply>
-#include <QXmlStreamReader>
 #include <QFile>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTest>
+#include <QXmlStreamReader>
 
 namespace {
 QStringList requestNames()
 {
-    return {kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
-            kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled};
+    return { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
+             kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled };
 }
 
 // Members of the interface in an introspection document: methods and properties.
@@ -36,7 +36,7 @@ QPair<QSet<QString>, QSet<QString>> membersOf(const QString &xml)
         else if (inInterface && reader.isStartElement() && reader.name() == QLatin1String("property"))
             properties.insert(reader.attributes().value(QLatin1String("name")).toString());
     }
-    return {methods, properties};
+    return { methods, properties };
 }
 } // namespace
 
@@ -54,24 +54,24 @@ private Q_SLOTS:
 
 void tst_TriskVXConstants::namesAreDistinctWhereTheyMeetOnTheWire()
 {
-    const QList<QStringList> groups{
+    const QList<QStringList> groups {
         TriskVXObserver::observedVariables(),
         requestNames(),
-        {kVXRPCParameterTriggerID, kVXRPCParameterDate, kVXRPCParameterUntil, kVXRPCParameterUniqueID,
-         kVXRPCParameterApplyCriteria, kVXRPCParameterEvents, kVXRPCParameterEnabled},
-        {kVXQueuedTriggerTriggerID, kVXQueuedTriggerEvent, kVXQueuedTriggerTrigger},
-        {kVXQueuedWarningActionID, kVXQueuedWarningEvent, kVXQueuedWarningDate, kVXQueuedWarningMessage},
-        {kVXEventName, kVXEventUniqueID, kVXEventEnabled, kVXEventNotes, kVXEventTriggers, kVXEventBehaviours,
-         kVXEventNoticePeriod, kVXEventWarningLead, kVXEventWarningMessage, kVXEventImage},
-        {kVXTriggerType, kVXTriggerDate, kVXTriggerIdentifier},
-        {kVXAuthorisationRightSignature, kVXAuthorisationRightRule},
-        {kVXElementImage_None, kVXElementImage_Stopped, kVXElementImage_ActionCog},
-        {TriskVXWorkspaceToolEditor, TriskVXWorkspaceToolRemove},
-        {kVXWorkspaceFileExtensionSchedule, kVXWorkspaceFileExtensionEvent},
-        {kVXPreferencesKeyNotifierStatusMenu, kVXPreferencesKeyNotifierWarning, kVXPreferencesKeyNotifierNotifications,
-         kVXPreferencesKeyNotifierNotificationCenter, kVXPreferencesKeySoftwareUpdateCheck,
-         QStringLiteral("notifier.notifications.simplify"), QStringLiteral("notifier.login.position-vertical")},
-        {TriskVXConnectionNotificationDidAuthenticate, TriskVXConnectionNotificationDidBecomeInvalid},
+        { kVXRPCParameterTriggerID, kVXRPCParameterDate, kVXRPCParameterUntil, kVXRPCParameterUniqueID,
+          kVXRPCParameterApplyCriteria, kVXRPCParameterEvents, kVXRPCParameterEnabled },
+        { kVXQueuedTriggerTriggerID, kVXQueuedTriggerEvent, kVXQueuedTriggerTrigger },
+        { kVXQueuedWarningActionID, kVXQueuedWarningEvent, kVXQueuedWarningDate, kVXQueuedWarningMessage },
+        { kVXEventName, kVXEventUniqueID, kVXEventEnabled, kVXEventNotes, kVXEventTriggers, kVXEventBehaviours,
+          kVXEventNoticePeriod, kVXEventWarningLead, kVXEventWarningMessage, kVXEventImage },
+        { kVXTriggerType, kVXTriggerDate, kVXTriggerIdentifier },
+        { kVXAuthorisationRightSignature, kVXAuthorisationRightRule },
+        { kVXElementImage_None, kVXElementImage_Stopped, kVXElementImage_ActionCog },
+        { TriskVXWorkspaceToolEditor, TriskVXWorkspaceToolRemove },
+        { kVXWorkspaceFileExtensionSchedule, kVXWorkspaceFileExtensionEvent },
+        { kVXPreferencesKeyNotifierStatusMenu, kVXPreferencesKeyNotifierWarning, kVXPreferencesKeyNotifierNotifications,
+          kVXPreferencesKeyNotifierNotificationCenter, kVXPreferencesKeySoftwareUpdateCheck,
+          QStringLiteral("notifier.notifications.simplify"), QStringLiteral("notifier.login.position-vertical") },
+        { TriskVXConnectionNotificationDidAuthenticate, TriskVXConnectionNotificationDidBecomeInvalid },
     };
     for (const QStringList &group : groups) {
         QCOMPARE(QSet<QString>(group.cbegin(), group.cend()).size(), group.size());
@@ -83,8 +83,8 @@ void tst_TriskVXConstants::namesAreDistinctWhereTheyMeetOnTheWire()
 void tst_TriskVXConstants::wireNamesAreDBusMemberNames()
 {
     const QRegularExpression member(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]{0,254}$"));
-    for (const QString &name : requestNames() + TriskVXObserver::observedVariables() + QStringList{kVXDBusMethodAuthenticate,
-                                                                                             kVXPreferencesNotificationSynchronise})
+    for (const QString &name : requestNames() + TriskVXObserver::observedVariables()
+             + QStringList { kVXDBusMethodAuthenticate, kVXPreferencesNotificationSynchronise })
         QVERIFY2(member.match(name).hasMatch(), qPrintable(name));
     const QRegularExpression busName(QStringLiteral("^[A-Za-z_][A-Za-z0-9_-]*(\\.[A-Za-z_][A-Za-z0-9_-]*)+$"));
     QVERIFY(busName.match(kVXDBusServiceName).hasMatch());

@@ -4,10 +4,10 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
-#include <QSignalSpy>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QDateTime>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTimeZone>
 
@@ -126,11 +126,12 @@ void tst_TriskVXDBusPropertyList::roundTrip_data()
     QTest::newRow("date after 2038") << QVariant(after2038);
     QTest::newRow("empty array") << QVariant(QVariantList());
     QTest::newRow("empty dictionary") << QVariant(QVariantMap());
-    QTest::newRow("nested") << QVariant(QVariantMap{
-        {QStringLiteral("list"), QVariantList{true, qint64(1), 1.5, QStringLiteral("s"), before1970, QVariantList(),
-                                              QVariantMap{{QStringLiteral("deep"), QVariantList{after2038}}}}},
-        {QStringLiteral("empty"), QVariantMap()},
-        {QStringLiteral("data"), QByteArray("x")},
+    QTest::newRow("nested") << QVariant(QVariantMap {
+        { QStringLiteral("list"),
+          QVariantList { true, qint64(1), 1.5, QStringLiteral("s"), before1970, QVariantList(),
+                         QVariantMap { { QStringLiteral("deep"), QVariantList { after2038 } } } } },
+        { QStringLiteral("empty"), QVariantMap() },
+        { QStringLiteral("data"), QByteArray("x") },
     });
 }
 
@@ -146,8 +147,9 @@ void tst_TriskVXDBusPropertyList::roundTrip()
 
 void tst_TriskVXDBusPropertyList::recordListRoundTrip()
 {
-    const QVariantList records{QVariantMap{{QStringLiteral("Date"), QDateTime(QDate(2040, 1, 1), QTime(0, 0), QTimeZone::utc())}},
-                               QVariantMap()};
+    const QVariantList records { QVariantMap { { QStringLiteral("Date"),
+                                                 QDateTime(QDate(2040, 1, 1), QTime(0, 0), QTimeZone::utc()) } },
+                                 QVariantMap() };
     const QList<QVariantMap> wire = TriskVXDBusPropertyList::encodeRecordList(records);
     QString error;
     const QVariant back = echo(QVariant::fromValue(wire), &error);
@@ -158,20 +160,22 @@ void tst_TriskVXDBusPropertyList::recordListRoundTrip()
 void tst_TriskVXDBusPropertyList::nilValuesDoNotTravel()
 {
     QVERIFY(!TriskVXDBusPropertyList::encode(QVariant()).isValid());
-    const QVariantMap encoded = TriskVXDBusPropertyList::encodeMap({{QStringLiteral("a"), QVariant()}, {QStringLiteral("b"), 1}});
-    QCOMPARE(encoded.keys(), QStringList{QStringLiteral("b")});
+    const QVariantMap encoded
+        = TriskVXDBusPropertyList::encodeMap({ { QStringLiteral("a"), QVariant() }, { QStringLiteral("b"), 1 } });
+    QCOMPARE(encoded.keys(), QStringList { QStringLiteral("b") });
 }
 
 void tst_TriskVXDBusPropertyList::malformedValues_data()
 {
     QTest::addColumn<QVariant>("wireValue");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("struct that is not a date") << QVariant::fromValue(OtherStruct{QStringLiteral("a"), 1}) << QStringLiteral("(si)");
-    QTest::newRow("dictionary with integer keys") << QVariant::fromValue(QMap<int, QString>{{1, QStringLiteral("x")}})
-                                                  << QStringLiteral("key");
-    QTest::newRow("not a date inside a dictionary")
-        << QVariant(QVariantMap{{QStringLiteral("ok"), 1}, {QStringLiteral("bad"), QVariant::fromValue(OtherStruct())}})
-        << QStringLiteral("(si)");
+    QTest::newRow("struct that is not a date")
+        << QVariant::fromValue(OtherStruct { QStringLiteral("a"), 1 }) << QStringLiteral("(si)");
+    QTest::newRow("dictionary with integer keys")
+        << QVariant::fromValue(QMap<int, QString> { { 1, QStringLiteral("x") } }) << QStringLiteral("key");
+    QTest::newRow("not a date inside a dictionary") << QVariant(
+        QVariantMap { { QStringLiteral("ok"), 1 }, { QStringLiteral("bad"), QVariant::fromValue(OtherStruct()) } })
+                                                    << QStringLiteral("(si)");
 }
 
 void tst_TriskVXDBusPropertyList::malformedValues()
@@ -186,8 +190,8 @@ void tst_TriskVXDBusPropertyList::malformedValues()
 
 void tst_TriskVXDBusPropertyList::otherIntegerWidthsBecome64Bit()
 {
-    for (const QVariant &wire : {QVariant(int(-5)), QVariant(uint(5)), QVariant::fromValue(short(-5)),
-                                 QVariant::fromValue(uchar(5)), QVariant::fromValue(ushort(5))}) {
+    for (const QVariant &wire : { QVariant(int(-5)), QVariant(uint(5)), QVariant::fromValue(short(-5)),
+                                  QVariant::fromValue(uchar(5)), QVariant::fromValue(ushort(5)) }) {
         QString error;
         const QVariant back = echo(wire, &error);
         QCOMPARE(back.typeId(), int(QMetaType::LongLong));

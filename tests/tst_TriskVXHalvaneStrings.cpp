@@ -18,7 +18,8 @@ void tst_TriskVXHalvaneStrings::english()
 {
     QCOMPARE(TriskVXHalvaneStrings::localizedStringForKey(QStringLiteral("TriskVXWorkspace.adjust.title")),
              QStringLiteral("Adjust Trigger"));
-    QCOMPARE(TriskVXHalvaneStrings::localizedStringForKey(QStringLiteral("TriskVXWorkspace.adjust.label")).arg(QStringLiteral("X")),
+    QCOMPARE(TriskVXHalvaneStrings::localizedStringForKey(QStringLiteral("TriskVXWorkspace.adjust.label"))
+                 .arg(QStringLiteral("X")),
              QStringLiteral("Choose when “X” fires:"));
 }
 

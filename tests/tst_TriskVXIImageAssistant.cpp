@@ -29,13 +29,13 @@ void tst_TriskVXIImageAssistant::identifiersForEvents_data()
     QTest::addColumn<QUrl>("identifier");
     QTest::newRow("nil event") << QVariant() << QUrl();
     QTest::newRow("not a dictionary") << QVariant(QStringLiteral("x")) << QUrl();
-    QTest::newRow("no image") << QVariant(QVariantMap{{kVXEventName, QStringLiteral("E")}})
+    QTest::newRow("no image") << QVariant(QVariantMap { { kVXEventName, QStringLiteral("E") } })
                               << QUrl(QStringLiteral("halvane-image:event"));
-    QTest::newRow("built-in image") << QVariant(QVariantMap{{kVXEventImage, QStringLiteral("sleep")}})
+    QTest::newRow("built-in image") << QVariant(QVariantMap { { kVXEventImage, QStringLiteral("sleep") } })
                                     << QUrl(QStringLiteral("halvane-image:sleep"));
-    QTest::newRow("unknown image name") << QVariant(QVariantMap{{kVXEventImage, QStringLiteral("rocket")}})
+    QTest::newRow("unknown image name") << QVariant(QVariantMap { { kVXEventImage, QStringLiteral("rocket") } })
                                         << QUrl(QStringLiteral("halvane-image:event"));
-    QTest::newRow("file") << QVariant(QVariantMap{{kVXEventImage, QStringLiteral("/usr/share/pixmaps/x.png")}})
+    QTest::newRow("file") << QVariant(QVariantMap { { kVXEventImage, QStringLiteral("/usr/share/pixmaps/x.png") } })
                           << QUrl::fromLocalFile(QStringLiteral("/usr/share/pixmaps/x.png"));
 }
 

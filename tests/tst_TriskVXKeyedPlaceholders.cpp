@@ -21,14 +21,16 @@ void tst_TriskVXKeyedPlaceholders::plainText_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QVariantMap>("placeholders");
     QTest::addColumn<QString>("result");
-    const QVariantMap section{{QStringLiteral("SectionName"), QStringLiteral("Pending")}};
+    const QVariantMap section { { QStringLiteral("SectionName"), QStringLiteral("Pending") } };
     QTest::newRow("section heading") << QStringLiteral("{{SectionName}}") << section << QStringLiteral("Pending");
     QTest::newRow("inside text") << QStringLiteral("— {{SectionName}} —") << section << QStringLiteral("— Pending —");
-    QTest::newRow("twice") << QStringLiteral("{{SectionName}}/{{SectionName}}") << section << QStringLiteral("Pending/Pending");
+    QTest::newRow("twice") << QStringLiteral("{{SectionName}}/{{SectionName}}") << section
+                           << QStringLiteral("Pending/Pending");
     QTest::newRow("unknown name stays") << QStringLiteral("{{Other}}") << section << QStringLiteral("{{Other}}");
-    QTest::newRow("single braces are text") << QStringLiteral("{SectionName}") << section << QStringLiteral("{SectionName}");
+    QTest::newRow("single braces are text")
+        << QStringLiteral("{SectionName}") << section << QStringLiteral("{SectionName}");
     QTest::newRow("no placeholders") << QStringLiteral("plain") << section << QStringLiteral("plain");
-    QTest::newRow("number value") << QStringLiteral("{{n}} left") << QVariantMap{{QStringLiteral("n"), 3}}
+    QTest::newRow("number value") << QStringLiteral("{{n}} left") << QVariantMap { { QStringLiteral("n"), 3 } }
                                   << QStringLiteral("3 left");
 }
 
@@ -47,7 +49,7 @@ void tst_TriskVXKeyedPlaceholders::richTextKeepsAttributes()
 {
     QTextDocument document;
     document.setHtml(QStringLiteral("<i>before </i><b>{{SectionName}}</b><u> after</u>"));
-    replaceKeyedPlaceholders(&document, {{QStringLiteral("SectionName"), QStringLiteral("Active")}});
+    replaceKeyedPlaceholders(&document, { { QStringLiteral("SectionName"), QStringLiteral("Active") } });
     QCOMPARE(document.toPlainText(), QStringLiteral("before Active after"));
     QTextCursor cursor(&document);
     auto formatAt = [&](int position) {
@@ -67,7 +69,8 @@ void tst_TriskVXKeyedPlaceholders::richTextKeepsAttributes()
 
 void tst_TriskVXKeyedPlaceholders::replacementContainingAPlaceholderIsNotExpandedAgain()
 {
-    const QVariantMap placeholders{{QStringLiteral("a"), QStringLiteral("{{b}}")}, {QStringLiteral("b"), QStringLiteral("B")}};
+    const QVariantMap placeholders { { QStringLiteral("a"), QStringLiteral("{{b}}") },
+                                     { QStringLiteral("b"), QStringLiteral("B") } };
     QCOMPARE(replaceKeyedPlaceholders(QStringLiteral("{{a}}"), placeholders), QStringLiteral("{{b}}"));
     QTextDocument document(QStringLiteral("{{a}} {{b}}"));
     replaceKeyedPlaceholders(&document, placeholders);

@@ -28,7 +28,8 @@ private Q_SLOTS:
 
 void tst_TriskVXLocalService::nilWhenNeitherInstalledNorRunning()
 {
-    TriskVXLocalService service(TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName()));
+    TriskVXLocalService service(
+        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName()));
     QSignalSpy refreshed(&service, &TriskVXLocalService::refreshed);
     QVERIFY(refreshed.wait(kWait));
     QVERIFY(service.url().isEmpty());
@@ -77,8 +78,9 @@ void tst_TriskVXLocalService::urlWhenActivatableAndActivationStartsTheService()
                      .toUtf8());
     config.close();
     QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--config-file=") + config.fileName(),
-                                                 QStringLiteral("--print-address"), QStringLiteral("--nofork")});
+    daemon.start(QStringLiteral("dbus-daemon"),
+                 { QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--print-address"),
+                   QStringLiteral("--nofork") });
     QVERIFY(daemon.waitForReadyRead(kWait));
     const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
     QVERIFY(!address.isEmpty());

@@ -50,7 +50,9 @@ void tst_TriskVXNotificationCenter::matching()
     QObject other;
     int calls = 0;
     center.addObserverForNameObjectQueueUsingBlock(observedName, observeObject ? &sender : nullptr, nullptr,
-                                                   [&](const TriskVXNotification &) { ++calls; });
+                                                   [&](const TriskVXNotification &) {
+                                                       ++calls;
+                                                   });
     center.postNotificationNameObject(postedName, postFromObject ? &sender : &other);
     QCOMPARE(calls, delivered ? 1 : 0);
 }
@@ -61,8 +63,10 @@ void tst_TriskVXNotificationCenter::userInfoAndObjectArrive()
     QObject sender;
     TriskVXNotification seen;
     center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, nullptr,
-                                                   [&](const TriskVXNotification &notification) { seen = notification; });
-    center.postNotificationNameObjectUserInfo(QStringLiteral("N"), &sender, {{QStringLiteral("key"), 7}});
+                                                   [&](const TriskVXNotification &notification) {
+                                                       seen = notification;
+                                                   });
+    center.postNotificationNameObjectUserInfo(QStringLiteral("N"), &sender, { { QStringLiteral("key"), 7 } });
     QCOMPARE(seen.name(), QStringLiteral("N"));
     QCOMPARE(seen.object(), &sender);
     QCOMPARE(seen.userInfo().value(QStringLiteral("key")).toInt(), 7);
@@ -73,7 +77,9 @@ void tst_TriskVXNotificationCenter::removeToken()
     TriskVXNotificationCenter center;
     int calls = 0;
     QObject *token = center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, nullptr,
-                                                                    [&](const TriskVXNotification &) { ++calls; });
+                                                                    [&](const TriskVXNotification &) {
+                                                                        ++calls;
+                                                                    });
     QCOMPARE(center.observerCount(), 1);
     center.removeObserver(token);
     QCOMPARE(center.observerCount(), 0);
@@ -89,8 +95,18 @@ void tst_TriskVXNotificationCenter::removeByNameAndObject()
     QObject sender;
     int a = 0;
     int b = 0;
-    center.addObserverSelectorNameObject(&observer, [&](const TriskVXNotification &) { ++a; }, QStringLiteral("A"), &sender);
-    center.addObserverSelectorNameObject(&observer, [&](const TriskVXNotification &) { ++b; }, QStringLiteral("B"), &sender);
+    center.addObserverSelectorNameObject(
+        &observer,
+        [&](const TriskVXNotification &) {
+            ++a;
+        },
+        QStringLiteral("A"), &sender);
+    center.addObserverSelectorNameObject(
+        &observer,
+        [&](const TriskVXNotification &) {
+            ++b;
+        },
+        QStringLiteral("B"), &sender);
     center.removeObserverNameObject(&observer, QStringLiteral("A"), &sender);
     center.postNotificationNameObject(QStringLiteral("A"), &sender);
     center.postNotificationNameObject(QStringLiteral("B"), &sender);
@@ -104,7 +120,12 @@ void tst_TriskVXNotificationCenter::observerDestroyedStopsDelivery()
     int calls = 0;
     {
         QObject observer;
-        center.addObserverSelectorNameObject(&observer, [&](const TriskVXNotification &) { ++calls; }, QString(), nullptr);
+        center.addObserverSelectorNameObject(
+            &observer,
+            [&](const TriskVXNotification &) {
+                ++calls;
+            },
+            QString(), nullptr);
         center.postNotificationNameObject(QStringLiteral("N"), nullptr);
     }
     center.postNotificationNameObject(QStringLiteral("N"), nullptr);
@@ -125,7 +146,9 @@ void tst_TriskVXNotificationCenter::removalDuringPost()
                                                                     center.removeObserver(firstToken);
                                                                 });
     secondToken = center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, nullptr,
-                                                                 [&](const TriskVXNotification &) { ++second; });
+                                                                 [&](const TriskVXNotification &) {
+                                                                     ++second;
+                                                                 });
     center.postNotificationNameObject(QStringLiteral("N"), nullptr);
     QCOMPARE(second, 0);
     QCOMPARE(center.observerCount(), 0);
@@ -136,13 +159,16 @@ void tst_TriskVXNotificationCenter::additionDuringPostWaitsForNextPost()
     TriskVXNotificationCenter center;
     int added = 0;
     bool registered = false;
-    center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, nullptr, [&](const TriskVXNotification &) {
-        if (registered)
-            return;
-        registered = true;
-        center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, nullptr,
-                                                       [&](const TriskVXNotification &) { ++added; });
-    });
+    center.addObserverForNameObjectQueueUsingBlock(
+        QStringLiteral("N"), nullptr, nullptr, [&](const TriskVXNotification &) {
+            if (registered)
+                return;
+            registered = true;
+            center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, nullptr,
+                                                           [&](const TriskVXNotification &) {
+                                                               ++added;
+                                                           });
+        });
     center.postNotificationNameObject(QStringLiteral("N"), nullptr);
     QCOMPARE(added, 0);
     center.postNotificationNameObject(QStringLiteral("N"), nullptr);
@@ -156,9 +182,11 @@ void tst_TriskVXNotificationCenter::queueOnAnotherThread()
     QObject queue;
     queue.moveToThread(&thread);
     thread.start();
-    std::atomic<QThread *> deliveredOn{nullptr};
+    std::atomic<QThread *> deliveredOn { nullptr };
     center.addObserverForNameObjectQueueUsingBlock(QStringLiteral("N"), nullptr, &queue,
-                                                   [&](const TriskVXNotification &) { deliveredOn = QThread::currentThread(); });
+                                                   [&](const TriskVXNotification &) {
+                                                       deliveredOn = QThread::currentThread();
+                                                   });
     center.postNotificationNameObject(QStringLiteral("N"), nullptr);
     QTRY_COMPARE(deliveredOn.load(), &thread);
     thread.quit();

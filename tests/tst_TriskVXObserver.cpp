@@ -56,7 +56,7 @@ void tst_TriskVXObserver::nilBeforeAnythingIsPublished()
 void tst_TriskVXObserver::readsEveryVariable()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({QStringLiteral("--demo")}));
+    QVERIFY(service.start({ QStringLiteral("--demo") }));
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
     TriskVXObserver observer(connection.get());
     QSignalSpy reloaded(&observer, &TriskVXObserver::reloaded);
@@ -87,34 +87,38 @@ void tst_TriskVXObserver::oneNoticePerChangedVariableOnTheMainThread()
     QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
     QSignalSpy pendingChanged(&observer, &TriskVXObserver::schedulerPendingChanged);
     QThread *deliveredOn = nullptr;
-    connect(&observer, &TriskVXObserver::didChangeValueForKeyPath, this, [&] { deliveredOn = QThread::currentThread(); });
+    connect(&observer, &TriskVXObserver::didChangeValueForKeyPath, this, [&] {
+        deliveredOn = QThread::currentThread();
+    });
 
     const QDateTime later = QDateTime::currentDateTimeUtc().addDays(3);
-    const QVariantMap event{{kVXEventName, QStringLiteral("Later")},
-                            {kVXEventTriggers, QVariantList{QVariantMap{{kVXTriggerType, kVXTriggerType_Once},
-                                                                        {kVXTriggerDate, later}}}}};
-    const TriskVXRequest store(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, QVariantList{event}}});
+    const QVariantMap event {
+        { kVXEventName, QStringLiteral("Later") },
+        { kVXEventTriggers,
+          QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, later } } } }
+    };
+    const TriskVXRequest store(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { event } } });
     QVERIFY(connection->send(&store, nullptr));
     QVERIFY(changes.wait(kWait));
-    QCOMPARE(namesOf(changes), QStringList{kVXObserveSchedulerPending});
+    QCOMPARE(namesOf(changes), QStringList { kVXObserveSchedulerPending });
     QCOMPARE(pendingChanged.count(), 1);
     QCOMPARE(deliveredOn, QCoreApplication::instance()->thread());
     const QVariantMap queued = observer.valueForKeyPath(kVXObserveSchedulerPending).toList().value(0).toMap();
     QCOMPARE(queued.value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime(), later);
 
     changes.clear();
-    const TriskVXRequest disable =
-        TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerSetEnabled, false, kVXRPCParameterEnabled);
+    const TriskVXRequest disable
+        = TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerSetEnabled, false, kVXRPCParameterEnabled);
     QVERIFY(connection->send(&disable, nullptr));
     QVERIFY(changes.wait(kWait));
-    QCOMPARE(namesOf(changes), QStringList{kVXObserveSchedulerEnabled});
+    QCOMPARE(namesOf(changes), QStringList { kVXObserveSchedulerEnabled });
     QCOMPARE(observer.valueForKeyPath(kVXObserveSchedulerEnabled), QVariant(false));
 }
 
 void tst_TriskVXObserver::reconnectionReportsWhatChanged()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({QStringLiteral("--demo")}));
+    QVERIFY(service.start({ QStringLiteral("--demo") }));
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
     connection->setAutoReconnect(true);
     TriskVXObserver observer(connection.get());
@@ -130,7 +134,7 @@ void tst_TriskVXObserver::reconnectionReportsWhatChanged()
     QVERIFY(reloaded.wait(kWait));
     QStringList changed = namesOf(changes);
     changed.sort();
-    QStringList expected{kVXObserveSchedulerPending, kVXObserveNotificationsCurrent, kVXObserveOnDemandAvailable};
+    QStringList expected { kVXObserveSchedulerPending, kVXObserveNotificationsCurrent, kVXObserveOnDemandAvailable };
     expected.sort();
     QCOMPARE(changed, expected);
     QCOMPARE(observer.valueForKeyPath(kVXObserveSchedulerPending), QVariant(QVariantList()));
@@ -140,13 +144,13 @@ void tst_TriskVXObserver::malformedPublishedValuesAreNotDelivered()
 {
     TriskVXDBusPropertyList::registerTypes();
     FakeScheduler fake;
-    const QVariantList warnings{QVariantMap{{kVXQueuedWarningActionID, QStringLiteral("w1")},
-                                            {kVXQueuedWarningMessage, QStringLiteral("soon")}}};
+    const QVariantList warnings { QVariantMap { { kVXQueuedWarningActionID, QStringLiteral("w1") },
+                                                { kVXQueuedWarningMessage, QStringLiteral("soon") } } };
     fake.published = {
-        {kVXObserveSchedulerEnabled, QStringLiteral("yes")},
-        {kVXObserveSchedulerPending, QVariant(QStringList{QStringLiteral("a"), QStringLiteral("b")})},
-        {kVXObserveNotificationsWarning, QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(warnings))},
-        {QStringLiteral("SomethingElse"), qint64(3)},
+        { kVXObserveSchedulerEnabled, QStringLiteral("yes") },
+        { kVXObserveSchedulerPending, QVariant(QStringList { QStringLiteral("a"), QStringLiteral("b") }) },
+        { kVXObserveNotificationsWarning, QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(warnings)) },
+        { QStringLiteral("SomethingElse"), qint64(3) },
     };
     QVERIFY(fake.start());
     LogCapture log;
@@ -155,7 +159,7 @@ void tst_TriskVXObserver::malformedPublishedValuesAreNotDelivered()
     QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
     QSignalSpy reloaded(&observer, &TriskVXObserver::reloaded);
     QVERIFY(reloaded.wait(kWait));
-    QCOMPARE(namesOf(changes), QStringList{kVXObserveNotificationsWarning});
+    QCOMPARE(namesOf(changes), QStringList { kVXObserveNotificationsWarning });
     QCOMPARE(observer.valueForKeyPath(kVXObserveNotificationsWarning), QVariant(warnings));
     QVERIFY(!observer.valueForKeyPath(kVXObserveSchedulerEnabled).isValid());
     QVERIFY(!observer.valueForKeyPath(kVXObserveSchedulerPending).isValid());
@@ -165,18 +169,19 @@ void tst_TriskVXObserver::malformedPublishedValuesAreNotDelivered()
 
     // A malformed change keeps the last good value; a good one is delivered.
     changes.clear();
-    fake.publish({{kVXObserveNotificationsWarning, qint64(12)}});
-    fake.publish({{kVXObserveSchedulerEnabled, false}});
+    fake.publish({ { kVXObserveNotificationsWarning, qint64(12) } });
+    fake.publish({ { kVXObserveSchedulerEnabled, false } });
     QVERIFY(changes.wait(kWait));
-    QCOMPARE(namesOf(changes), QStringList{kVXObserveSchedulerEnabled});
+    QCOMPARE(namesOf(changes), QStringList { kVXObserveSchedulerEnabled });
     QCOMPARE(observer.valueForKeyPath(kVXObserveNotificationsWarning), QVariant(warnings));
-    QCOMPARE(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published NotificationsWarning")).size(), 1);
+    QCOMPARE(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published NotificationsWarning")).size(),
+             1);
 }
 
 void tst_TriskVXObserver::invalidatedVariableIsReadAgain()
 {
     FakeScheduler fake;
-    fake.published = {{kVXObserveSchedulerEnabled, true}};
+    fake.published = { { kVXObserveSchedulerEnabled, true } };
     QVERIFY(fake.start());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
     TriskVXObserver observer(connection.get());
@@ -184,7 +189,7 @@ void tst_TriskVXObserver::invalidatedVariableIsReadAgain()
     QVERIFY(reloaded.wait(kWait));
     QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
     fake.published.insert(kVXObserveSchedulerEnabled, false);
-    fake.publish({}, {kVXObserveSchedulerEnabled});
+    fake.publish({}, { kVXObserveSchedulerEnabled });
     QVERIFY(changes.wait(kWait));
     QCOMPARE(observer.valueForKeyPath(kVXObserveSchedulerEnabled), QVariant(false));
 }
@@ -193,9 +198,12 @@ void tst_TriskVXObserver::keyPaths_data()
 {
     QTest::addColumn<QString>("keyPath");
     QTest::addColumn<QVariant>("value");
-    QTest::newRow("variable") << kVXObserveAuthorisationRights << QVariant(QVariantList{
-        QVariantMap{{kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust}, {kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal}}});
-    QTest::newRow("index and key") << QStringLiteral("AuthorisationRights.0.Signature") << QVariant(kVXRPCSchedulerAdjust);
+    QTest::newRow("variable") << kVXObserveAuthorisationRights
+                              << QVariant(QVariantList { QVariantMap {
+                                     { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust },
+                                     { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } } });
+    QTest::newRow("index and key") << QStringLiteral("AuthorisationRights.0.Signature")
+                                   << QVariant(kVXRPCSchedulerAdjust);
     QTest::newRow("index out of range") << QStringLiteral("AuthorisationRights.5.Signature") << QVariant();
     QTest::newRow("not an index") << QStringLiteral("AuthorisationRights.x") << QVariant();
     QTest::newRow("into a boolean") << QStringLiteral("SchedulerEnabled.x") << QVariant();
@@ -207,10 +215,11 @@ void tst_TriskVXObserver::keyPaths()
     QFETCH(QString, keyPath);
     QFETCH(QVariant, value);
     FakeScheduler fake;
-    fake.published = {{kVXObserveSchedulerEnabled, true},
-                      {kVXObserveAuthorisationRights,
-                       QVariant::fromValue(QList<QVariantMap>{{{kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust},
-                                                               {kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal}}})}};
+    fake.published = { { kVXObserveSchedulerEnabled, true },
+                       { kVXObserveAuthorisationRights,
+                         QVariant::fromValue(QList<QVariantMap> {
+                             { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust },
+                               { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } } }) } };
     TriskVXDBusPropertyList::registerTypes();
     QVERIFY(fake.start());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
@@ -223,7 +232,7 @@ void tst_TriskVXObserver::keyPaths()
 void tst_TriskVXObserver::destroyedWhileReading()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({QStringLiteral("--demo")}));
+    QVERIFY(service.start({ QStringLiteral("--demo") }));
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
     QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
     service.pause();

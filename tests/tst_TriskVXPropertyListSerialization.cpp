@@ -29,25 +29,26 @@ void tst_TriskVXPropertyListSerialization::roundTrip_data()
 {
     QTest::addColumn<QVariant>("value");
     QTest::addColumn<int>("format");
-    const QVariantMap nested{
-        {QStringLiteral("string"), QStringLiteral("Grüße “quoted”")},
-        {QStringLiteral("true"), true},
-        {QStringLiteral("false"), false},
-        {QStringLiteral("integer"), qint64(42)},
-        {QStringLiteral("negative"), qint64(-7)},
-        {QStringLiteral("large"), qint64(9007199254740993LL)},
-        {QStringLiteral("real"), 2.5},
-        {QStringLiteral("data"), QByteArray("\x00\x01\xff", 3)},
-        {QStringLiteral("date"), QDateTime(QDate(2031, 3, 4), QTime(5, 6, 7), QTimeZone::utc())},
-        {QStringLiteral("old date"), QDateTime(QDate(1960, 1, 2), QTime(3, 4, 5), QTimeZone::utc())},
-        {QStringLiteral("empty array"), QVariantList()},
-        {QStringLiteral("empty dictionary"), QVariantMap()},
-        {QStringLiteral("array"), QVariantList{qint64(1), QStringLiteral("two"), QVariantMap{{QStringLiteral("three"), 3.0}}}},
+    const QVariantMap nested {
+        { QStringLiteral("string"), QStringLiteral("Grüße “quoted”") },
+        { QStringLiteral("true"), true },
+        { QStringLiteral("false"), false },
+        { QStringLiteral("integer"), qint64(42) },
+        { QStringLiteral("negative"), qint64(-7) },
+        { QStringLiteral("large"), qint64(9007199254740993LL) },
+        { QStringLiteral("real"), 2.5 },
+        { QStringLiteral("data"), QByteArray("\x00\x01\xff", 3) },
+        { QStringLiteral("date"), QDateTime(QDate(2031, 3, 4), QTime(5, 6, 7), QTimeZone::utc()) },
+        { QStringLiteral("old date"), QDateTime(QDate(1960, 1, 2), QTime(3, 4, 5), QTimeZone::utc()) },
+        { QStringLiteral("empty array"), QVariantList() },
+        { QStringLiteral("empty dictionary"), QVariantMap() },
+        { QStringLiteral("array"),
+          QVariantList { qint64(1), QStringLiteral("two"), QVariantMap { { QStringLiteral("three"), 3.0 } } } },
     };
-    for (int format : {int(Serialization::Format::Xml), int(Serialization::Format::Binary)}) {
+    for (int format : { int(Serialization::Format::Xml), int(Serialization::Format::Binary) }) {
         const char *name = format == int(Serialization::Format::Xml) ? "xml" : "binary";
         QTest::addRow("%s dictionary", name) << QVariant(nested) << format;
-        QTest::addRow("%s array", name) << QVariant(QVariantList{nested, nested}) << format;
+        QTest::addRow("%s array", name) << QVariant(QVariantList { nested, nested }) << format;
         QTest::addRow("%s string", name) << QVariant(QStringLiteral("alone")) << format;
     }
 }
@@ -87,7 +88,8 @@ void tst_TriskVXPropertyListSerialization::readsAppleXml()
     QCOMPARE(map.value(QStringLiteral("notifier.status-menu")).typeId(), int(QMetaType::Bool));
     QCOMPARE(map.value(QStringLiteral("notifier.status-menu")).toBool(), false);
     QCOMPARE(map.value(QStringLiteral("count")).toLongLong(), -3);
-    QCOMPARE(map.value(QStringLiteral("when")).toDateTime(), QDateTime(QDate(2001, 1, 1), QTime(0, 0, 10), QTimeZone::utc()));
+    QCOMPARE(map.value(QStringLiteral("when")).toDateTime(),
+             QDateTime(QDate(2001, 1, 1), QTime(0, 0, 10), QTimeZone::utc()));
 }
 
 void tst_TriskVXPropertyListSerialization::malformedData_data()
@@ -112,7 +114,7 @@ void tst_TriskVXPropertyListSerialization::unsupportedValues_data()
     QTest::addColumn<QVariant>("value");
     QTest::newRow("nil") << QVariant();
     QTest::newRow("point") << QVariant(QPoint(1, 2));
-    QTest::newRow("nested nil") << QVariant(QVariantMap{{QStringLiteral("a"), QVariant()}});
+    QTest::newRow("nested nil") << QVariant(QVariantMap { { QStringLiteral("a"), QVariant() } });
     // libplist 2.2 keeps a date in 32-bit seconds from 2001: 1933 to 2069.
     QTest::newRow("date after 2069") << QVariant(QDateTime(QDate(2100, 1, 1), QTime(0, 0), QTimeZone::utc()));
 }
@@ -129,7 +131,7 @@ void tst_TriskVXPropertyListSerialization::fileRoundTripIsAtomic()
 {
     QTemporaryDir directory;
     const QString path = directory.filePath(QStringLiteral("domain.plist"));
-    const QVariantMap first{{QStringLiteral("a"), qint64(1)}};
+    const QVariantMap first { { QStringLiteral("a"), qint64(1) } };
     QVERIFY(Serialization::writePropertyListToFile(first, path));
     QCOMPARE(Serialization::propertyListWithContentsOfFile(path), QVariant(first));
     // A value that cannot be written leaves the old file whole.

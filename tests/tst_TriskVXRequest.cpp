@@ -20,9 +20,10 @@ void tst_TriskVXRequest::constructors_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("parameters");
     QTest::newRow("initWithRequest:parameterDictionary:")
-        << 0 << kVXRPCSchedulerAdjust << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("t")}, {kVXRPCParameterDate, 1}};
+        << 0 << kVXRPCSchedulerAdjust
+        << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("t") }, { kVXRPCParameterDate, 1 } };
     QTest::newRow("requestWithRequest:value:forParameter:")
-        << 1 << kVXRPCSchedulerCancel << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("t")}};
+        << 1 << kVXRPCSchedulerCancel << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("t") } };
     QTest::newRow("requestWithRequest:") << 2 << kVXRPCSchedulerReset << QVariantMap();
 }
 

@@ -83,7 +83,9 @@ private Q_SLOTS:
 
 void tst_TriskVXRequestsController::initRequiresAConnection()
 {
-    QCOMPARE(assertionOf([] { delete TriskVXRequestsController::requestsControllerWithConnection(nullptr); }),
+    QCOMPARE(assertionOf([] {
+                 delete TriskVXRequestsController::requestsControllerWithConnection(nullptr);
+             }),
              QStringLiteral("TriskVXRequestsController|Invalid parameter not satisfying: aConnection != nil"));
     HalvanedProcess service;
     QVERIFY(service.start());
@@ -92,7 +94,9 @@ void tst_TriskVXRequestsController::initRequiresAConnection()
         TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
     QCOMPARE(controller->connection(), connection.get());
     QVERIFY(controller->notifications() != nullptr);
-    QCOMPARE(assertionOf([&] { controller->sendRequestLocalisedSummary(nullptr, QStringLiteral("x")); }),
+    QCOMPARE(assertionOf([&] {
+                 controller->sendRequestLocalisedSummary(nullptr, QStringLiteral("x"));
+             }),
              QStringLiteral("TriskVXRequestsController|Invalid parameter not satisfying: aRequest != nil"));
     QCOMPARE(controller->pending(), quint64(0));
 }
@@ -125,12 +129,14 @@ void tst_TriskVXRequestsController::twoSendsTwoCompletions()
         TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
     Broadcasts broadcasts(controller.get());
     QList<quint64> counts;
-    connect(controller.get(), &TriskVXRequestsController::pendingChanged, this, [&](quint64 pending) { counts.append(pending); });
+    connect(controller.get(), &TriskVXRequestsController::pendingChanged, this, [&](quint64 pending) {
+        counts.append(pending);
+    });
     const TriskVXRequest reset = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
     controller->sendRequestLocalisedSummary(&reset, QStringLiteral("first"));
     controller->sendRequestLocalisedSummary(&reset, QStringLiteral("second"));
     QTRY_COMPARE_WITH_TIMEOUT(controller->pending(), quint64(0), kWait);
-    QCOMPARE(counts, (QList<quint64>{1, 2, 1, 0}));
+    QCOMPARE(counts, (QList<quint64> { 1, 2, 1, 0 }));
     QCOMPARE(broadcasts.pendingEmpty, 1);
     QVERIFY(broadcasts.errors.isEmpty());
 }
@@ -151,8 +157,11 @@ void tst_TriskVXRequestsController::completionWhenAlreadyZero()
     QTRY_COMPARE_WITH_TIMEOUT(broadcasts.errors.size(), 1, kWait);
     QCOMPARE(log.count(QStringLiteral("decrementPending already zero.")), 1);
     QCOMPARE(broadcasts.pendingEmpty, 0);
-    QCOMPARE(broadcasts.errors.first().value(QStringLiteral("key")), QVariant::fromValue(qint32(kVXStatusUnknownTrigger)));
-    QCOMPARE(log.count(QStringLiteral("Halvane request failed: Cancel a trigger, %1").arg(qint64(kVXStatusUnknownTrigger))), 1);
+    QCOMPARE(broadcasts.errors.first().value(QStringLiteral("key")),
+             QVariant::fromValue(qint32(kVXStatusUnknownTrigger)));
+    QCOMPARE(
+        log.count(QStringLiteral("Halvane request failed: Cancel a trigger, %1").arg(qint64(kVXStatusUnknownTrigger))),
+        1);
     QCOMPARE(controller->pending(), quint64(0));
 }
 
@@ -278,16 +287,20 @@ void tst_TriskVXRequestsController::additionsSendTheirRequests_data()
     QTest::addColumn<QString>("summary");
     const QDateTime date(QDate(2031, 2, 3), QTime(4, 5, 6), QTimeZone::utc());
     QTest::newRow("adjustTrigger:to:") << 0 << kVXRPCSchedulerAdjust
-                                       << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("t1")}, {kVXRPCParameterDate, date}}
+                                       << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("t1") },
+                                                        { kVXRPCParameterDate, date } }
                                        << QString();
-    QTest::newRow("cancelTrigger:") << 1 << kVXRPCSchedulerCancel << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("t1")}}
+    QTest::newRow("cancelTrigger:") << 1 << kVXRPCSchedulerCancel
+                                    << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("t1") } }
                                     << QStringLiteral("Cancel a trigger");
-    QTest::newRow("resetTrigger:") << 2 << kVXRPCSchedulerReset << QVariantMap{{kVXRPCParameterTriggerID, QStringLiteral("t1")}}
-                                   << QString();
+    QTest::newRow("resetTrigger:") << 2 << kVXRPCSchedulerReset
+                                   << QVariantMap { { kVXRPCParameterTriggerID, QStringLiteral("t1") } } << QString();
     QTest::newRow("triggerNow:") << 3 << kVXRPCOnDemandPerform
-                                 << QVariantMap{{kVXRPCParameterUniqueID, QStringLiteral("e1")}, {kVXRPCParameterApplyCriteria, true}}
+                                 << QVariantMap { { kVXRPCParameterUniqueID, QStringLiteral("e1") },
+                                                  { kVXRPCParameterApplyCriteria, true } }
                                  << QStringLiteral("Trigger now");
-    QTest::newRow("performNow:") << 4 << kVXRPCOnDemandPerform << QVariantMap{{kVXRPCParameterUniqueID, QStringLiteral("e1")}}
+    QTest::newRow("performNow:") << 4 << kVXRPCOnDemandPerform
+                                 << QVariantMap { { kVXRPCParameterUniqueID, QStringLiteral("e1") } }
                                  << QStringLiteral("Perform now");
 }
 
@@ -374,7 +387,8 @@ void tst_TriskVXRequestsController::additionsRequireTheirArguments()
             break;
         }
     });
-    QCOMPARE(assertion, QStringLiteral("TriskVXRequestsControllerAdditions|Invalid parameter not satisfying: ") + description);
+    QCOMPARE(assertion,
+             QStringLiteral("TriskVXRequestsControllerAdditions|Invalid parameter not satisfying: ") + description);
     QCOMPARE(controller->pending(), quint64(0));
 }
 
@@ -402,7 +416,7 @@ void tst_TriskVXRequestsController::canSend()
 void tst_TriskVXRequestsController::requestsReachTheRealService()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({QStringLiteral("--demo")}));
+    QVERIFY(service.start({ QStringLiteral("--demo") }));
     auto connection = connectedTo(service.location());
     std::unique_ptr<TriskVXRequestsController> controller(
         TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
@@ -413,7 +427,8 @@ void tst_TriskVXRequestsController::requestsReachTheRealService()
     QVERIFY(broadcasts.errors.isEmpty());
     controller->performNow(QStringLiteral("demo-shutdown"));
     QTRY_COMPARE_WITH_TIMEOUT(broadcasts.errors.size(), 1, kWait);
-    QCOMPARE(broadcasts.errors.first().value(QStringLiteral("key")), QVariant::fromValue(qint32(kVXStatusNotPerformable)));
+    QCOMPARE(broadcasts.errors.first().value(QStringLiteral("key")),
+             QVariant::fromValue(qint32(kVXStatusNotPerformable)));
 }
 
 QTEST_GUILESS_MAIN(tst_TriskVXRequestsController)

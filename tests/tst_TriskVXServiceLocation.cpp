@@ -22,14 +22,16 @@ void tst_TriskVXServiceLocation::fromEnvironment_data()
     QTest::addColumn<QString>("expectedService");
     QTest::addColumn<bool>("connected");
     QTest::newRow("defaults") << QString() << QString() << QStringLiteral("session") << kVXDBusServiceName << true;
-    QTest::newRow("set but empty") << QStringLiteral("<empty>") << QStringLiteral("<empty>") << QStringLiteral("session")
-                                   << kVXDBusServiceName << true;
+    QTest::newRow("set but empty") << QStringLiteral("<empty>") << QStringLiteral("<empty>")
+                                   << QStringLiteral("session") << kVXDBusServiceName << true;
     QTest::newRow("session, own name") << QStringLiteral("session") << QStringLiteral("org.example.S")
                                        << QStringLiteral("session") << QStringLiteral("org.example.S") << true;
-    QTest::newRow("the test bus by address") << qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS") << QString()
-                                             << qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS") << kVXDBusServiceName << true;
-    QTest::newRow("an address nobody listens on") << QStringLiteral("unix:path=/nonexistent/bus") << QString()
-                                                  << QStringLiteral("unix:path=/nonexistent/bus") << kVXDBusServiceName << false;
+    QTest::newRow("the test bus by address")
+        << qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS") << QString()
+        << qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS") << kVXDBusServiceName << true;
+    QTest::newRow("an address nobody listens on")
+        << QStringLiteral("unix:path=/nonexistent/bus") << QString() << QStringLiteral("unix:path=/nonexistent/bus")
+        << kVXDBusServiceName << false;
 }
 
 void tst_TriskVXServiceLocation::fromEnvironment()

@@ -25,7 +25,7 @@ void tst_TriskVXUnixSignalWatcher::deliversOnTheEventLoop_data()
 void tst_TriskVXUnixSignalWatcher::deliversOnTheEventLoop()
 {
     QFETCH(int, signalNumber);
-    TriskVXUnixSignalWatcher watcher({SIGTERM, SIGHUP, SIGINT});
+    TriskVXUnixSignalWatcher watcher({ SIGTERM, SIGHUP, SIGINT });
     QSignalSpy spy(&watcher, &TriskVXUnixSignalWatcher::unixSignal);
     ::raise(signalNumber);
     // The handler only wrote to the pipe: nothing was delivered inside it.

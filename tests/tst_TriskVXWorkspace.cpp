@@ -48,7 +48,8 @@ void tst_TriskVXWorkspace::sharedWorkspace()
     QCOMPARE(TriskVXWorkspace::workspace(), TriskVXWorkspace::workspace());
     // By default the domain lives under the XDG config home.
     QCOMPARE(TriskVXWorkspace::workspace()->preferencesFile(),
-             qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/halvane/") + kVXPreferencesDomain + QStringLiteral(".plist"));
+             qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/halvane/") + kVXPreferencesDomain
+                 + QStringLiteral(".plist"));
 }
 
 void tst_TriskVXWorkspace::preferences()
@@ -58,14 +59,15 @@ void tst_TriskVXWorkspace::preferences()
     workspace.setPreferencesDirectory(directory.path());
     QVERIFY(!workspace.preferenceForKey(kVXPreferencesKeySoftwareUpdateCheck).isValid());
     QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
-        QVariantMap{{kVXPreferencesKeySoftwareUpdateCheck, false}, {QStringLiteral("notifier.login.position-vertical"), 0.25}},
+        QVariantMap { { kVXPreferencesKeySoftwareUpdateCheck, false },
+                      { QStringLiteral("notifier.login.position-vertical"), 0.25 } },
         workspace.preferencesFile()));
     QCOMPARE(workspace.preferenceForKey(kVXPreferencesKeySoftwareUpdateCheck), QVariant(false));
     QCOMPARE(workspace.preferenceForKey(QStringLiteral("notifier.login.position-vertical")), QVariant(0.25));
     QVERIFY(!workspace.preferenceForKey(QStringLiteral("absent")).isValid());
     // A change by any editor is read on the next call, even within the same second.
-    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(QVariantMap{{kVXPreferencesKeySoftwareUpdateCheck, true}},
-                                                                      workspace.preferencesFile()));
+    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
+        QVariantMap { { kVXPreferencesKeySoftwareUpdateCheck, true } }, workspace.preferencesFile()));
     QCOMPARE(workspace.preferenceForKey(kVXPreferencesKeySoftwareUpdateCheck), QVariant(true));
     QVERIFY(QFile::remove(workspace.preferencesFile()));
     QVERIFY(!workspace.preferenceForKey(kVXPreferencesKeySoftwareUpdateCheck).isValid());
@@ -76,7 +78,8 @@ void tst_TriskVXWorkspace::malformedPreferenceDomains_data()
     QTest::addColumn<QByteArray>("contents");
     QTest::addColumn<QString>("reason");
     QTest::newRow("not a plist") << QByteArray("software-update.check = yes") << QStringLiteral("not a property list");
-    QTest::newRow("an array") << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><array><true/></array></plist>")
+    QTest::newRow("an array") << QByteArray(
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><true/></array></plist>")
                               << QStringLiteral("not a dictionary");
     QTest::newRow("empty") << QByteArray() << QStringLiteral("empty");
 }
@@ -109,7 +112,7 @@ void tst_TriskVXWorkspace::tools()
     writeFile(editor, QStringLiteral("#!/bin/sh\ntouch '%1'\n").arg(marker).toUtf8());
     QVERIFY(QFile::setPermissions(editor, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     TriskVXWorkspace workspace;
-    workspace.setToolSearchPath({directory.path()});
+    workspace.setToolSearchPath({ directory.path() });
     QVERIFY(workspace.canOpen(TriskVXWorkspaceToolEditor));
     QVERIFY(!workspace.canOpen(TriskVXWorkspaceToolRemove));
     QVERIFY(!workspace.canOpen(QStringLiteral("other")));
@@ -126,7 +129,8 @@ void tst_TriskVXWorkspace::tools()
 void tst_TriskVXWorkspace::supportFolder()
 {
     TriskVXWorkspace workspace;
-    QCOMPARE(workspace.supportFolder(), QUrl::fromLocalFile(qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/halvane")));
+    QCOMPARE(workspace.supportFolder(),
+             QUrl::fromLocalFile(qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/halvane")));
     workspace.setSupportFolder(QStringLiteral("/srv/halvane"));
     QCOMPARE(workspace.supportFolder(), QUrl::fromLocalFile(QStringLiteral("/srv/halvane")));
     workspace.setSupportFolder(QString());
@@ -136,7 +140,7 @@ void tst_TriskVXWorkspace::supportFolder()
 void tst_TriskVXWorkspace::adjustDialogSendsTheAdjustRequest()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({QStringLiteral("--demo")}));
+    QVERIFY(service.start({ QStringLiteral("--demo") }));
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
     TriskVXObserver observer(connection.get());
     QSignalSpy reloaded(&observer, &TriskVXObserver::reloaded);
@@ -178,14 +182,15 @@ void tst_TriskVXWorkspace::adjustDialogSendsTheAdjustRequest()
 void tst_TriskVXWorkspace::adjustDialogFromARecord()
 {
     const QDateTime date = QDateTime::currentDateTimeUtc().addDays(2);
-    const QVariantMap record{{kVXQueuedTriggerTriggerID, QStringLiteral("r1")},
-                             {kVXQueuedTriggerEvent, QVariantMap{{kVXEventName, QStringLiteral("Backup")}}},
-                             {kVXQueuedTriggerTrigger, QVariantMap{{kVXTriggerDate, date}}}};
+    const QVariantMap record { { kVXQueuedTriggerTriggerID, QStringLiteral("r1") },
+                               { kVXQueuedTriggerEvent, QVariantMap { { kVXEventName, QStringLiteral("Backup") } } },
+                               { kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, date } } } };
     TriskVXWorkspace workspace;
     workspace.adjustQueuedTriggerWithConnection(record, nullptr);
     TriskVXAdjustDialog *dialog = workspace.adjustDialogForTrigger(QStringLiteral("r1"));
     QVERIFY(dialog);
-    QCOMPARE(dialog->findChild<QLabel *>(QStringLiteral("label"))->text(), QStringLiteral("Choose when “Backup” fires:"));
+    QCOMPARE(dialog->findChild<QLabel *>(QStringLiteral("label"))->text(),
+             QStringLiteral("Choose when “Backup” fires:"));
     QCOMPARE(dialog->date(), date);
     // Without a connection the request cannot go out: said, not lost silently.
     QSignalSpy finished(dialog, &TriskVXAdjustDialog::adjustFinished);

@@ -36,7 +36,9 @@ TriskVXAdjustDialog::TriskVXAdjustDialog(const QString &triggerID, TriskVXConnec
     m_dateEdit->setTimeSpec(Qt::LocalTime);
     const TriskVXClock *source = clock ? clock : TriskVXClock::systemClock();
     setDate(source->now().addMSecs(kDefaultDelayMSecs));
-    connect(m_dateEdit, &QDateTimeEdit::dateTimeChanged, this, [this] { m_userChangedDate = true; });
+    connect(m_dateEdit, &QDateTimeEdit::dateTimeChanged, this, [this] {
+        m_userChangedDate = true;
+    });
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     connect(buttons, &QDialogButtonBox::accepted, this, &TriskVXAdjustDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &TriskVXAdjustDialog::reject);
@@ -67,9 +69,8 @@ void TriskVXAdjustDialog::takeQueuedTrigger(const QVariantMap &queuedTrigger)
 {
     const QVariant name = TriskVXRecords::eventNameOfQueuedTrigger(queuedTrigger);
     const QString shown = name.isValid()
-                              ? name.toString()
-                              : TriskVXHalvaneStrings::localizedStringForKey(
-                                    QStringLiteral("TriskVXWorkspace.adjust.unnamed"));
+        ? name.toString()
+        : TriskVXHalvaneStrings::localizedStringForKey(QStringLiteral("TriskVXWorkspace.adjust.unnamed"));
     m_label->setText(
         TriskVXHalvaneStrings::localizedStringForKey(QStringLiteral("TriskVXWorkspace.adjust.label")).arg(shown));
     const QVariant date = TriskVXRecords::triggerDateOfQueuedTrigger(queuedTrigger);
@@ -92,19 +93,19 @@ void TriskVXAdjustDialog::findTrigger()
 void TriskVXAdjustDialog::accept()
 {
     const TriskVXRequest request(kVXRPCSchedulerAdjust,
-                                 {{kVXRPCParameterTriggerID, m_triggerID}, {kVXRPCParameterDate, date()}});
+                                 { { kVXRPCParameterTriggerID, m_triggerID }, { kVXRPCParameterDate, date() } });
     const bool sent = m_connection
-                      && m_connection->send(&request, [dialog = QPointer<TriskVXAdjustDialog>(this),
-                                                       id = m_triggerID](const TriskVXResponse &response) {
-                             if (!response.succeeded())
-                                 qCWarning(lcHalvane).noquote()
-                                     << QStringLiteral("adjusting %1 failed: %2, %3")
-                                            .arg(id)
-                                            .arg(response.status())
-                                            .arg(response.message());
-                             if (dialog)
-                                 Q_EMIT dialog->adjustFinished(response.succeeded(), response.status());
-                         });
+        && m_connection->send(
+            &request,
+            [dialog = QPointer<TriskVXAdjustDialog>(this), id = m_triggerID](const TriskVXResponse &response) {
+                if (!response.succeeded())
+                    qCWarning(lcHalvane).noquote() << QStringLiteral("adjusting %1 failed: %2, %3")
+                                                          .arg(id)
+                                                          .arg(response.status())
+                                                          .arg(response.message());
+                if (dialog)
+                    Q_EMIT dialog->adjustFinished(response.succeeded(), response.status());
+            });
     if (!sent) {
         qCWarning(lcHalvane).noquote() << QStringLiteral("adjusting %1 failed: not connected").arg(m_triggerID);
         Q_EMIT adjustFinished(false, kVXStatusRequestNotSent);

@@ -25,8 +25,7 @@ TriskVXConnection *TriskVXConnection::connection(QObject *parent)
     return connectionWithLocation(TriskVXServiceLocation::fromEnvironment(), parent);
 }
 
-TriskVXConnection *TriskVXConnection::connectionWithLocation(const TriskVXServiceLocation &location,
-                                                             QObject *parent)
+TriskVXConnection *TriskVXConnection::connectionWithLocation(const TriskVXServiceLocation &location, QObject *parent)
 {
     if (!location.bus().isConnected()) {
         qCWarning(lcHalvane).noquote() << QStringLiteral("cannot reach the %1 bus: %2")
@@ -104,26 +103,26 @@ void TriskVXConnection::connect()
     m_connecting = true;
     const quint64 generation = ++m_generation;
     auto *watcher = new QDBusPendingCallWatcher(m_scheduler->Authenticate(), this);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this,
-                     [this, generation](QDBusPendingCallWatcher *call) {
-                         call->deleteLater();
-                         if (generation != m_generation)
-                             return;
-                         QDBusPendingReply<bool, uint> reply = *call;
-                         if (reply.isError()) {
-                             authenticationFinished(false, reply.error());
-                             return;
-                         }
-                         if (reply.argumentAt<1>() != kVXProtocolVersion) {
-                             authenticationFinished(
-                                 false, QDBusError(QDBusError::NotSupported,
-                                                   QStringLiteral("the service speaks protocol version %1, not %2")
-                                                       .arg(reply.argumentAt<1>())
-                                                       .arg(kVXProtocolVersion)));
-                             return;
-                         }
-                         authenticationFinished(reply.argumentAt<0>(), QDBusError());
-                     });
+    QObject::connect(
+        watcher, &QDBusPendingCallWatcher::finished, this, [this, generation](QDBusPendingCallWatcher *call) {
+            call->deleteLater();
+            if (generation != m_generation)
+                return;
+            QDBusPendingReply<bool, uint> reply = *call;
+            if (reply.isError()) {
+                authenticationFinished(false, reply.error());
+                return;
+            }
+            if (reply.argumentAt<1>() != kVXProtocolVersion) {
+                authenticationFinished(false,
+                                       QDBusError(QDBusError::NotSupported,
+                                                  QStringLiteral("the service speaks protocol version %1, not %2")
+                                                      .arg(reply.argumentAt<1>())
+                                                      .arg(kVXProtocolVersion)));
+                return;
+            }
+            authenticationFinished(reply.argumentAt<0>(), QDBusError());
+        });
 }
 
 void TriskVXConnection::authenticationFinished(bool accepted, const QDBusError &error)
@@ -131,8 +130,7 @@ void TriskVXConnection::authenticationFinished(bool accepted, const QDBusError &
     m_connecting = false;
     if (error.isValid()) {
         qCInfo(lcHalvane).noquote() << QStringLiteral("cannot reach %1 on the %2 bus: %3")
-                                           .arg(m_location.serviceName(), m_location.busDescription(),
-                                                error.message());
+                                           .arg(m_location.serviceName(), m_location.busDescription(), error.message());
         if (m_valid) {
             invalidate(error.message());
         } else {
@@ -155,8 +153,8 @@ void TriskVXConnection::authenticationFinished(bool accepted, const QDBusError &
                                        .arg(m_location.serviceName(), m_location.busDescription(),
                                             accepted ? QStringLiteral("accepted") : QStringLiteral("refused"));
     Q_EMIT didAuthenticate();
-    TriskVXNotificationCenter::defaultCenter()->postNotificationNameObject(
-        TriskVXConnectionNotificationDidAuthenticate, this);
+    TriskVXNotificationCenter::defaultCenter()->postNotificationNameObject(TriskVXConnectionNotificationDidAuthenticate,
+                                                                           this);
 }
 
 void TriskVXConnection::invalidate(const QString &why)
@@ -193,8 +191,7 @@ void TriskVXConnection::scheduleRetry()
     m_retryTimer->start(m_retryDelay);
 }
 
-void TriskVXConnection::serviceOwnerChanged(const QString &service, const QString &oldOwner,
-                                            const QString &newOwner)
+void TriskVXConnection::serviceOwnerChanged(const QString &service, const QString &oldOwner, const QString &newOwner)
 {
     Q_UNUSED(service)
     if (!oldOwner.isEmpty() && m_valid)
@@ -230,36 +227,34 @@ bool TriskVXConnection::send(const TriskVXRequest *request, CompletionHandler co
     if (!request || !m_valid || !m_location.bus().isConnected())
         return false;
     const QVariantMap parameters = TriskVXDBusPropertyList::encodeMap(request->parameterDictionary());
-    QDBusPendingCall call = m_scheduler->asyncCallWithArgumentList(request->request(), {QVariant(parameters)});
+    QDBusPendingCall call = m_scheduler->asyncCallWithArgumentList(request->request(), { QVariant(parameters) });
     // The watcher emits finished from the event loop even when the answer is already there, so the
     // handler always runs after send has returned.
     auto *watcher = new QDBusPendingCallWatcher(call, this);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this,
-                     [handler = std::move(completionHandler), name = request->request()](
-                         QDBusPendingCallWatcher *finished) {
-                         finished->deleteLater();
-                         const QDBusMessage reply = finished->reply();
-                         TriskVXResponse response;
-                         if (reply.type() == QDBusMessage::ErrorMessage) {
-                             const QDBusError error(reply);
-                             response = TriskVXResponse(false, statusForError(error), error.message());
-                         } else {
-                             const QList<QVariant> arguments = reply.arguments();
-                             if (arguments.size() < 2 || arguments.at(0).typeId() != QMetaType::Bool
-                                 || arguments.at(1).typeId() != QMetaType::LongLong) {
-                                 qCWarning(lcHalvane).noquote()
-                                     << QStringLiteral("malformed reply to %1: signature %2")
-                                            .arg(name, reply.signature());
-                                 response = TriskVXResponse(false, kVXStatusMalformedReply,
-                                                            QStringLiteral("malformed reply"));
-                             } else {
-                                 response = TriskVXResponse(arguments.at(0).toBool(), arguments.at(1).toLongLong(),
-                                                            arguments.value(2).toString());
-                             }
-                         }
-                         if (handler)
-                             handler(response);
-                     });
+    QObject::connect(
+        watcher, &QDBusPendingCallWatcher::finished, this,
+        [handler = std::move(completionHandler), name = request->request()](QDBusPendingCallWatcher *finished) {
+            finished->deleteLater();
+            const QDBusMessage reply = finished->reply();
+            TriskVXResponse response;
+            if (reply.type() == QDBusMessage::ErrorMessage) {
+                const QDBusError error(reply);
+                response = TriskVXResponse(false, statusForError(error), error.message());
+            } else {
+                const QList<QVariant> arguments = reply.arguments();
+                if (arguments.size() < 2 || arguments.at(0).typeId() != QMetaType::Bool
+                    || arguments.at(1).typeId() != QMetaType::LongLong) {
+                    qCWarning(lcHalvane).noquote()
+                        << QStringLiteral("malformed reply to %1: signature %2").arg(name, reply.signature());
+                    response = TriskVXResponse(false, kVXStatusMalformedReply, QStringLiteral("malformed reply"));
+                } else {
+                    response = TriskVXResponse(arguments.at(0).toBool(), arguments.at(1).toLongLong(),
+                                               arguments.value(2).toString());
+                }
+            }
+            if (handler)
+                handler(response);
+        });
     return true;
 }
 

@@ -33,8 +33,7 @@ public:
     // The connection to the local service at the process's default location, already connecting; nil
     // (nullptr) when no bus can be reached.
     static TriskVXConnection *connection(QObject *parent = nullptr);
-    static TriskVXConnection *connectionWithLocation(const TriskVXServiceLocation &location,
-                                                     QObject *parent = nullptr);
+    static TriskVXConnection *connectionWithLocation(const TriskVXServiceLocation &location, QObject *parent = nullptr);
 
     ~TriskVXConnection() override;
 

@@ -91,8 +91,10 @@ const QString kVXPreferencesKeyNotifierNotificationCenter = QStringLiteral("noti
 const QString kVXPreferencesKeySoftwareUpdateCheck = QStringLiteral("software-update.check");
 
 // Connection notifications (default notification centre)
-const QString TriskVXConnectionNotificationDidAuthenticate = QStringLiteral("TriskVXConnectionNotificationDidAuthenticate");
-const QString TriskVXConnectionNotificationDidBecomeInvalid = QStringLiteral("TriskVXConnectionNotificationDidBecomeInvalid");
+const QString TriskVXConnectionNotificationDidAuthenticate
+    = QStringLiteral("TriskVXConnectionNotificationDidAuthenticate");
+const QString TriskVXConnectionNotificationDidBecomeInvalid
+    = QStringLiteral("TriskVXConnectionNotificationDidBecomeInvalid");
 
 // The D-Bus protocol (docs/protocol.md)
 const QString kVXDBusServiceName = QStringLiteral("org.halvane.Scheduler");

@@ -93,9 +93,11 @@ QVariant decodeBasic(const QVariant &value, QString *error)
     if (value.metaType() == QMetaType::fromType<QDBusSignature>())
         return QVariant(value.value<QDBusSignature>().signature());
     if (value.metaType() == QMetaType::fromType<TriskVXDBusDate>())
-        return QVariant(QDateTime::fromMSecsSinceEpoch(value.value<TriskVXDBusDate>().msecsSinceEpoch, QTimeZone::utc()));
-    setError(error, QStringLiteral("a value of D-Bus type %1 is not a property-list value")
-                        .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "nil")));
+        return QVariant(
+            QDateTime::fromMSecsSinceEpoch(value.value<TriskVXDBusDate>().msecsSinceEpoch, QTimeZone::utc()));
+    setError(error,
+             QStringLiteral("a value of D-Bus type %1 is not a property-list value")
+                 .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "nil")));
     return QVariant();
 }
 
@@ -147,7 +149,8 @@ QVariant decodeElement(const QDBusArgument &argument, QString *error)
     }
     case QDBusArgument::StructureType: {
         if (argument.currentSignature() != kDateSignature) {
-            setError(error, QStringLiteral("a struct of signature %1 is not a date (x)").arg(argument.currentSignature()));
+            setError(error,
+                     QStringLiteral("a struct of signature %1 is not a date (x)").arg(argument.currentSignature()));
             return QVariant();
         }
         TriskVXDBusDate date;
@@ -158,8 +161,9 @@ QVariant decodeElement(const QDBusArgument &argument, QString *error)
     case QDBusArgument::UnknownType:
         break;
     }
-    setError(error, QStringLiteral("a D-Bus value of signature %1 is not a property-list value")
-                        .arg(argument.currentSignature()));
+    setError(
+        error,
+        QStringLiteral("a D-Bus value of signature %1 is not a property-list value").arg(argument.currentSignature()));
     return QVariant();
 }
 
@@ -182,7 +186,7 @@ QVariant TriskVXDBusPropertyList::encode(const QVariant &propertyList)
         const QDateTime date = propertyList.toDateTime();
         if (!date.isValid())
             return QVariant();
-        return QVariant::fromValue(TriskVXDBusDate{date.toMSecsSinceEpoch()});
+        return QVariant::fromValue(TriskVXDBusDate { date.toMSecsSinceEpoch() });
     }
     case QMetaType::QVariantMap:
         return QVariant(encodeMap(propertyList.toMap()));

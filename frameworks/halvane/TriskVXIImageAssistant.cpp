@@ -26,9 +26,9 @@ TriskVXIImageAssistant *TriskVXIImageAssistant::imageAssistant()
 
 QStringList TriskVXIImageAssistant::builtInImageNames()
 {
-    return {kVXElementImage_None,      kVXElementImage_Stopped, kVXElementImage_ActionCog,
-            kGenericEventImage,        QStringLiteral("power-off"), QStringLiteral("restart"),
-            QStringLiteral("sleep"),   QStringLiteral("log-out")};
+    return { kVXElementImage_None,    kVXElementImage_Stopped,     kVXElementImage_ActionCog,
+             kGenericEventImage,      QStringLiteral("power-off"), QStringLiteral("restart"),
+             QStringLiteral("sleep"), QStringLiteral("log-out") };
 }
 
 QUrl TriskVXIImageAssistant::UIIdentifierForElementImage(const QString &name)

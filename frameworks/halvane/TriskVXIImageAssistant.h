@@ -22,8 +22,7 @@ public:
 
     // The image scaled to fit the size (in device-independent pixels, at the device pixel ratio),
     // keeping its aspect ratio. Unknown identifiers give a null image.
-    QImage imageForUIIdentifierScaleToFitVariation(const QUrl &identifier, const QSizeF &size,
-                                                   const QString &variation,
+    QImage imageForUIIdentifierScaleToFitVariation(const QUrl &identifier, const QSizeF &size, const QString &variation,
                                                    qreal devicePixelRatio = 1.0) const;
 
     static bool isBuiltIn(const QUrl &identifier);

@@ -82,8 +82,8 @@ void collect(const QVariant &value, QStringList &names)
 
 } // namespace
 
-QVariantMap TriskVXITemplateAssistant::dictionaryFromTemplateWithSubstitutions(
-    const QVariantMap &templateDictionary, const QVariantMap &substitutions)
+QVariantMap TriskVXITemplateAssistant::dictionaryFromTemplateWithSubstitutions(const QVariantMap &templateDictionary,
+                                                                               const QVariantMap &substitutions)
 {
     QVariantMap event = substitute(QVariant(templateDictionary), substitutions).toMap();
     event.remove(kVXEventUniqueID);

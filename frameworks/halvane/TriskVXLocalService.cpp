@@ -40,23 +40,23 @@ void TriskVXLocalService::refresh()
             Q_EMIT refreshed();
     };
 
-    QDBusMessage activatable = QDBusMessage::createMethodCall(busService, busPath, busService,
-                                                              QStringLiteral("ListActivatableNames"));
+    QDBusMessage activatable
+        = QDBusMessage::createMethodCall(busService, busPath, busService, QStringLiteral("ListActivatableNames"));
     auto *activatableWatcher = new QDBusPendingCallWatcher(m_location.bus().asyncCall(activatable), this);
     connect(activatableWatcher, &QDBusPendingCallWatcher::finished, this,
             [this, finishOne](QDBusPendingCallWatcher *call) {
                 call->deleteLater();
                 QDBusPendingReply<QStringList> reply = *call;
                 if (reply.isError())
-                    qCWarning(lcHalvane).noquote() << QStringLiteral("cannot list activatable services: %1")
-                                                          .arg(reply.error().message());
+                    qCWarning(lcHalvane).noquote()
+                        << QStringLiteral("cannot list activatable services: %1").arg(reply.error().message());
                 else
                     setState(reply.value().contains(m_location.serviceName()), m_running);
                 finishOne();
             });
 
-    QDBusMessage owner =
-        QDBusMessage::createMethodCall(busService, busPath, busService, QStringLiteral("NameHasOwner"));
+    QDBusMessage owner
+        = QDBusMessage::createMethodCall(busService, busPath, busService, QStringLiteral("NameHasOwner"));
     owner << m_location.serviceName();
     auto *ownerWatcher = new QDBusPendingCallWatcher(m_location.bus().asyncCall(owner), this);
     connect(ownerWatcher, &QDBusPendingCallWatcher::finished, this, [this, finishOne](QDBusPendingCallWatcher *call) {

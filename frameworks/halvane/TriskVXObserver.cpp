@@ -18,8 +18,8 @@ TriskVXObserver::TriskVXObserver(TriskVXConnection *connection, QObject *parent)
     if (!connection)
         return;
     const TriskVXServiceLocation location = connection->location();
-    m_properties = new OrgFreedesktopDBusPropertiesInterface(location.serviceName(), kVXDBusObjectPath,
-                                                             location.bus(), this);
+    m_properties
+        = new OrgFreedesktopDBusPropertiesInterface(location.serviceName(), kVXDBusObjectPath, location.bus(), this);
     // Subscribing before the first read: a change published in between is not lost.
     QObject::connect(m_properties, &OrgFreedesktopDBusPropertiesInterface::PropertiesChanged, this,
                      &TriskVXObserver::propertiesChanged);
@@ -32,9 +32,9 @@ TriskVXObserver::~TriskVXObserver() = default;
 
 QStringList TriskVXObserver::observedVariables()
 {
-    return {kVXObserveSchedulerPending,     kVXObserveSchedulerActive,     kVXObserveSchedulerEnabled,
-            kVXObserveNotificationsCurrent, kVXObserveNotificationsWarning, kVXObserveOnDemandAvailable,
-            kVXObserveAuthorisationRights};
+    return { kVXObserveSchedulerPending,     kVXObserveSchedulerActive,      kVXObserveSchedulerEnabled,
+             kVXObserveNotificationsCurrent, kVXObserveNotificationsWarning, kVXObserveOnDemandAvailable,
+             kVXObserveAuthorisationRights };
 }
 
 QString TriskVXObserver::variableName(int index)
@@ -74,28 +74,27 @@ void TriskVXObserver::reload()
         return;
     const quint64 generation = ++m_generation;
     auto *watcher = new QDBusPendingCallWatcher(m_properties->GetAll(kVXDBusInterface), this);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this,
-                     [this, generation](QDBusPendingCallWatcher *call) {
-                         call->deleteLater();
-                         if (generation != m_generation)
-                             return;
-                         QDBusPendingReply<QVariantMap> reply = *call;
-                         if (reply.isError()) {
-                             qCWarning(lcHalvane).noquote()
-                                 << QStringLiteral("cannot read the scheduler's variables: %1")
-                                        .arg(reply.error().message());
-                             return;
-                         }
-                         const QVariantMap values = reply.value();
-                         QStringList changed;
-                         for (const QString &name : observedVariables()) {
-                             if (values.contains(name) && receive(name, values.value(name)))
-                                 changed.append(name);
-                         }
-                         for (const QString &name : std::as_const(changed))
-                             announce(name);
-                         Q_EMIT reloaded();
-                     });
+    QObject::connect(
+        watcher, &QDBusPendingCallWatcher::finished, this, [this, generation](QDBusPendingCallWatcher *call) {
+            call->deleteLater();
+            if (generation != m_generation)
+                return;
+            QDBusPendingReply<QVariantMap> reply = *call;
+            if (reply.isError()) {
+                qCWarning(lcHalvane).noquote()
+                    << QStringLiteral("cannot read the scheduler's variables: %1").arg(reply.error().message());
+                return;
+            }
+            const QVariantMap values = reply.value();
+            QStringList changed;
+            for (const QString &name : observedVariables()) {
+                if (values.contains(name) && receive(name, values.value(name)))
+                    changed.append(name);
+            }
+            for (const QString &name : std::as_const(changed))
+                announce(name);
+            Q_EMIT reloaded();
+        });
 }
 
 void TriskVXObserver::fetch(const QString &name)
@@ -105,8 +104,7 @@ void TriskVXObserver::fetch(const QString &name)
         call->deleteLater();
         QDBusPendingReply<QDBusVariant> reply = *call;
         if (reply.isError()) {
-            qCWarning(lcHalvane).noquote()
-                << QStringLiteral("cannot read %1: %2").arg(name, reply.error().message());
+            qCWarning(lcHalvane).noquote() << QStringLiteral("cannot read %1: %2").arg(name, reply.error().message());
             return;
         }
         if (receive(name, QVariant::fromValue(reply.value())))

@@ -71,7 +71,7 @@ bool TriskVXRecords::isWellFormedVariable(const QString &variable, const QVarian
         } else if (variable == kVXObserveOnDemandAvailable) {
             const QVariantMap record = list.at(i).toMap();
             ok = hasTypeOrAbsent(record, kVXEventUniqueID, QMetaType::QString)
-                 && hasTypeOrAbsent(record, kVXEventName, QMetaType::QString);
+                && hasTypeOrAbsent(record, kVXEventName, QMetaType::QString);
             reason = QStringLiteral("its name or unique id is not a string");
         }
         if (!ok)

@@ -9,7 +9,7 @@ TriskVXRequest::TriskVXRequest(const QString &request, const QVariantMap &parame
 TriskVXRequest TriskVXRequest::requestWithRequestValueForParameter(const QString &request, const QVariant &value,
                                                                    const QString &parameter)
 {
-    return TriskVXRequest(request, QVariantMap{{parameter, value}});
+    return TriskVXRequest(request, QVariantMap { { parameter, value } });
 }
 
 TriskVXRequest TriskVXRequest::requestWithRequest(const QString &request)

@@ -26,8 +26,8 @@ TriskVXServiceLocation TriskVXServiceLocation::fromEnvironment()
     if (busSetting == QLatin1String("system"))
         return TriskVXServiceLocation(QDBusConnection::systemBus(), serviceName, busSetting);
     // Any other value is a bus address; the connection name keeps one connection per address.
-    return TriskVXServiceLocation(
-        QDBusConnection::connectToBus(busSetting, QStringLiteral("halvane:") + busSetting), serviceName, busSetting);
+    return TriskVXServiceLocation(QDBusConnection::connectToBus(busSetting, QStringLiteral("halvane:") + busSetting),
+                                  serviceName, busSetting);
 }
 
 TriskVXServiceLocation TriskVXServiceLocation::onBus(const QDBusConnection &bus, const QString &serviceName)

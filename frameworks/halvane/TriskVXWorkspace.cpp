@@ -67,11 +67,12 @@ QVariant TriskVXWorkspace::preferenceForKey(const QString &key) const
         m_preferencesStamp = file.lastModified();
         m_preferencesSize = file.size();
         QString error;
-        const QVariant domain = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(file.filePath(), &error);
+        const QVariant domain
+            = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(file.filePath(), &error);
         if (domain.typeId() != QMetaType::QVariantMap) {
-            qCWarning(lcHalvane).noquote() << QStringLiteral("ignoring the preference domain %1: %2")
-                                                  .arg(file.filePath(),
-                                                       error.isEmpty() ? QStringLiteral("not a dictionary") : error);
+            qCWarning(lcHalvane).noquote()
+                << QStringLiteral("ignoring the preference domain %1: %2")
+                       .arg(file.filePath(), error.isEmpty() ? QStringLiteral("not a dictionary") : error);
             m_preferences.clear();
         } else {
             m_preferences = domain.toMap();
@@ -111,8 +112,8 @@ void TriskVXWorkspace::adjustQueuedTriggerWithConnection(const QVariant &queuedT
 {
     const QVariantMap record = queuedTrigger.toMap();
     const QString triggerID = queuedTrigger.typeId() == QMetaType::QString
-                                  ? queuedTrigger.toString()
-                                  : record.value(kVXQueuedTriggerTriggerID).toString();
+        ? queuedTrigger.toString()
+        : record.value(kVXQueuedTriggerTriggerID).toString();
     if (triggerID.isEmpty()) {
         qCWarning(lcHalvane) << "cannot adjust: no trigger id";
         return;
@@ -126,7 +127,9 @@ void TriskVXWorkspace::adjustQueuedTriggerWithConnection(const QVariant &queuedT
     if (!record.isEmpty())
         dialog->takeQueuedTrigger(record);
     m_adjustDialogs.insert(triggerID, dialog);
-    connect(dialog, &QObject::destroyed, this, [this, triggerID] { m_adjustDialogs.remove(triggerID); });
+    connect(dialog, &QObject::destroyed, this, [this, triggerID] {
+        m_adjustDialogs.remove(triggerID);
+    });
     dialog->show();
 }
 

@@ -9,10 +9,10 @@
 #include "TriskVXRequest.h"
 #include "TriskVXResponse.h"
 
-const QString TriskVXRequestsControllerNotificationRequestError =
-    QStringLiteral("TriskVXRequestsControllerNotificationRequestError");
-const QString TriskVXRequestsControllerNotificationPendingEmpty =
-    QStringLiteral("TriskVXRequestsControllerNotificationPendingEmpty");
+const QString TriskVXRequestsControllerNotificationRequestError
+    = QStringLiteral("TriskVXRequestsControllerNotificationRequestError");
+const QString TriskVXRequestsControllerNotificationPendingEmpty
+    = QStringLiteral("TriskVXRequestsControllerNotificationPendingEmpty");
 
 TriskVXRequestsController::TriskVXRequestsController(QObject *parent)
     : QObject(parent)
@@ -76,17 +76,17 @@ bool TriskVXRequestsController::canSend() const
 void TriskVXRequestsController::sendRequestLocalisedSummary(const TriskVXRequest *aRequest, const QString &summary)
 {
     TRISK_PARAMETER_ASSERT(aRequest != nil);
-    const bool accepted =
-        m_connection
-        && m_connection->send(aRequest, [controller = QPointer<TriskVXRequestsController>(this),
-                                         summary](const TriskVXResponse &response) {
-               if (!controller)
-                   return;
-               controller->decrementPending();
-               if (!response.succeeded())
-                   // The full status goes to the log; the notification's "key" keeps its low 32 bits.
-                   controller->issueErrorReason(summary, response.status());
-           });
+    const bool accepted = m_connection
+        && m_connection->send(
+            aRequest,
+            [controller = QPointer<TriskVXRequestsController>(this), summary](const TriskVXResponse &response) {
+                if (!controller)
+                    return;
+                controller->decrementPending();
+                if (!response.succeeded())
+                    // The full status goes to the log; the notification's "key" keeps its low 32 bits.
+                    controller->issueErrorReason(summary, response.status());
+            });
     if (accepted)
         incremementPending();
     else

@@ -24,7 +24,7 @@ public:
 
     // The factory runs initWithConnection:; nullptr stands for nil.
     static TriskVXRequestsController *requestsControllerWithConnection(TriskVXConnection *aConnection,
-                                                                      QObject *parent = nullptr);
+                                                                       QObject *parent = nullptr);
     virtual bool initWithConnection(TriskVXConnection *aConnection);
 
     TriskVXConnection *connection() const { return m_connection; }

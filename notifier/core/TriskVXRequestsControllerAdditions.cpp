@@ -19,16 +19,16 @@ void TriskVXRequestsController::adjustTriggerTo(const QString &aTriggerID, const
 void TriskVXRequestsController::cancelTrigger(const QString &aTriggerID)
 {
     TRISK_PARAMETER_ASSERT(aTriggerID != nil);
-    const TriskVXRequest request =
-        TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerCancel, aTriggerID, kVXRPCParameterTriggerID);
+    const TriskVXRequest request = TriskVXRequest::requestWithRequestValueForParameter(
+        kVXRPCSchedulerCancel, aTriggerID, kVXRPCParameterTriggerID);
     sendRequestLocalisedSummary(&request, QStringLiteral("Cancel a trigger"));
 }
 
 void TriskVXRequestsController::resetTrigger(const QString &aTriggerID)
 {
     TRISK_PARAMETER_ASSERT(aTriggerID != nil);
-    const TriskVXRequest request =
-        TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerReset, aTriggerID, kVXRPCParameterTriggerID);
+    const TriskVXRequest request = TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerReset, aTriggerID,
+                                                                                       kVXRPCParameterTriggerID);
     sendRequestLocalisedSummary(&request, QStringLiteral(""));
 }
 
@@ -36,15 +36,15 @@ void TriskVXRequestsController::triggerNow(const QString &anEventID)
 {
     TRISK_PARAMETER_ASSERT(anEventID != nil);
     const TriskVXRequest request(kVXRPCOnDemandPerform,
-                                 {{kVXRPCParameterUniqueID, anEventID}, {kVXRPCParameterApplyCriteria, true}});
+                                 { { kVXRPCParameterUniqueID, anEventID }, { kVXRPCParameterApplyCriteria, true } });
     sendRequestLocalisedSummary(&request, QStringLiteral("Trigger now"));
 }
 
 void TriskVXRequestsController::performNow(const QString &anEventID)
 {
     TRISK_PARAMETER_ASSERT(anEventID != nil);
-    const TriskVXRequest request =
-        TriskVXRequest::requestWithRequestValueForParameter(kVXRPCOnDemandPerform, anEventID, kVXRPCParameterUniqueID);
+    const TriskVXRequest request = TriskVXRequest::requestWithRequestValueForParameter(kVXRPCOnDemandPerform, anEventID,
+                                                                                       kVXRPCParameterUniqueID);
     sendRequestLocalisedSummary(&request, QStringLiteral("Perform now"));
 }
 

@@ -12,8 +12,8 @@ TriskVXAssertionHandler *TriskVXAssertionHandler::currentHandler()
     return &handler;
 }
 
-void TriskVXAssertionHandler::handleFailureInMethod(const QString &method, const QObject *object,
-                                                    const QString &file, int line, const QString &description)
+void TriskVXAssertionHandler::handleFailureInMethod(const QString &method, const QObject *object, const QString &file,
+                                                    int line, const QString &description)
 {
     Q_UNUSED(object)
     handleFailureInFunction(method, file, line, description);

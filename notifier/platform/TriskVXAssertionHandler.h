@@ -10,8 +10,8 @@ class TriskVXAssertionHandler
 public:
     static TriskVXAssertionHandler *currentHandler();
 
-    [[noreturn]] void handleFailureInMethod(const QString &method, const QObject *object, const QString &file,
-                                            int line, const QString &description);
+    [[noreturn]] void handleFailureInMethod(const QString &method, const QObject *object, const QString &file, int line,
+                                            const QString &description);
     [[noreturn]] void handleFailureInFunction(const QString &function, const QString &file, int line,
                                               const QString &description);
 
@@ -22,24 +22,24 @@ public:
 
 // Checks that stand where the spec has NSAssert / NSParameterAssert. The description is built only on
 // failure. The _C variants are for static (class) operations, which have no object.
-#define TRISK_ASSERT(condition, description)                                                                   \
-    do {                                                                                                       \
-        if (Q_UNLIKELY(!(condition)))                                                                          \
-            TriskVXAssertionHandler::currentHandler()->handleFailureInMethod(                                  \
-                QString::fromLatin1(__func__), this, TriskVXAssertionHandler::sourceNameOfFile(__FILE__),      \
-                __LINE__, (description));                                                                      \
+#define TRISK_ASSERT(condition, description)                                                                           \
+    do {                                                                                                               \
+        if (Q_UNLIKELY(!(condition)))                                                                                  \
+            TriskVXAssertionHandler::currentHandler()->handleFailureInMethod(                                          \
+                QString::fromLatin1(__func__), this, TriskVXAssertionHandler::sourceNameOfFile(__FILE__), __LINE__,    \
+                (description));                                                                                        \
     } while (false)
 
-#define TRISK_CASSERT(condition, description)                                                                  \
-    do {                                                                                                       \
-        if (Q_UNLIKELY(!(condition)))                                                                          \
-            TriskVXAssertionHandler::currentHandler()->handleFailureInFunction(                                \
-                QString::fromLatin1(__func__), TriskVXAssertionHandler::sourceNameOfFile(__FILE__), __LINE__,  \
-                (description));                                                                                \
+#define TRISK_CASSERT(condition, description)                                                                          \
+    do {                                                                                                               \
+        if (Q_UNLIKELY(!(condition)))                                                                                  \
+            TriskVXAssertionHandler::currentHandler()->handleFailureInFunction(                                        \
+                QString::fromLatin1(__func__), TriskVXAssertionHandler::sourceNameOfFile(__FILE__), __LINE__,          \
+                (description));                                                                                        \
     } while (false)
 
-#define TRISK_PARAMETER_ASSERT(condition)                                                                      \
+#define TRISK_PARAMETER_ASSERT(condition)                                                                              \
     TRISK_ASSERT(condition, QStringLiteral("Invalid parameter not satisfying: %1").arg(QStringLiteral(#condition)))
 
-#define TRISK_CPARAMETER_ASSERT(condition)                                                                     \
+#define TRISK_CPARAMETER_ASSERT(condition)                                                                             \
     TRISK_CASSERT(condition, QStringLiteral("Invalid parameter not satisfying: %1").arg(QStringLiteral(#condition)))

@@ -1,8 +1,7 @@
 #include "TriskVXInternalInconsistencyException.h"
 
-TriskVXInternalInconsistencyException::TriskVXInternalInconsistencyException(const QString &method,
-                                                                             const QString &file, int line,
-                                                                             const QString &description)
+TriskVXInternalInconsistencyException::TriskVXInternalInconsistencyException(const QString &method, const QString &file,
+                                                                             int line, const QString &description)
     : m_method(method)
     , m_file(file)
     , m_line(line)

@@ -12,18 +12,25 @@
 struct TriskVXNil
 {
 };
-inline constexpr TriskVXNil nil{};
+inline constexpr TriskVXNil nil {};
 
-inline bool operator==(const QString &value, TriskVXNil) { return value.isNull(); }
-inline bool operator==(const QVariant &value, TriskVXNil) { return !value.isValid(); }
-inline bool operator==(const QDateTime &value, TriskVXNil) { return !value.isValid(); }
-template<typename T>
-inline bool operator==(const T *value, TriskVXNil)
+inline bool operator==(const QString &value, TriskVXNil)
+{
+    return value.isNull();
+}
+inline bool operator==(const QVariant &value, TriskVXNil)
+{
+    return !value.isValid();
+}
+inline bool operator==(const QDateTime &value, TriskVXNil)
+{
+    return !value.isValid();
+}
+template<typename T> inline bool operator==(const T *value, TriskVXNil)
 {
     return value == nullptr;
 }
-template<typename T>
-inline bool operator==(const std::shared_ptr<T> &value, TriskVXNil)
+template<typename T> inline bool operator==(const std::shared_ptr<T> &value, TriskVXNil)
 {
     return value == nullptr;
 }

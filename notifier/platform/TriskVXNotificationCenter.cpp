@@ -23,9 +23,8 @@ TriskVXNotificationCenter *TriskVXNotificationCenter::defaultCenter()
     return &center;
 }
 
-QObject *TriskVXNotificationCenter::addObserverForNameObjectQueueUsingBlock(const QString &name,
-                                                                           const QObject *object, QObject *queue,
-                                                                           Block block)
+QObject *TriskVXNotificationCenter::addObserverForNameObjectQueueUsingBlock(const QString &name, const QObject *object,
+                                                                            QObject *queue, Block block)
 {
     auto *token = new QObject;
     token->setObjectName(QStringLiteral("TriskVXNotificationCenterToken"));
@@ -90,8 +89,9 @@ void TriskVXNotificationCenter::removeMatching(QObject *observer, const QString 
 
 void TriskVXNotificationCenter::purgeDeadRegistrations()
 {
-    m_registrations.removeIf(
-        [](const std::shared_ptr<Registration> &registration) { return registration->observer.isNull(); });
+    m_registrations.removeIf([](const std::shared_ptr<Registration> &registration) {
+        return registration->observer.isNull();
+    });
 }
 
 void TriskVXNotificationCenter::postNotification(const TriskVXNotification &notification)

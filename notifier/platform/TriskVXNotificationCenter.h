@@ -29,8 +29,7 @@ public:
                                                      Block block);
     // Cocoa's addObserver:selector:name:object:: the registration ends when the observer is destroyed
     // or removed.
-    void addObserverSelectorNameObject(QObject *observer, Block selector, const QString &name,
-                                       const QObject *object);
+    void addObserverSelectorNameObject(QObject *observer, Block selector, const QString &name, const QObject *object);
 
     void removeObserver(QObject *observerOrToken);
     void removeObserverNameObject(QObject *observerOrToken, const QString &name, const QObject *object);

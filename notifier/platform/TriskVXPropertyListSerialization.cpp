@@ -144,8 +144,9 @@ plist_t toNode(const QVariant &value, QString *error)
         const qint64 msecs = date.toMSecsSinceEpoch() - kPlistEpochMSecsSinceUnixEpoch;
         const qint64 seconds = msecs >= 0 ? msecs / 1000 : -((-msecs + 999) / 1000);
         if (seconds < std::numeric_limits<int32_t>::min() || seconds > std::numeric_limits<int32_t>::max()) {
-            setError(error, QStringLiteral("date %1 is outside the range a property-list file can hold")
-                                .arg(date.toString(Qt::ISODateWithMs)));
+            setError(error,
+                     QStringLiteral("date %1 is outside the range a property-list file can hold")
+                         .arg(date.toString(Qt::ISODateWithMs)));
             return nullptr;
         }
         return plist_new_date(int32_t(seconds), int32_t((msecs - seconds * 1000) * 1000));
@@ -176,8 +177,9 @@ plist_t toNode(const QVariant &value, QString *error)
     default:
         break;
     }
-    setError(error, QStringLiteral("a value of type %1 is not a property-list value")
-                        .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "invalid")));
+    setError(error,
+             QStringLiteral("a value of type %1 is not a property-list value")
+                 .arg(QString::fromLatin1(value.typeName() ? value.typeName() : "invalid")));
     return nullptr;
 }
 

@@ -17,6 +17,6 @@ public:
 
     static QVariant propertyListWithContentsOfFile(const QString &path, QString *error = nullptr);
     // Atomic: the file is replaced whole or left as it was.
-    static bool writePropertyListToFile(const QVariant &propertyList, const QString &path,
-                                        Format format = Format::Xml, QString *error = nullptr);
+    static bool writePropertyListToFile(const QVariant &propertyList, const QString &path, Format format = Format::Xml,
+                                        QString *error = nullptr);
 };

@@ -11,7 +11,7 @@
 
 namespace {
 // The handler may only write to a pipe; the event loop reads the other end.
-int g_signalPipe[2] = {-1, -1};
+int g_signalPipe[2] = { -1, -1 };
 
 void writeSignal(int signalNumber)
 {

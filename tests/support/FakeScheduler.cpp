@@ -60,7 +60,8 @@ void FakeScheduler::releaseHeld()
 
 void FakeScheduler::publish(const QVariantMap &changed, const QStringList &invalidated)
 {
-    QDBusMessage signal = QDBusMessage::createSignal(kVXDBusObjectPath, kProperties, QStringLiteral("PropertiesChanged"));
+    QDBusMessage signal
+        = QDBusMessage::createSignal(kVXDBusObjectPath, kProperties, QStringLiteral("PropertiesChanged"));
     signal << kVXDBusInterface << changed << invalidated;
     m_connection.send(signal);
 }
@@ -68,8 +69,8 @@ void FakeScheduler::publish(const QVariantMap &changed, const QStringList &inval
 QDBusMessage FakeScheduler::answer(const QDBusMessage &message) const
 {
     if (malformedReplies)
-        return message.createReply(QVariantList{QStringLiteral("not a response")});
-    return message.createReply(QVariantList{succeeded, QVariant::fromValue(qlonglong(status)), QString()});
+        return message.createReply(QVariantList { QStringLiteral("not a response") });
+    return message.createReply(QVariantList { succeeded, QVariant::fromValue(qlonglong(status)), QString() });
 }
 
 bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
@@ -77,12 +78,13 @@ bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnec
     Q_UNUSED(connection)
     if (message.interface() == kProperties) {
         if (message.member() == QLatin1String("GetAll")) {
-            m_connection.send(message.createReply(QVariantList{published}));
+            m_connection.send(message.createReply(QVariantList { published }));
             return true;
         }
         if (message.member() == QLatin1String("Get")) {
             const QString name = message.arguments().value(1).toString();
-            m_connection.send(message.createReply(QVariantList{QVariant::fromValue(QDBusVariant(published.value(name)))}));
+            m_connection.send(
+                message.createReply(QVariantList { QVariant::fromValue(QDBusVariant(published.value(name))) }));
             return true;
         }
         return false;
@@ -90,13 +92,12 @@ bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnec
     if (message.interface() == QLatin1String("org.freedesktop.DBus.Peer"))
         return false;
     if (message.member() == kVXDBusMethodAuthenticate) {
-        m_connection.send(message.createReply(QVariantList{acceptClients, protocolVersion}));
+        m_connection.send(message.createReply(QVariantList { acceptClients, protocolVersion }));
         return true;
     }
     Received received;
     received.request = message.member();
-    received.parameters =
-        TriskVXDBusPropertyList::decode(message.arguments().value(0)).toMap();
+    received.parameters = TriskVXDBusPropertyList::decode(message.arguments().value(0)).toMap();
     m_received.append(received);
     if (holdReplies) {
         message.setDelayedReply(true);

@@ -56,9 +56,9 @@ bool HalvanedProcess::waitForOwner(bool owned)
 
 bool HalvanedProcess::start(const QStringList &extraArguments)
 {
-    m_process.setArguments(QStringList{QStringLiteral("--bus"), QStringLiteral("session"), QStringLiteral("--name"),
-                                       m_serviceName}
-                           + extraArguments);
+    m_process.setArguments(
+        QStringList { QStringLiteral("--bus"), QStringLiteral("session"), QStringLiteral("--name"), m_serviceName }
+        + extraArguments);
     m_process.start();
     if (!m_process.waitForStarted(kStartTimeout))
         return false;

@@ -13,7 +13,7 @@ void capture(QtMsgType type, const QMessageLogContext &context, const QString &m
 {
     {
         QMutexLocker locker(&g_mutex);
-        g_lines.append({QString::fromLatin1(context.category ? context.category : "default"), message});
+        g_lines.append({ QString::fromLatin1(context.category ? context.category : "default"), message });
     }
     if (g_previous)
         g_previous(type, context, message);
