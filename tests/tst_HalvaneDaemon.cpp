@@ -1,5 +1,6 @@
 #include "HalvaneDemoSchedule.h"
 #include "HalvanedProcess.h"
+#include "PrivateBus.h"
 #include "TriskVXConstants.h"
 #include "TriskVXRecords.h"
 
@@ -68,11 +69,9 @@ void tst_HalvaneDaemon::demoScheduleIsValidAndHarmless()
 
 void tst_HalvaneDaemon::servesAPrivateBusByAddress()
 {
-    QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
-    QVERIFY(daemon.waitForReadyRead(kWait));
-    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+    PrivateBus daemon;
+    QVERIFY(daemon.start());
+    const QString address = daemon.address();
     QProcess halvaned;
     halvaned.setProcessChannelMode(QProcess::MergedChannels);
     halvaned.start(QStringLiteral(HALVANED_PATH), { QStringLiteral("--bus"), address });
@@ -85,24 +84,19 @@ void tst_HalvaneDaemon::servesAPrivateBusByAddress()
     QVERIFY(halvaned.waitForFinished(kWait));
     QCOMPARE(halvaned.exitStatus(), QProcess::NormalExit);
     QCOMPARE(halvaned.exitCode(), 0);
-    daemon.terminate();
-    daemon.waitForFinished();
 }
 
 void tst_HalvaneDaemon::endsWithItsBus()
 {
-    QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
-    QVERIFY(daemon.waitForReadyRead(kWait));
-    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+    PrivateBus daemon;
+    QVERIFY(daemon.start());
+    const QString address = daemon.address();
     QProcess halvaned;
     halvaned.setProcessChannelMode(QProcess::MergedChannels);
     halvaned.start(QStringLiteral(HALVANED_PATH), { QStringLiteral("--bus"), address });
     QByteArray output;
     QTRY_VERIFY_WITH_TIMEOUT((output += halvaned.readAll()).contains("serving"), kWait);
     daemon.kill();
-    daemon.waitForFinished();
     QVERIFY(halvaned.waitForFinished(kWait));
     QCOMPARE(halvaned.exitCode(), 1);
 }

@@ -1,7 +1,7 @@
+#include "PrivateBus.h"
 #include "TriskVXBusWatcher.h"
 
 #include <QDBusConnection>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -16,11 +16,9 @@ private Q_SLOTS:
 
 void tst_TriskVXBusWatcher::noticesTheBusGoingAway()
 {
-    QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
-    QVERIFY(daemon.waitForReadyRead(10000));
-    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+    PrivateBus daemon;
+    QVERIFY(daemon.start());
+    const QString address = daemon.address();
     {
         const QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("doomed"));
         QVERIFY(bus.isConnected());
@@ -32,16 +30,13 @@ void tst_TriskVXBusWatcher::noticesTheBusGoingAway()
         QCOMPARE(disconnected.count(), 1);
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("doomed"));
-    daemon.waitForFinished();
 }
 
 void tst_TriskVXBusWatcher::quietWhileTheBusLives()
 {
-    QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
-    QVERIFY(daemon.waitForReadyRead(10000));
-    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+    PrivateBus daemon;
+    QVERIFY(daemon.start());
+    const QString address = daemon.address();
     {
         const QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("alive"));
         TriskVXBusWatcher watcher(bus);
@@ -49,8 +44,6 @@ void tst_TriskVXBusWatcher::quietWhileTheBusLives()
         QVERIFY(!disconnected.wait(300));
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("alive"));
-    daemon.terminate();
-    daemon.waitForFinished();
 }
 
 QTEST_GUILESS_MAIN(tst_TriskVXBusWatcher)

@@ -1,4 +1,5 @@
 #include "HalvanedProcess.h"
+#include "PrivateBus.h"
 #include "TriskVXConnection.h"
 #include "TriskVXConstants.h"
 #include "TriskVXLocalService.h"
@@ -77,13 +78,9 @@ void tst_TriskVXLocalService::urlWhenActivatableAndActivationStartsTheService()
                      .arg(directory.path(), services)
                      .toUtf8());
     config.close();
-    QProcess daemon;
-    daemon.start(QStringLiteral("dbus-daemon"),
-                 { QStringLiteral("--config-file=") + config.fileName(), QStringLiteral("--print-address"),
-                   QStringLiteral("--nofork") });
-    QVERIFY(daemon.waitForReadyRead(kWait));
-    const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
-    QVERIFY(!address.isEmpty());
+    PrivateBus daemon;
+    QVERIFY(daemon.start(config.fileName()));
+    const QString address = daemon.address();
     {
         QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("private"));
         QVERIFY(bus.isConnected());
@@ -104,8 +101,6 @@ void tst_TriskVXLocalService::urlWhenActivatableAndActivationStartsTheService()
         connection.reset();
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("private"));
-    daemon.terminate();
-    QVERIFY(daemon.waitForFinished(kWait));
 }
 
 QTEST_GUILESS_MAIN(tst_TriskVXLocalService)

@@ -1,6 +1,7 @@
 #include "TriskVXITemplateAssistant.h"
 
 #include "TriskVXConstants.h"
+#include "TriskVXKeyedPlaceholders.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
@@ -42,17 +43,13 @@ QVariant substitute(const QVariant &value, const QVariantMap &substitutions)
             const auto found = substitutions.constFind(whole.captured(1));
             return found != substitutions.cend() ? found.value() : value;
         }
-        QString result;
-        qsizetype last = 0;
-        auto matches = placeholderPattern().globalMatch(text);
-        while (matches.hasNext()) {
-            const QRegularExpressionMatch match = matches.next();
-            const auto found = substitutions.constFind(match.captured(1));
-            result += text.mid(last, match.capturedStart() - last);
-            result += found != substitutions.cend() ? textOf(found.value()) : match.captured(0);
-            last = match.capturedEnd();
-        }
-        result += text.mid(last);
+        const QString result = replacePlaceholdersMatching(text, placeholderPattern(),
+                                                           [&](const QString &name) -> std::optional<QString> {
+                                                               const auto found = substitutions.constFind(name);
+                                                               if (found == substitutions.cend())
+                                                                   return std::nullopt;
+                                                               return textOf(found.value());
+                                                           });
         return QVariant(result);
     }
     default:

@@ -36,14 +36,26 @@ void replaceKeyedPlaceholders(QTextDocument *document, const QVariantMap &placeh
 
 QString replaceKeyedPlaceholders(const QString &text, const QVariantMap &placeholders)
 {
+    return replacePlaceholdersMatching(text, keyedPlaceholderPattern(),
+                                       [&](const QString &name) -> std::optional<QString> {
+                                           const auto found = placeholders.constFind(name);
+                                           if (found == placeholders.cend())
+                                               return std::nullopt;
+                                           return found.value().toString();
+                                       });
+}
+
+QString replacePlaceholdersMatching(const QString &text, const QRegularExpression &pattern,
+                                    const std::function<std::optional<QString>(const QString &name)> &textOf)
+{
     QString result;
     qsizetype last = 0;
-    auto matches = keyedPlaceholderPattern().globalMatch(text);
+    auto matches = pattern.globalMatch(text);
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
-        const auto found = placeholders.constFind(match.captured(1));
+        const std::optional<QString> replacement = textOf(match.captured(1));
         result += text.mid(last, match.capturedStart() - last);
-        result += found != placeholders.cend() ? found.value().toString() : match.captured(0);
+        result += replacement ? *replacement : match.captured(0);
         last = match.capturedEnd();
     }
     result += text.mid(last);

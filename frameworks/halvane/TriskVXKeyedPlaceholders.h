@@ -3,6 +3,10 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <functional>
+#include <optional>
+
+class QRegularExpression;
 class QTextDocument;
 
 // replaceKeyedPlaceholders: of Part 1.2. A keyed placeholder is "{{Name}}"; each whose name is in the
@@ -10,3 +14,8 @@ class QTextDocument;
 // so that rich text keeps its attributes around and inside the replacement.
 void replaceKeyedPlaceholders(QTextDocument *document, const QVariantMap &placeholders);
 QString replaceKeyedPlaceholders(const QString &text, const QVariantMap &placeholders);
+
+// The text with every match of the pattern (whose first capture is the name) replaced by textOf(name);
+// matches textOf answers nothing for stay as they are. Both placeholder syntaxes are replaced through it.
+QString replacePlaceholdersMatching(const QString &text, const QRegularExpression &pattern,
+                                    const std::function<std::optional<QString>(const QString &name)> &textOf);
