@@ -53,6 +53,9 @@ private Q_SLOTS:
     void propertiesHaveTheirDocumentedSignatures();
     void everyRequestChangesWhatItShould();
     void performingShowsInTheActiveList();
+    void onDemandNeedsEnabledAndTheBehaviour();
+    void warningsArriveInDateOrder();
+    void everyValueTypeSurvivesTheService();
     void changesAnnounceOnlyTheChangedProperties();
     void malformedCalls_data();
     void malformedCalls();
@@ -221,6 +224,79 @@ void tst_HalvaneSchedulerService::performingShowsInTheActiveList()
     QVERIFY(m_connection->send(&perform, nullptr));
     QTRY_COMPARE_WITH_TIMEOUT(active.count(), 2, kWait);
     QCOMPARE(sizes, (QList<int> { 1, 0 }));
+}
+
+void tst_HalvaneSchedulerService::onDemandNeedsEnabledAndTheBehaviour()
+{
+    const QVariantList events {
+        QVariantMap { { kVXEventUniqueID, QStringLiteral("disabled") },
+                      { kVXEventName, QStringLiteral("Disabled") },
+                      { kVXEventEnabled, false },
+                      { kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand } } },
+        QVariantMap { { kVXEventUniqueID, QStringLiteral("plain") },
+                      { kVXEventName, QStringLiteral("Plain") },
+                      { kVXEventEnabled, true } },
+    };
+    QVERIFY(request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }));
+    QStringList ids;
+    const QVariantList onDemand = m_observer->valueForKeyPath(kVXObserveOnDemandAvailable).toList();
+    for (const QVariant &event : onDemand)
+        ids.append(event.toMap().value(kVXEventUniqueID).toString());
+    QCOMPARE(ids, (QStringList { QStringLiteral("demo-backup"), QStringLiteral("demo-sleep") }));
+    for (const QString &id : { QStringLiteral("disabled"), QStringLiteral("plain") }) {
+        qint64 status = 0;
+        QVERIFY(!request(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, id } }, &status));
+        QCOMPARE(status, qint64(kVXStatusNotPerformable));
+    }
+}
+
+void tst_HalvaneSchedulerService::warningsArriveInDateOrder()
+{
+    QCOMPARE(m_observer->valueForKeyPath(kVXObserveNotificationsWarning), QVariant(QVariantList()));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QVariantMap event {
+        { kVXEventName, QStringLiteral("Warned") },
+        { kVXEventWarningLead, qint64(24 * 3600) },
+        { kVXEventTriggers,
+          QVariantList {
+              QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, now.addSecs(7200) } },
+              QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, now.addSecs(3600) } } } }
+    };
+    QVERIFY(request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { event } } }));
+    const QVariantList warnings = m_observer->valueForKeyPath(kVXObserveNotificationsWarning).toList();
+    QCOMPARE(warnings.size(), 2);
+    QCOMPARE(warnings.at(0).toMap().value(kVXQueuedWarningDate).toDateTime(), now.addSecs(3600));
+    QCOMPARE(warnings.at(1).toMap().value(kVXQueuedWarningDate).toDateTime(), now.addSecs(7200));
+    QCOMPARE(warnings.at(0).toMap().value(kVXQueuedWarningEvent).toMap().value(kVXEventName),
+             QVariant(QStringLiteral("Warned")));
+}
+
+void tst_HalvaneSchedulerService::everyValueTypeSurvivesTheService()
+{
+    const QVariantMap extra {
+        { QStringLiteral("string"), QStringLiteral("Grüße") },
+        { QStringLiteral("boolean"), false },
+        { QStringLiteral("big"), qint64(9007199254740993LL) },
+        { QStringLiteral("unsigned"), quint64(18446744073709551615ULL) },
+        { QStringLiteral("real"), 1.0 },
+        { QStringLiteral("data"), QByteArray("\x00\x01", 2) },
+        { QStringLiteral("before 1970"), QDateTime(QDate(1969, 12, 31), QTime(23, 59, 59, 999), QTimeZone::utc()) },
+        { QStringLiteral("after 2038"), QDateTime(QDate(2200, 1, 1), QTime(0, 0), QTimeZone::utc()) },
+        { QStringLiteral("empty array"), QVariantList() },
+        { QStringLiteral("empty dictionary"), QVariantMap() },
+        { QStringLiteral("nested"),
+          QVariantList { QVariantMap { { QStringLiteral("deeper"), QVariantList { qint64(-1), QVariantMap() } } } } },
+    };
+    QVariantMap event { { kVXEventUniqueID, QStringLiteral("typed") },
+                        { kVXEventName, QStringLiteral("Typed") },
+                        { kVXEventTriggers,
+                          QVariantList {
+                              QVariantMap { { kVXTriggerType, kVXTriggerType_Once },
+                                            { kVXTriggerDate, QDateTime::currentDateTimeUtc().addYears(50) } } } } };
+    event.insert(QStringLiteral("Extra"), extra);
+    QVERIFY(request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { event } } }));
+    const QVariantMap published = m_observer->valueForKeyPath(kVXObserveSchedulerPending).toList().last().toMap();
+    QCOMPARE(published.value(kVXQueuedTriggerEvent).toMap().value(QStringLiteral("Extra")), QVariant(extra));
 }
 
 void tst_HalvaneSchedulerService::changesAnnounceOnlyTheChangedProperties()

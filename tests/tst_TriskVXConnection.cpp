@@ -51,6 +51,7 @@ class tst_TriskVXConnection : public QObject
 private Q_SLOTS:
     void nilWithoutABus();
     void authenticates();
+    void defaultConnectionFollowsTheEnvironment();
     void refusedAuthenticationIsStillReported();
     void otherProtocolVersionIsRefused();
     void completionRunsOnceAfterSendReturned();
@@ -92,6 +93,19 @@ void tst_TriskVXConnection::authenticates()
     QVERIFY(connection->isValid());
     QVERIFY(connection->isAuthenticated());
     QCOMPARE(notifications.count(TriskVXConnectionNotificationDidBecomeInvalid), 0);
+}
+
+void tst_TriskVXConnection::defaultConnectionFollowsTheEnvironment()
+{
+    HalvanedProcess service;
+    QVERIFY(service.start());
+    qputenv("HALVANE_SERVICE", service.serviceName().toUtf8());
+    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connection());
+    qunsetenv("HALVANE_SERVICE");
+    QVERIFY(connection);
+    QCOMPARE(connection->location().serviceName(), service.serviceName());
+    QCOMPARE(connection->location().busDescription(), QStringLiteral("session"));
+    QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
 }
 
 void tst_TriskVXConnection::refusedAuthenticationIsStillReported()

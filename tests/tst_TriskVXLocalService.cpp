@@ -24,6 +24,7 @@ class tst_TriskVXLocalService : public QObject
 private Q_SLOTS:
     void nilWhenNeitherInstalledNorRunning();
     void urlWhileRunning();
+    void defaultLocationFollowsTheEnvironment();
     void urlWhenActivatableAndActivationStartsTheService();
 };
 
@@ -53,6 +54,16 @@ void tst_TriskVXLocalService::urlWhileRunning()
     QVERIFY(halvaned.stop());
     QTRY_VERIFY_WITH_TIMEOUT(service.url().isEmpty(), kWait);
     QCOMPARE(urlChanged.count(), 2);
+}
+
+void tst_TriskVXLocalService::defaultLocationFollowsTheEnvironment()
+{
+    HalvanedProcess halvaned;
+    QVERIFY(halvaned.start());
+    qputenv("HALVANE_SERVICE", halvaned.serviceName().toUtf8());
+    TriskVXLocalService service;
+    qunsetenv("HALVANE_SERVICE");
+    QTRY_COMPARE_WITH_TIMEOUT(service.url().path(), halvaned.serviceName(), kWait);
 }
 
 void tst_TriskVXLocalService::urlWhenActivatableAndActivationStartsTheService()
