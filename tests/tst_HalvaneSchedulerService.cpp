@@ -1,4 +1,5 @@
 #include "HalvanedProcess.h"
+#include "NotADate.h"
 #include "TriskVXConnection.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
@@ -18,28 +19,7 @@
 namespace {
 const int kWait = 10000;
 
-struct Pair
-{
-    QString a;
-    int b = 0;
-};
 } // namespace
-Q_DECLARE_METATYPE(Pair)
-
-QDBusArgument &operator<<(QDBusArgument &argument, const Pair &pair)
-{
-    argument.beginStructure();
-    argument << pair.a << pair.b;
-    argument.endStructure();
-    return argument;
-}
-const QDBusArgument &operator>>(const QDBusArgument &argument, Pair &pair)
-{
-    argument.beginStructure();
-    argument >> pair.a >> pair.b;
-    argument.endStructure();
-    return argument;
-}
 
 // halvaned as a client sees it: the real process on the test bus, driven through libHalvane and through
 // raw D-Bus messages for what libHalvane never sends.
@@ -82,7 +62,7 @@ private:
 void tst_HalvaneSchedulerService::init()
 {
     TriskVXDBusPropertyList::registerTypes();
-    qDBusRegisterMetaType<Pair>();
+    qDBusRegisterMetaType<NotADate>();
     m_service = new HalvanedProcess(this);
     QVERIFY(m_service->start({ QStringLiteral("--demo") }));
     m_connection = TriskVXConnection::connectionWithLocation(m_service->location(), this);
@@ -329,7 +309,7 @@ void tst_HalvaneSchedulerService::malformedCalls_data()
     QTest::newRow("value that is not a property list")
         << kVXRPCSchedulerCancel
         << QVariantList { QVariantMap {
-               { kVXRPCParameterTriggerID, QVariant::fromValue(Pair { QStringLiteral("x"), 1 }) } } }
+               { kVXRPCParameterTriggerID, QVariant::fromValue(NotADate { QStringLiteral("x"), 1 }) } } }
         << QString() << qint64(kVXStatusInvalidParameter);
     QTest::newRow("date as a plain number")
         << kVXRPCSchedulerAdjust

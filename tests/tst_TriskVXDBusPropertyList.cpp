@@ -1,3 +1,4 @@
+#include "NotADate.h"
 #include "TriskVXDBusPropertyList.h"
 
 #include <QDBusConnection>
@@ -27,28 +28,7 @@ public:
     }
 };
 
-struct OtherStruct
-{
-    QString a;
-    int b = 0;
-};
 } // namespace
-Q_DECLARE_METATYPE(OtherStruct)
-
-QDBusArgument &operator<<(QDBusArgument &argument, const OtherStruct &value)
-{
-    argument.beginStructure();
-    argument << value.a << value.b;
-    argument.endStructure();
-    return argument;
-}
-const QDBusArgument &operator>>(const QDBusArgument &argument, OtherStruct &value)
-{
-    argument.beginStructure();
-    argument >> value.a >> value.b;
-    argument.endStructure();
-    return argument;
-}
 
 class tst_TriskVXDBusPropertyList : public QObject
 {
@@ -75,7 +55,7 @@ private:
 void tst_TriskVXDBusPropertyList::initTestCase()
 {
     TriskVXDBusPropertyList::registerTypes();
-    qDBusRegisterMetaType<OtherStruct>();
+    qDBusRegisterMetaType<NotADate>();
     QDBusConnection echoBus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("echo"));
     QVERIFY(echoBus.isConnected());
     QVERIFY(echoBus.registerVirtualObject(kEchoPath, &m_echo));
@@ -170,11 +150,11 @@ void tst_TriskVXDBusPropertyList::malformedValues_data()
     QTest::addColumn<QVariant>("wireValue");
     QTest::addColumn<QString>("reason");
     QTest::newRow("struct that is not a date")
-        << QVariant::fromValue(OtherStruct { QStringLiteral("a"), 1 }) << QStringLiteral("(si)");
+        << QVariant::fromValue(NotADate { QStringLiteral("a"), 1 }) << QStringLiteral("(si)");
     QTest::newRow("dictionary with integer keys")
         << QVariant::fromValue(QMap<int, QString> { { 1, QStringLiteral("x") } }) << QStringLiteral("key");
     QTest::newRow("not a date inside a dictionary") << QVariant(
-        QVariantMap { { QStringLiteral("ok"), 1 }, { QStringLiteral("bad"), QVariant::fromValue(OtherStruct()) } })
+        QVariantMap { { QStringLiteral("ok"), 1 }, { QStringLiteral("bad"), QVariant::fromValue(NotADate()) } })
                                                     << QStringLiteral("(si)");
 }
 

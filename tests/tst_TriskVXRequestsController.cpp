@@ -46,6 +46,23 @@ std::unique_ptr<TriskVXConnection> connectedTo(const TriskVXServiceLocation &loc
     return connection;
 }
 
+// A requests controller over a connection of its own; waitForValid waits until the service answered.
+struct Subject
+{
+    std::unique_ptr<TriskVXConnection> connection;
+    std::unique_ptr<TriskVXRequestsController> controller;
+};
+
+Subject controllerOn(const TriskVXServiceLocation &location, bool waitForValid = true)
+{
+    Subject subject;
+    subject.connection = waitForValid
+        ? connectedTo(location)
+        : std::unique_ptr<TriskVXConnection>(TriskVXConnection::connectionWithLocation(location));
+    subject.controller.reset(TriskVXRequestsController::requestsControllerWithConnection(subject.connection.get()));
+    return subject;
+}
+
 QString assertionOf(const std::function<void()> &call)
 {
     try {
@@ -89,9 +106,7 @@ void tst_TriskVXRequestsController::initRequiresAConnection()
              QStringLiteral("TriskVXRequestsController|Invalid parameter not satisfying: aConnection != nil"));
     HalvanedProcess service;
     QVERIFY(service.start());
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     QCOMPARE(controller->connection(), connection.get());
     QVERIFY(controller->notifications() != nullptr);
     QCOMPARE(assertionOf([&] {
@@ -104,10 +119,8 @@ void tst_TriskVXRequestsController::initRequiresAConnection()
 void tst_TriskVXRequestsController::sendingWhileTheConnectionRefuses()
 {
     // A connection to a service that is not there refuses every send.
-    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(
-        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName())));
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(
+        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName()), false);
     Broadcasts broadcasts(controller.get());
     LogCapture log;
     controller->cancelTrigger(QStringLiteral("t1"));
@@ -124,9 +137,7 @@ void tst_TriskVXRequestsController::twoSendsTwoCompletions()
 {
     HalvanedProcess service;
     QVERIFY(service.start());
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     Broadcasts broadcasts(controller.get());
     QList<quint64> counts;
     connect(controller.get(), &TriskVXRequestsController::pendingChanged, this, [&](quint64 pending) {
@@ -145,9 +156,7 @@ void tst_TriskVXRequestsController::completionWhenAlreadyZero()
 {
     HalvanedProcess service;
     QVERIFY(service.start());
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     Broadcasts broadcasts(controller.get());
     LogCapture log;
     // An unknown trigger: the service answers with failure.
@@ -171,9 +180,7 @@ void tst_TriskVXRequestsController::statusWiderThan32Bits()
     fake.succeeded = false;
     fake.status = 0x100000005LL;
     QVERIFY(fake.start());
-    auto connection = connectedTo(fake.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(fake.location());
     Broadcasts broadcasts(controller.get());
     LogCapture log;
     controller->performNow(QStringLiteral("e1"));
@@ -187,9 +194,7 @@ void tst_TriskVXRequestsController::disconnectionWithRequestsOutstanding()
 {
     HalvanedProcess service;
     QVERIFY(service.start());
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     Broadcasts broadcasts(controller.get());
     LogCapture log;
     service.pause();
@@ -211,9 +216,7 @@ void tst_TriskVXRequestsController::completionRunsAfterSendReturned()
 {
     HalvanedProcess service;
     QVERIFY(service.start());
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     Broadcasts broadcasts(controller.get());
     const TriskVXRequest reset = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
     controller->sendRequestLocalisedSummary(&reset, QStringLiteral("x"));
@@ -230,9 +233,7 @@ void tst_TriskVXRequestsController::refusedAuthenticationClearsTheCount()
     fake.acceptClients = false;
     fake.holdReplies = true;
     QVERIFY(fake.start());
-    auto connection = connectedTo(fake.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(fake.location());
     Broadcasts broadcasts(controller.get());
     controller->resetTrigger(QStringLiteral("a"));
     QCOMPARE(controller->pending(), quint64(1));
@@ -250,9 +251,7 @@ void tst_TriskVXRequestsController::acceptedAuthenticationKeepsTheCount()
     FakeScheduler fake;
     fake.holdReplies = true;
     QVERIFY(fake.start());
-    auto connection = connectedTo(fake.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(fake.location());
     Broadcasts broadcasts(controller.get());
     controller->resetTrigger(QStringLiteral("a"));
     LogCapture log;
@@ -267,10 +266,8 @@ void tst_TriskVXRequestsController::acceptedAuthenticationKeepsTheCount()
 
 void tst_TriskVXRequestsController::nilSummaryGivesAnEmptyUserInfo()
 {
-    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(
-        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName())));
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(
+        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName()), false);
     Broadcasts broadcasts(controller.get());
     LogCapture log;
     controller->issueErrorReason(QString(), -400);
@@ -314,9 +311,7 @@ void tst_TriskVXRequestsController::additionsSendTheirRequests()
     fake.succeeded = false;
     fake.status = 9;
     QVERIFY(fake.start());
-    auto connection = connectedTo(fake.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(fake.location());
     Broadcasts broadcasts(controller.get());
     switch (operation) {
     case 0:
@@ -361,10 +356,8 @@ void tst_TriskVXRequestsController::additionsRequireTheirArguments()
 {
     QFETCH(int, operation);
     QFETCH(QString, description);
-    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(
-        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName())));
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(
+        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName()), false);
     const QString assertion = assertionOf([&] {
         switch (operation) {
         case 0:
@@ -405,9 +398,7 @@ void tst_TriskVXRequestsController::canSend()
     QVERIFY(!withoutConnection.canSend());
     HalvanedProcess service;
     QVERIFY(service.start());
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     QVERIFY(controller->canSend());
     QVERIFY(service.stop());
     QTRY_VERIFY_WITH_TIMEOUT(!controller->canSend(), kWait);
@@ -417,9 +408,7 @@ void tst_TriskVXRequestsController::requestsReachTheRealService()
 {
     HalvanedProcess service;
     QVERIFY(service.start({ QStringLiteral("--demo") }));
-    auto connection = connectedTo(service.location());
-    std::unique_ptr<TriskVXRequestsController> controller(
-        TriskVXRequestsController::requestsControllerWithConnection(connection.get()));
+    auto [connection, controller] = controllerOn(service.location());
     Broadcasts broadcasts(controller.get());
     controller->performNow(QStringLiteral("demo-sleep"));
     controller->triggerNow(QStringLiteral("demo-backup"));
