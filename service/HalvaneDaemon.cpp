@@ -1,9 +1,15 @@
 #include "HalvaneDaemon.h"
 
 #include "HalvaneDemoSchedule.h"
+#include "HalvanePerformer.h"
+#include "HalvanePersistence.h"
+#include "HalvanePolkitAuthority.h"
+#include "HalvanePowerBackend.h"
+#include "HalvaneRulesAuthority.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneSchedulerService.h"
 #include "HalvaneServiceLogging.h"
+#include "HalvaneTestClock.h"
 #include "TriskVXBusWatcher.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
@@ -12,35 +18,77 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDir>
+#include <QStandardPaths>
 #include <QTextStream>
 
 #include <csignal>
+#include <memory>
+#include <unistd.h>
 
 namespace {
+const QString kTestClockPath = QStringLiteral("/org/halvane/SchedulerTest");
+
 void complain(const QString &message)
 {
     QTextStream(stderr) << QCoreApplication::applicationName() << QStringLiteral(": ") << message << Qt::endl;
+}
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("halvaned", text);
+}
+
+// "session", "system" or an address; each address gets a connection of its own.
+QDBusConnection busNamed(const QString &setting, const QString &connectionName)
+{
+    if (setting == QLatin1String("session"))
+        return QDBusConnection::sessionBus();
+    if (setting == QLatin1String("system"))
+        return QDBusConnection::systemBus();
+    return QDBusConnection::connectToBus(setting, connectionName);
+}
+
+QString defaultStateDirectory(bool systemBus)
+{
+    const QString fromSystemd = qEnvironmentVariable("STATE_DIRECTORY");
+    if (!fromSystemd.isEmpty())
+        return fromSystemd.split(QLatin1Char(':')).first();
+    if (systemBus)
+        return QStringLiteral("/var/lib/halvane");
+    QString home = qEnvironmentVariable("XDG_STATE_HOME");
+    if (home.isEmpty())
+        home = QDir::homePath() + QStringLiteral("/.local/state");
+    return home + QStringLiteral("/halvane");
 }
 } // namespace
 
 int HalvaneDaemon::run(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QCoreApplication::translate("halvaned", "The Halvane scheduler service."));
+    parser.setApplicationDescription(tr("The Halvane scheduler service."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption busOption(
-        QStringLiteral("bus"),
-        QCoreApplication::translate("halvaned", "The bus to serve on: session, system or a D-Bus address."),
-        QStringLiteral("bus"), QStringLiteral("session"));
-    const QCommandLineOption nameOption(QStringLiteral("name"),
-                                        QCoreApplication::translate("halvaned", "The bus name to take."),
-                                        QStringLiteral("name"), kVXDBusServiceName);
-    const QCommandLineOption demoOption(QStringLiteral("demo"),
-                                        QCoreApplication::translate("halvaned", "Start with the demo schedule."));
-    const QCommandLineOption dryRunOption(QStringLiteral("dry-run"),
-                                          QCoreApplication::translate("halvaned", "Never touch power (log instead)."));
-    parser.addOptions({ busOption, nameOption, demoOption, dryRunOption });
+    const QCommandLineOption busOption(QStringLiteral("bus"), tr("The bus to serve on: session, system or a D-Bus address."),
+                                       QStringLiteral("bus"), QStringLiteral("session"));
+    const QCommandLineOption nameOption(QStringLiteral("name"), tr("The bus name to take."), QStringLiteral("name"), kVXDBusServiceName);
+    const QCommandLineOption demoOption(QStringLiteral("demo"), tr("Start with the demo schedule (never touches power)."));
+    const QCommandLineOption dryRunOption(QStringLiteral("dry-run"), tr("Never touch power: log power actions instead."));
+    const QCommandLineOption stateOption(QStringLiteral("state-dir"), tr("The folder of the state file."), QStringLiteral("dir"));
+    const QCommandLineOption memoryOption(QStringLiteral("no-state"), tr("Keep the state in memory only."));
+    const QCommandLineOption rightsOption(QStringLiteral("rights"), tr("Who decides rights: rules or polkit (polkit on the system bus)."),
+                                          QStringLiteral("kind"));
+    const QCommandLineOption rulesOption(QStringLiteral("rules"), tr("The rights rules file (with --rights rules)."), QStringLiteral("file"));
+    const QCommandLineOption polkitBusOption(QStringLiteral("polkit-bus"), tr("The bus polkit answers on."), QStringLiteral("bus"),
+                                             QStringLiteral("system"));
+    const QCommandLineOption logindBusOption(QStringLiteral("logind-bus"), tr("The bus systemd-logind answers on."), QStringLiteral("bus"),
+                                             QStringLiteral("system"));
+    const QCommandLineOption catchUpOption(QStringLiteral("catch-up"),
+                                           tr("Seconds a firing missed while the service was down may be late and still run."),
+                                           QStringLiteral("seconds"), QStringLiteral("300"));
+    const QCommandLineOption testClockOption(QStringLiteral("test-clock"), tr("Let tests set the time over D-Bus."));
+    parser.addOptions({busOption, nameOption, demoOption, dryRunOption, stateOption, memoryOption, rightsOption, rulesOption,
+                       polkitBusOption, logindBusOption, catchUpOption, testClockOption});
     if (!parser.parse(arguments)) {
         complain(parser.errorText());
         return 2;
@@ -50,44 +98,97 @@ int HalvaneDaemon::run(const QStringList &arguments)
     if (parser.isSet(QStringLiteral("version")))
         parser.showVersion();
     if (!parser.positionalArguments().isEmpty()) {
-        complain(QCoreApplication::translate("halvaned", "unexpected argument %1")
-                     .arg(parser.positionalArguments().first()));
+        complain(tr("unexpected argument %1").arg(parser.positionalArguments().first()));
+        return 2;
+    }
+    bool catchUpIsNumber = false;
+    const qint64 catchUp = parser.value(catchUpOption).toLongLong(&catchUpIsNumber);
+    if (!catchUpIsNumber || catchUp < 0) {
+        complain(tr("--catch-up takes a number of seconds"));
+        return 2;
+    }
+    const QString busSetting = parser.value(busOption);
+    const bool systemBus = busSetting == QLatin1String("system");
+    const QString rightsKind = parser.isSet(rightsOption) ? parser.value(rightsOption) : (systemBus ? QStringLiteral("polkit") : QStringLiteral("rules"));
+    if (rightsKind != QLatin1String("rules") && rightsKind != QLatin1String("polkit")) {
+        complain(tr("--rights is rules or polkit"));
         return 2;
     }
 
-    const QString busSetting = parser.value(busOption);
-    QDBusConnection bus = busSetting == QLatin1String("session") ? QDBusConnection::sessionBus()
-        : busSetting == QLatin1String("system")                  ? QDBusConnection::systemBus()
-                                                : QDBusConnection::connectToBus(busSetting, QStringLiteral("halvaned"));
+    QDBusConnection bus = busNamed(busSetting, QStringLiteral("halvaned"));
+    TriskVXClock *clock = TriskVXClock::systemClock();
+    std::unique_ptr<TriskVXClock> testClock;
+    if (parser.isSet(testClockOption)) {
+        testClock = std::make_unique<TriskVXClock>();
+        testClock->setNow(QDateTime::currentDateTimeUtc());
+        clock = testClock.get();
+    } else {
+        clock->watchSystemTimeZone();
+    }
 
-    HalvaneScheduler scheduler(TriskVXClock::systemClock());
+    const bool dryRun = parser.isSet(dryRunOption) || parser.isSet(demoOption);
+    HalvanePowerBackend power(busNamed(parser.value(logindBusOption), QStringLiteral("halvaned-logind")), dryRun);
+    HalvanePerformer performer(&power);
+    HalvaneScheduler scheduler(clock, &performer);
+    scheduler.setCatchUpSeconds(catchUp);
+
+    std::unique_ptr<HalvanePersistence> persistence;
+    if (!parser.isSet(memoryOption)) {
+        const QString directory = parser.isSet(stateOption) ? parser.value(stateOption) : defaultStateDirectory(systemBus);
+        persistence = std::make_unique<HalvanePersistence>(&scheduler, directory + QStringLiteral("/store.plist"));
+        if (!persistence->load())
+            return 1;
+    }
     if (parser.isSet(demoOption)) {
-        const HalvaneResult result = scheduler.handle(
-            kVXRPCEventStoreStore,
-            { { kVXRPCParameterEvents, HalvaneDemoSchedule::events(TriskVXClock::systemClock()->now()) } });
+        const HalvaneResult result =
+            scheduler.handle(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, HalvaneDemoSchedule::events(clock->now())}});
         if (!result.succeeded()) {
             complain(result.message());
             return 1;
         }
     }
-    HalvaneSchedulerService service(&scheduler);
+
+    std::unique_ptr<HalvaneAuthority> authority;
+    if (rightsKind == QLatin1String("polkit")) {
+        authority = std::make_unique<HalvanePolkitAuthority>(busNamed(parser.value(polkitBusOption), QStringLiteral("halvaned-polkit")));
+    } else {
+        QString rules = parser.value(rulesOption);
+        if (!parser.isSet(rulesOption)) {
+            const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+            rules = config.isEmpty() ? QString() : config + QStringLiteral("/halvane/rights.plist");
+        }
+        authority = std::make_unique<HalvaneRulesAuthority>(rules, ::getuid());
+    }
+
+    HalvaneSchedulerService service(&scheduler, authority.get(), persistence.get());
     QString error;
     if (!service.registerOn(bus, parser.value(nameOption), &error)) {
         complain(error);
         return 1;
     }
-    qCInfo(lcHalvaned).noquote()
-        << QStringLiteral("serving %1 on the %2 bus").arg(parser.value(nameOption), busSetting);
+    std::unique_ptr<HalvaneTestClock> testClockObject;
+    if (testClock) {
+        testClockObject = std::make_unique<HalvaneTestClock>(testClock.get());
+        bus.registerObject(kTestClockPath, testClockObject.get());
+    }
+    scheduler.start();
+    if (persistence)
+        persistence->saveNow();
+    qCInfo(lcHalvaned).noquote() << QStringLiteral("serving %1 on the %2 bus%3")
+                                        .arg(parser.value(nameOption), busSetting, dryRun ? QStringLiteral(" (dry run)") : QString());
 
     TriskVXBusWatcher busWatcher(bus);
     QObject::connect(&busWatcher, &TriskVXBusWatcher::busDisconnected, qApp, [] {
         qCWarning(lcHalvaned).noquote() << QStringLiteral("the bus went away; stopping");
         QCoreApplication::exit(1);
     });
-    TriskVXUnixSignalWatcher signalWatcher({ SIGTERM, SIGINT, SIGHUP });
+    TriskVXUnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
     QObject::connect(&signalWatcher, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
         qCInfo(lcHalvaned).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
         QCoreApplication::quit();
     });
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    if (persistence)
+        persistence->saveNow();
+    return status;
 }

@@ -1,5 +1,7 @@
 #include "HalvaneEventStore.h"
 
+#include "HalvaneAction.h"
+#include "HalvaneTrigger.h"
 #include "TriskVXRecords.h"
 
 #include <QSet>
@@ -46,11 +48,8 @@ bool HalvaneEventStore::isValidEvent(const QVariant &event, QString *error)
     const QVariantList triggers = record.value(kVXEventTriggers).toList();
     for (const QVariant &trigger : triggers) {
         const QVariantMap map = trigger.toMap();
-        if (map.value(kVXTriggerType).toString() != kVXTriggerType_Once) {
-            if (error)
-                *error = QStringLiteral("unknown trigger type %1").arg(map.value(kVXTriggerType).toString());
+        if (!HalvaneTrigger::isValid(map, error))
             return false;
-        }
         if (map.contains(kVXTriggerIdentifier)) {
             const QVariant id = map.value(kVXTriggerIdentifier);
             if (id.typeId() != QMetaType::QString || id.toString().isEmpty() || triggerIDs.contains(id.toString())) {
@@ -59,6 +58,18 @@ bool HalvaneEventStore::isValidEvent(const QVariant &event, QString *error)
                 return false;
             }
             triggerIDs.insert(id.toString());
+        }
+    }
+    if (record.contains(kVXEventActions)) {
+        if (record.value(kVXEventActions).typeId() != QMetaType::QVariantList) {
+            if (error)
+                *error = QStringLiteral("an event's actions are not an array");
+            return false;
+        }
+        const QVariantList actions = record.value(kVXEventActions).toList();
+        for (const QVariant &action : actions) {
+            if (!HalvaneAction::isValid(action, error))
+                return false;
         }
     }
     return true;

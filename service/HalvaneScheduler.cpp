@@ -1,12 +1,15 @@
 #include "HalvaneScheduler.h"
 
+#include "HalvaneAction.h"
+#include "HalvanePerformer.h"
 #include "HalvaneServiceLogging.h"
+#include "HalvaneTrigger.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
+#include "TriskVXDeadlineTimer.h"
 #include "TriskVXObserver.h"
 #include "TriskVXRecords.h"
 
-#include <QCoreApplication>
 #include <QTimer>
 
 #include <algorithm>
@@ -15,8 +18,14 @@ namespace {
 // Part 1.1 leaves these to the service; docs/protocol.md documents them.
 const qint64 kDefaultNoticePeriodSeconds = 5 * 60;
 const qint64 kDefaultWarningLeadSeconds = 60;
-// A timer is never armed further ahead than this, so that a long wait re-reads the clock now and then.
-const qint64 kLongestWakeMSecs = 60 * 60 * 1000;
+// Bounds the walk over cancelled firings of one trigger.
+const int kLongestSkipWalk = 1024;
+
+const QString kVersionKey = QStringLiteral("Version");
+const QString kEnabledKey = QStringLiteral("Enabled");
+const QString kEventsKey = QStringLiteral("Events");
+const QString kTriggersKey = QStringLiteral("TriggerStates");
+const qint64 kStateVersion = 1;
 
 struct ParameterRule
 {
@@ -32,25 +41,20 @@ bool checkParameters(const QVariantMap &parameters, const QList<ParameterRule> &
         const auto value = parameters.constFind(rule.name);
         if (value == parameters.cend()) {
             if (rule.required) {
-                *result = HalvaneResult::failure(kVXStatusInvalidParameter,
-                                                 QStringLiteral("missing parameter %1").arg(rule.name));
+                *result = HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("missing parameter %1").arg(rule.name));
                 return false;
             }
             continue;
         }
         if (value->typeId() != rule.type) {
-            *result = HalvaneResult::failure(kVXStatusInvalidParameter,
-                                             QStringLiteral("parameter %1 has the wrong type").arg(rule.name));
+            *result = HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("parameter %1 has the wrong type").arg(rule.name));
             return false;
         }
     }
     for (auto it = parameters.cbegin(); it != parameters.cend(); ++it) {
-        const bool known = std::any_of(rules.cbegin(), rules.cend(), [&](const ParameterRule &rule) {
-            return rule.name == it.key();
-        });
+        const bool known = std::any_of(rules.cbegin(), rules.cend(), [&](const ParameterRule &rule) { return rule.name == it.key(); });
         if (!known) {
-            *result = HalvaneResult::failure(kVXStatusInvalidParameter,
-                                             QStringLiteral("unknown parameter %1").arg(it.key()));
+            *result = HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("unknown parameter %1").arg(it.key()));
             return false;
         }
     }
@@ -58,28 +62,34 @@ bool checkParameters(const QVariantMap &parameters, const QList<ParameterRule> &
 }
 } // namespace
 
-HalvaneScheduler::HalvaneScheduler(TriskVXClock *clock, QObject *parent)
+HalvaneScheduler::HalvaneScheduler(TriskVXClock *clock, HalvanePerformer *performer, QObject *parent)
     : QObject(parent)
     , m_clock(clock ? clock : TriskVXClock::systemClock())
-    , m_wakeTimer(new QTimer(this))
+    , m_performer(performer)
+    , m_timer(new TriskVXDeadlineTimer(m_clock, this))
 {
-    m_wakeTimer->setSingleShot(true);
-    m_wakeTimer->setTimerType(Qt::PreciseTimer);
-    connect(m_wakeTimer, &QTimer::timeout, this, &HalvaneScheduler::fireDue);
-    connect(m_clock, &TriskVXClock::timeChanged, this, &HalvaneScheduler::fireDue);
-    republish();
+    connect(m_timer, &TriskVXDeadlineTimer::timeout, this, [this] { handleDue(); });
+    connect(m_timer, &TriskVXDeadlineTimer::clockChanged, this, [this] { handleDue(); });
+    republish(queue());
 }
+
+HalvaneScheduler::~HalvaneScheduler() = default;
 
 QStringList HalvaneScheduler::requestNames()
 {
-    return { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
-             kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled };
+    return {kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
+            kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled};
+}
+
+void HalvaneScheduler::start()
+{
+    m_started = true;
+    handleDue(Pass::Starting);
 }
 
 HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap &parameters)
 {
-    HalvaneResult result
-        = HalvaneResult::failure(kVXStatusUnknownRequest, QStringLiteral("unknown request %1").arg(request));
+    HalvaneResult result = HalvaneResult::failure(kVXStatusUnknownRequest, QStringLiteral("unknown request %1").arg(request));
     if (request == kVXRPCSchedulerAdjust)
         result = adjust(parameters);
     else if (request == kVXRPCSchedulerCancel)
@@ -95,119 +105,154 @@ HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap
     if (result.succeeded())
         qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 done").arg(request);
     else
-        qCInfo(lcHalvaned).noquote()
-            << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
     return result;
+}
+
+HalvaneResult HalvaneScheduler::checkTrigger(const QString &triggerID) const
+{
+    if (!m_store.containsTrigger(triggerID))
+        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("unknown trigger %1").arg(triggerID));
+    return HalvaneResult::ok();
 }
 
 HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters,
-                         { { kVXRPCParameterTriggerID, QMetaType::QString, true },
-                           { kVXRPCParameterDate, QMetaType::QDateTime, true } },
+    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, true}, {kVXRPCParameterDate, QMetaType::QDateTime, true}},
                          &result))
         return result;
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
-    if (!m_store.containsTrigger(triggerID))
-        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("unknown trigger %1").arg(triggerID));
-    m_adjustments.insert(triggerID, parameters.value(kVXRPCParameterDate).toDateTime().toUTC());
-    // Choosing a new time brings a skipped firing back.
-    m_cancelled.remove(triggerID);
-    m_cancelledUntil.remove(triggerID);
-    fireDue();
+    if (result = checkTrigger(triggerID); !result.succeeded())
+        return result;
+    HalvaneTriggerState state = m_states.value(triggerID);
+    // Choosing a new time brings the firing back if it was cancelled.
+    state.skipped.clear();
+    state.until = QDateTime();
+    const QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
+    if (!natural.isValid())
+        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("trigger %1 has no firing left to adjust").arg(triggerID));
+    state.adjustedNatural = natural;
+    state.adjustedDate = parameters.value(kVXRPCParameterDate).toDateTime().toUTC();
+    m_states.insert(triggerID, state);
+    Q_EMIT stateChanged();
+    handleDue();
     return result;
 }
 
 HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters,
-                         { { kVXRPCParameterTriggerID, QMetaType::QString, true },
-                           { kVXRPCParameterUntil, QMetaType::QDateTime, false } },
+    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, true}, {kVXRPCParameterUntil, QMetaType::QDateTime, false}},
                          &result))
         return result;
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
-    if (!m_store.containsTrigger(triggerID))
-        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("unknown trigger %1").arg(triggerID));
-    if (parameters.contains(kVXRPCParameterUntil))
-        m_cancelledUntil.insert(triggerID, parameters.value(kVXRPCParameterUntil).toDateTime().toUTC());
-    else
-        m_cancelled.insert(triggerID);
-    republish();
+    if (result = checkTrigger(triggerID); !result.succeeded())
+        return result;
+    HalvaneTriggerState state = m_states.value(triggerID);
+    if (parameters.contains(kVXRPCParameterUntil)) {
+        state.until = parameters.value(kVXRPCParameterUntil).toDateTime().toUTC();
+        if (state.adjustedNatural.isValid() && state.adjustedNatural < state.until) {
+            state.adjustedNatural = QDateTime();
+            state.adjustedDate = QDateTime();
+        }
+    } else {
+        const QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
+        if (!natural.isValid())
+            return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("trigger %1 has no queued firing").arg(triggerID));
+        state.skipped.append(natural);
+        if (state.adjustedNatural == natural) {
+            state.adjustedNatural = QDateTime();
+            state.adjustedDate = QDateTime();
+        }
+    }
+    m_states.insert(triggerID, state);
+    Q_EMIT stateChanged();
+    handleDue();
     return result;
 }
 
 HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, { { kVXRPCParameterTriggerID, QMetaType::QString, false } }, &result))
+    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, false}}, &result))
         return result;
     if (!parameters.contains(kVXRPCParameterTriggerID)) {
-        m_adjustments.clear();
-        m_cancelled.clear();
-        m_cancelledUntil.clear();
-        fireDue();
-        return result;
+        for (HalvaneTriggerState &state : m_states)
+            state.resetChanges();
+    } else {
+        const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
+        if (result = checkTrigger(triggerID); !result.succeeded())
+            return result;
+        m_states[triggerID].resetChanges();
     }
-    const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
-    if (!m_store.containsTrigger(triggerID))
-        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("unknown trigger %1").arg(triggerID));
-    m_adjustments.remove(triggerID);
-    m_cancelled.remove(triggerID);
-    m_cancelledUntil.remove(triggerID);
-    fireDue();
+    Q_EMIT stateChanged();
+    handleDue();
     return result;
 }
 
 HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters,
-                         { { kVXRPCParameterUniqueID, QMetaType::QString, true },
-                           { kVXRPCParameterApplyCriteria, QMetaType::Bool, false } },
+    if (!checkParameters(parameters, {{kVXRPCParameterUniqueID, QMetaType::QString, true}, {kVXRPCParameterApplyCriteria, QMetaType::Bool, false}},
                          &result))
         return result;
     const QString eventID = parameters.value(kVXRPCParameterUniqueID).toString();
     if (!m_store.containsEvent(eventID))
         return HalvaneResult::failure(kVXStatusUnknownEvent, QStringLiteral("unknown event %1").arg(eventID));
     if (!TriskVXRecords::isPerformableOnDemand(m_store.event(eventID)))
-        return HalvaneResult::failure(kVXStatusNotPerformable,
-                                      QStringLiteral("event %1 cannot be performed on demand").arg(eventID));
-    // The one criterion so far: the scheduler is enabled.
-    if (parameters.value(kVXRPCParameterApplyCriteria).toBool() && !m_enabled)
-        return HalvaneResult::failure(kVXStatusCriteriaNotMet, QStringLiteral("the scheduler is disabled"));
+        return HalvaneResult::failure(kVXStatusNotPerformable, QStringLiteral("event %1 cannot be performed on demand").arg(eventID));
+    // The criteria (docs/protocol.md): the scheduler is enabled, and the event is not being performed.
+    if (parameters.value(kVXRPCParameterApplyCriteria).toBool()) {
+        if (!m_enabled)
+            return HalvaneResult::failure(kVXStatusCriteriaNotMet, QStringLiteral("the scheduler is disabled"));
+        if (isActive(eventID))
+            return HalvaneResult::failure(kVXStatusCriteriaNotMet, QStringLiteral("event %1 is being performed").arg(eventID));
+    }
     startPerforming(eventID, QStringLiteral("on demand"));
-    republish();
+    republish(queue());
     return result;
 }
 
 HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, { { kVXRPCParameterEvents, QMetaType::QVariantList, true } }, &result))
+    if (!checkParameters(parameters, {{kVXRPCParameterEvents, QMetaType::QVariantList, true}}, &result))
         return result;
     result = m_store.store(parameters.value(kVXRPCParameterEvents).toList());
     if (!result.succeeded())
         return result;
-    // Adjustments and cancellations of triggers that a replaced event no longer has are forgotten.
+    // State of triggers that a replaced event no longer has is forgotten; new repeating triggers fire
+    // from now on.
     const QStringList vanished = m_store.takeVanishedTriggers();
-    for (const QString &triggerID : vanished) {
-        m_adjustments.remove(triggerID);
-        m_cancelled.remove(triggerID);
-        m_cancelledUntil.remove(triggerID);
+    for (const QString &triggerID : vanished)
+        m_states.remove(triggerID);
+    const QDateTime now = m_clock->now();
+    const QList<QVariantMap> events = m_store.events();
+    for (const QVariantMap &event : events) {
+        const QVariantList triggers = event.value(kVXEventTriggers).toList();
+        for (const QVariant &trigger : triggers) {
+            const QString id = trigger.toMap().value(kVXTriggerIdentifier).toString();
+            if (!m_states.contains(id))
+                m_states[id].anchor = now;
+        }
     }
-    fireDue();
+    Q_EMIT stateChanged();
+    handleDue();
     return result;
 }
 
 HalvaneResult HalvaneScheduler::setEnabled(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, { { kVXRPCParameterEnabled, QMetaType::Bool, true } }, &result))
+    if (!checkParameters(parameters, {{kVXRPCParameterEnabled, QMetaType::Bool, true}}, &result))
         return result;
-    m_enabled = parameters.value(kVXRPCParameterEnabled).toBool();
-    fireDue();
+    const bool enabled = parameters.value(kVXRPCParameterEnabled).toBool();
+    if (enabled != m_enabled) {
+        m_enabled = enabled;
+        Q_EMIT stateChanged();
+    }
+    handleDue();
     return result;
 }
 
@@ -217,6 +262,43 @@ qint64 HalvaneScheduler::secondsOf(const QVariantMap &event, const QString &key,
     return value == event.cend() ? fallback : qint64(value->toDouble());
 }
 
+QVariantMap HalvaneScheduler::triggerRecordOf(const QString &triggerID) const
+{
+    const QVariantList triggers = m_store.event(m_store.eventOfTrigger(triggerID)).value(kVXEventTriggers).toList();
+    for (const QVariant &trigger : triggers) {
+        const QVariantMap map = trigger.toMap();
+        if (map.value(kVXTriggerIdentifier).toString() == triggerID)
+            return map;
+    }
+    return QVariantMap();
+}
+
+QDateTime HalvaneScheduler::nextNatural(const QVariantMap &record, const HalvaneTriggerState &state) const
+{
+    const HalvaneTrigger trigger(record);
+    const QTimeZone zone = m_clock->timeZone();
+    QDateTime after = state.lastFired.isValid() ? state.lastFired : (trigger.isRepeating() ? state.anchor : QDateTime());
+    if (trigger.isRepeating() && !after.isValid())
+        after = m_clock->now();
+    QDate lastDate = state.lastFiredDate;
+    // Postponed: a repeating trigger starts again at the until date; a once trigger before it is gone.
+    if (state.until.isValid() && trigger.isRepeating() && (!after.isValid() || after < state.until))
+        after = state.until.addMSecs(-1);
+    for (int walk = 0; walk < kLongestSkipWalk; ++walk) {
+        const QDateTime natural = trigger.nextFiring(after, lastDate, zone);
+        if (!natural.isValid())
+            return QDateTime();
+        if (!trigger.isRepeating() && state.until.isValid() && natural < state.until)
+            return QDateTime();
+        if (!state.skipped.contains(natural))
+            return natural;
+        after = natural;
+        if (trigger.isRepeating())
+            lastDate = natural.toTimeZone(zone).date();
+    }
+    return QDateTime();
+}
+
 QList<HalvaneScheduler::QueuedFiring> HalvaneScheduler::queue() const
 {
     QList<QueuedFiring> firings;
@@ -224,20 +306,20 @@ QList<HalvaneScheduler::QueuedFiring> HalvaneScheduler::queue() const
     for (const QVariantMap &event : events) {
         if (!event.value(kVXEventEnabled, true).toBool())
             continue;
+        const QString eventID = event.value(kVXEventUniqueID).toString();
         const QVariantList triggers = event.value(kVXEventTriggers).toList();
         for (const QVariant &trigger : triggers) {
-            const QVariantMap map = trigger.toMap();
-            const QString triggerID = map.value(kVXTriggerIdentifier).toString();
-            if (m_cancelled.contains(triggerID))
+            const QVariantMap record = trigger.toMap();
+            const QString triggerID = record.value(kVXTriggerIdentifier).toString();
+            const HalvaneTriggerState state = m_states.value(triggerID);
+            const QDateTime natural = nextNatural(record, state);
+            if (!natural.isValid())
                 continue;
-            const QDateTime date = m_adjustments.value(triggerID, map.value(kVXTriggerDate).toDateTime()).toUTC();
-            const QDateTime until = m_cancelledUntil.value(triggerID);
-            if (until.isValid() && date < until)
-                continue;
-            firings.append({ triggerID, event.value(kVXEventUniqueID).toString(), date });
+            const QDateTime date = state.adjustedNatural == natural ? state.adjustedDate : natural;
+            firings.append({triggerID, eventID, natural, date});
         }
     }
-    std::stable_sort(firings.begin(), firings.end(), [](const QueuedFiring &a, const QueuedFiring &b) {
+    std::sort(firings.begin(), firings.end(), [](const QueuedFiring &a, const QueuedFiring &b) {
         return a.date < b.date || (a.date == b.date && a.triggerID < b.triggerID);
     });
     return firings;
@@ -245,66 +327,54 @@ QList<HalvaneScheduler::QueuedFiring> HalvaneScheduler::queue() const
 
 QVariantMap HalvaneScheduler::queuedTriggerRecord(const QueuedFiring &firing) const
 {
-    const QVariantMap event = m_store.event(firing.eventID);
-    QVariantMap trigger;
-    const QVariantList triggers = event.value(kVXEventTriggers).toList();
-    for (const QVariant &candidate : triggers) {
-        if (candidate.toMap().value(kVXTriggerIdentifier).toString() == firing.triggerID)
-            trigger = candidate.toMap();
-    }
+    QVariantMap trigger = triggerRecordOf(firing.triggerID);
     trigger.insert(kVXTriggerDate, firing.date);
-    return { { kVXQueuedTriggerTriggerID, firing.triggerID },
-             { kVXQueuedTriggerEvent, event },
-             { kVXQueuedTriggerTrigger, trigger } };
+    return {{kVXQueuedTriggerTriggerID, firing.triggerID},
+            {kVXQueuedTriggerEvent, m_store.event(firing.eventID)},
+            {kVXQueuedTriggerTrigger, trigger}};
 }
 
-void HalvaneScheduler::republish()
+void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
 {
     const QDateTime now = m_clock->now();
-    const QList<QueuedFiring> firings = queue();
     QVariantList pending;
     QVariantList current;
     QVariantList warnings;
+    pending.reserve(firings.size());
     for (const QueuedFiring &firing : firings) {
         const QVariantMap record = queuedTriggerRecord(firing);
         const QVariantMap event = record.value(kVXQueuedTriggerEvent).toMap();
         pending.append(record);
-        if (now.secsTo(firing.date) <= secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds))
+        const qint64 secondsAway = now.secsTo(firing.date);
+        if (secondsAway <= secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds))
             current.append(record);
-        if (now.secsTo(firing.date) <= secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)) {
-            const QString message = event.contains(kVXEventWarningMessage)
-                ? event.value(kVXEventWarningMessage).toString()
-                : QCoreApplication::translate("HalvaneScheduler", "“%1” is about to run.")
-                      .arg(event.value(kVXEventName).toString());
-            warnings.append(
-                QVariantMap { { kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning")) },
-                              { kVXQueuedWarningEvent, event },
-                              { kVXQueuedWarningDate, firing.date },
-                              { kVXQueuedWarningMessage, message } });
+        if (secondsAway <= secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)) {
+            warnings.append(QVariantMap{{kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning"))},
+                                        {kVXQueuedWarningEvent, event},
+                                        {kVXQueuedWarningDate, firing.date},
+                                        {kVXQueuedWarningMessage, HalvaneAction::warningMessage(event)}});
         }
     }
     QVariantList active;
     for (const QString &eventID : std::as_const(m_activeOrder))
-        active.append(QVariantMap { { kVXActiveEventEvent, m_store.event(eventID) } });
+        active.append(QVariantMap{{kVXActiveEventEvent, m_store.event(eventID)}});
     QVariantList onDemand;
     const QList<QVariantMap> events = m_store.events();
     for (const QVariantMap &event : events) {
         if (TriskVXRecords::isPerformableOnDemand(event))
             onDemand.append(event);
     }
-    QVariantList rights;
-    for (const QString &request : requestNames())
-        rights.append(QVariantMap { { kVXAuthorisationRightSignature, request },
-                                    { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } });
 
-    const QHash<QString, QVariant> values {
-        { kVXObserveSchedulerPending, pending },      { kVXObserveSchedulerActive, active },
-        { kVXObserveSchedulerEnabled, m_enabled },    { kVXObserveNotificationsCurrent, current },
-        { kVXObserveNotificationsWarning, warnings }, { kVXObserveOnDemandAvailable, onDemand },
-        { kVXObserveAuthorisationRights, rights }
-    };
+    const QHash<QString, QVariant> values{{kVXObserveSchedulerPending, pending},
+                                          {kVXObserveSchedulerActive, active},
+                                          {kVXObserveSchedulerEnabled, m_enabled},
+                                          {kVXObserveNotificationsCurrent, current},
+                                          {kVXObserveNotificationsWarning, warnings},
+                                          {kVXObserveOnDemandAvailable, onDemand}};
     QStringList changed;
     for (const QString &name : TriskVXObserver::observedVariables()) {
+        if (!values.contains(name))
+            continue;
         const QVariant value = values.value(name);
         if (m_published.value(name) != value) {
             m_published.insert(name, value);
@@ -319,55 +389,158 @@ void HalvaneScheduler::republish()
 void HalvaneScheduler::scheduleWake(const QList<QueuedFiring> &firings)
 {
     const QDateTime now = m_clock->now();
-    qint64 wait = kLongestWakeMSecs;
+    QDateTime wake;
     for (const QueuedFiring &firing : firings) {
         const QVariantMap event = m_store.event(firing.eventID);
-        const QDateTime boundaries[]
-            = { firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
-                firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)), firing.date };
+        const QDateTime boundaries[] = {firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
+                                        firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)),
+                                        firing.date};
         for (const QDateTime &boundary : boundaries) {
-            const qint64 until = now.msecsTo(boundary);
-            if (until > 0)
-                wait = qMin(wait, until);
+            if (boundary > now && (!wake.isValid() || boundary < wake))
+                wake = boundary;
         }
     }
-    m_wakeTimer->start(int(wait));
+    if (wake.isValid())
+        m_timer->start(wake);
+    else
+        m_timer->stop();
 }
 
-void HalvaneScheduler::fireDue()
+void HalvaneScheduler::handleDue(Pass pass)
 {
+    if (!m_started) {
+        republish(queue());
+        return;
+    }
     const QDateTime now = m_clock->now();
     const QList<QueuedFiring> firings = queue();
+    bool consumed = false;
     for (const QueuedFiring &firing : firings) {
         if (firing.date > now)
             break;
         const QString name = m_store.event(firing.eventID).value(kVXEventName).toString();
-        if (m_enabled)
-            startPerforming(firing.eventID, QStringLiteral("trigger %1").arg(firing.triggerID));
+        const qint64 late = firing.date.secsTo(now);
+        if (pass == Pass::Starting && late > m_catchUpSeconds)
+            qCWarning(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” was due at %3 while halvaned was not running; "
+                                                              "skipped, being more than %4 s late")
+                                                   .arg(firing.triggerID, name, firing.date.toString(Qt::ISODate))
+                                                   .arg(m_catchUpSeconds);
+        else if (!m_enabled)
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” passed while the scheduler was disabled").arg(firing.triggerID, name);
         else
-            qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” passed while the scheduler was disabled")
-                                                .arg(firing.triggerID, name);
+            startPerforming(firing.eventID, QStringLiteral("trigger %1%2").arg(firing.triggerID, late > 1 ? QStringLiteral(", %1 s late").arg(late) : QString()));
+        consume(firing);
+        consumed = true;
+    }
+    if (consumed)
+        Q_EMIT stateChanged();
+    republish(consumed ? queue() : firings);
+}
+
+void HalvaneScheduler::consume(const QueuedFiring &firing)
+{
+    const QVariantMap record = triggerRecordOf(firing.triggerID);
+    if (!HalvaneTrigger(record).isRepeating()) {
         // A once trigger is gone once its time has come.
         m_store.removeTrigger(firing.triggerID);
-        m_adjustments.remove(firing.triggerID);
-        m_cancelled.remove(firing.triggerID);
-        m_cancelledUntil.remove(firing.triggerID);
+        m_states.remove(firing.triggerID);
+        return;
     }
-    republish();
+    const QTimeZone zone = m_clock->timeZone();
+    const QDateTime now = m_clock->now();
+    HalvaneTriggerState &state = m_states[firing.triggerID];
+    auto markFired = [&](const QDateTime &natural) {
+        state.lastFired = natural;
+        state.lastFiredDate = natural.toTimeZone(zone).date();
+        state.skipped.removeIf([&](const QDateTime &skipped) { return skipped <= natural; });
+        if (state.adjustedNatural.isValid() && state.adjustedNatural <= natural) {
+            state.adjustedNatural = QDateTime();
+            state.adjustedDate = QDateTime();
+        }
+    };
+    markFired(firing.natural);
+    // Firings that also came while the machine slept or the clock jumped are not performed again.
+    int missed = 0;
+    for (QDateTime natural = nextNatural(record, state); natural.isValid() && natural <= now && missed < kLongestSkipWalk;
+         natural = nextNatural(record, state)) {
+        markFired(natural);
+        ++missed;
+    }
+    if (missed > 0)
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1: %2 more firings passed unperformed").arg(firing.triggerID).arg(missed);
 }
 
 void HalvaneScheduler::startPerforming(const QString &eventID, const QString &why)
 {
-    const QString name = m_store.event(eventID).value(kVXEventName).toString();
-    qCInfo(lcHalvaned).noquote() << QStringLiteral("performing “%1” (%2)").arg(name, why);
+    const QVariantMap event = m_store.event(eventID);
     if (m_activeCount[eventID]++ == 0)
         m_activeOrder.append(eventID);
-    QTimer::singleShot(m_performDuration, this, [this, eventID, name] {
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("performed “%1”").arg(name);
+    auto finished = [this, eventID] {
         if (--m_activeCount[eventID] == 0) {
             m_activeCount.remove(eventID);
             m_activeOrder.removeAll(eventID);
         }
-        republish();
-    });
+        republish(queue());
+    };
+    if (m_performer) {
+        m_performer->perform(event, why, finished);
+    } else {
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("performing “%1” (%2)").arg(event.value(kVXEventName).toString(), why);
+        QTimer::singleShot(0, this, finished);
+    }
+}
+
+QVariantMap HalvaneScheduler::toPropertyList() const
+{
+    QVariantList events;
+    const QList<QVariantMap> stored = m_store.events();
+    for (const QVariantMap &event : stored)
+        events.append(event);
+    QVariantMap states;
+    for (auto it = m_states.cbegin(); it != m_states.cend(); ++it)
+        states.insert(it.key(), it.value().toPropertyList());
+    return {{kVersionKey, kStateVersion}, {kEnabledKey, m_enabled}, {kEventsKey, events}, {kTriggersKey, states}};
+}
+
+bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
+{
+    if (propertyList.value(kVersionKey).toLongLong() != kStateVersion) {
+        *error = QStringLiteral("unknown state version %1").arg(propertyList.value(kVersionKey).toString());
+        return false;
+    }
+    if (propertyList.value(kEnabledKey).typeId() != QMetaType::Bool || propertyList.value(kEventsKey).typeId() != QMetaType::QVariantList
+        || propertyList.value(kTriggersKey).typeId() != QMetaType::QVariantMap) {
+        *error = QStringLiteral("the state is missing Enabled, Events or TriggerStates");
+        return false;
+    }
+    HalvaneEventStore store;
+    const QVariantList events = propertyList.value(kEventsKey).toList();
+    if (!events.isEmpty()) {
+        const HalvaneResult result = store.store(events);
+        if (!result.succeeded()) {
+            *error = result.message();
+            return false;
+        }
+    }
+    store.takeVanishedTriggers();
+    QHash<QString, HalvaneTriggerState> states;
+    const QVariantMap stored = propertyList.value(kTriggersKey).toMap();
+    for (auto it = stored.cbegin(); it != stored.cend(); ++it) {
+        if (store.containsTrigger(it.key()))
+            states.insert(it.key(), HalvaneTriggerState::fromPropertyList(it.value().toMap()));
+    }
+    const QDateTime now = m_clock->now();
+    for (const QVariant &event : events) {
+        const QVariantList triggers = event.toMap().value(kVXEventTriggers).toList();
+        for (const QVariant &trigger : triggers) {
+            const QString id = trigger.toMap().value(kVXTriggerIdentifier).toString();
+            if (!states.contains(id))
+                states[id].anchor = now;
+        }
+    }
+    m_store = store;
+    m_states = states;
+    m_enabled = propertyList.value(kEnabledKey).toBool();
+    republish(queue());
+    return true;
 }

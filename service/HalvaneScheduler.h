@@ -2,25 +2,28 @@
 
 #include "HalvaneEventStore.h"
 #include "HalvaneResult.h"
+#include "HalvaneTriggerState.h"
 
 #include <QDateTime>
 #include <QHash>
 #include <QObject>
-#include <QSet>
 #include <QVariant>
 
-class QTimer;
+class HalvanePerformer;
 class TriskVXClock;
+class TriskVXDeadlineTimer;
 
-// The scheduler itself, without transport: the event store, the queue of next firings with their
-// adjustments and cancellations, the published variables, the requests of Part 1.1 and the firing of
-// triggers as the clock reaches them.
+// The scheduler itself, without transport: the event store, the next firing of every trigger with the
+// person's adjustments and cancellations, the published variables, the requests of Part 1.1, and the
+// firing of triggers as the wall clock reaches them.
 class HalvaneScheduler : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit HalvaneScheduler(TriskVXClock *clock, QObject *parent = nullptr);
+    // The performer runs the events' actions; without one, performing only logs.
+    HalvaneScheduler(TriskVXClock *clock, HalvanePerformer *performer, QObject *parent = nullptr);
+    ~HalvaneScheduler() override;
 
     // Answers one request (a kVXRPC... name and its parameters) and publishes what it changed.
     HalvaneResult handle(const QString &request, const QVariantMap &parameters);
@@ -36,41 +39,60 @@ public:
     QVariant variable(const QString &name) const { return m_published.value(name); }
     bool isEnabled() const { return m_enabled; }
     const HalvaneEventStore &eventStore() const { return m_store; }
+    HalvaneTriggerState triggerState(const QString &triggerID) const { return m_states.value(triggerID); }
     // Every request name the service answers.
     static QStringList requestNames();
 
-    // Time between performing an event's start and its end; actions take no time in this version.
-    void setPerformDuration(int milliseconds) { m_performDuration = milliseconds; }
+    // The persistent state (events, trigger states, enabled) as a property list, and back. restore
+    // refuses a list it cannot read whole and then changes nothing.
+    QVariantMap toPropertyList() const;
+    bool restore(const QVariantMap &propertyList, QString *error);
+
+    // Handles what came due while the service was not running, with the catch-up rule, and starts firing.
+    void start();
+    // A firing found overdue at start is still performed when it is at most this late (default 300 s).
+    void setCatchUpSeconds(qint64 seconds) { m_catchUpSeconds = seconds; }
+    qint64 catchUpSeconds() const { return m_catchUpSeconds; }
 
 Q_SIGNALS:
     // The variables whose published values just changed, in the order of Part 1.1.
     void variablesChanged(const QStringList &names);
+    // Something that is persisted changed.
+    void stateChanged();
 
 private:
     struct QueuedFiring
     {
         QString triggerID;
         QString eventID;
+        QDateTime natural;
         QDateTime date;
     };
 
+    enum class Pass { Running, Starting };
+
     QList<QueuedFiring> queue() const;
+    QDateTime nextNatural(const QVariantMap &trigger, const HalvaneTriggerState &state) const;
+    QVariantMap triggerRecordOf(const QString &triggerID) const;
     QVariantMap queuedTriggerRecord(const QueuedFiring &firing) const;
-    void republish();
-    void fireDue();
-    void scheduleWake(const QList<QueuedFiring> &queue);
+    void republish(const QList<QueuedFiring> &firings);
+    void handleDue(Pass pass = Pass::Running);
+    void consume(const QueuedFiring &firing);
+    void scheduleWake(const QList<QueuedFiring> &firings);
     void startPerforming(const QString &eventID, const QString &why);
+    bool isActive(const QString &eventID) const { return m_activeCount.value(eventID) > 0; }
     qint64 secondsOf(const QVariantMap &event, const QString &key, qint64 fallback) const;
+    HalvaneResult checkTrigger(const QString &triggerID) const;
 
     TriskVXClock *m_clock;
+    HalvanePerformer *m_performer;
+    TriskVXDeadlineTimer *m_timer;
     HalvaneEventStore m_store;
+    QHash<QString, HalvaneTriggerState> m_states;
     bool m_enabled = true;
-    QHash<QString, QDateTime> m_adjustments;
-    QSet<QString> m_cancelled;
-    QHash<QString, QDateTime> m_cancelledUntil;
+    bool m_started = false;
+    qint64 m_catchUpSeconds = 300;
     QStringList m_activeOrder;
     QHash<QString, int> m_activeCount;
     QHash<QString, QVariant> m_published;
-    QTimer *m_wakeTimer;
-    int m_performDuration = 0;
 };

@@ -1,5 +1,7 @@
 #include "HalvaneSchedulerService.h"
 
+#include "HalvaneAuthority.h"
+#include "HalvanePersistence.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneServiceLogging.h"
 #include "TriskVXConstants.h"
@@ -9,13 +11,28 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 
-HalvaneSchedulerService::HalvaneSchedulerService(HalvaneScheduler *scheduler, QObject *parent)
+#include <memory>
+
+namespace {
+const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+
+QDBusMessage replyOf(const QDBusMessage &call, bool succeeded, qint64 status, const QString &message)
+{
+    return call.createReply(QVariantList{succeeded, QVariant::fromValue(qlonglong(status)), message});
+}
+} // namespace
+
+HalvaneSchedulerService::HalvaneSchedulerService(HalvaneScheduler *scheduler, HalvaneAuthority *authority,
+                                                 HalvanePersistence *persistence, QObject *parent)
     : QObject(parent)
     , m_scheduler(scheduler)
+    , m_authority(authority)
+    , m_persistence(persistence)
 {
     TriskVXDBusPropertyList::registerTypes();
     new SchedulerAdaptor(this);
-    connect(m_scheduler, &HalvaneScheduler::variablesChanged, this, &HalvaneSchedulerService::announce);
+    connect(m_scheduler, &HalvaneScheduler::variablesChanged, this, [this](const QStringList &names) { announce(names); });
+    connect(m_authority, &HalvaneAuthority::rightsChanged, this, &HalvaneSchedulerService::forgetRights);
 }
 
 bool HalvaneSchedulerService::registerOn(const QDBusConnection &bus, const QString &serviceName, QString *error)
@@ -33,13 +50,39 @@ bool HalvaneSchedulerService::registerOn(const QDBusConnection &bus, const QStri
                                                                QDBusConnectionInterface::DontAllowReplacement);
     if (!reply.isValid() || reply.value() != QDBusConnectionInterface::ServiceRegistered) {
         connection.unregisterObject(kVXDBusObjectPath);
-        *error = reply.isValid()
-            ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
-            : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
+        *error = reply.isValid() ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
+                                 : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
         return false;
     }
+    // A client that leaves takes its cached identity and rights with it; unique names are never reused.
+    connect(connection.interface(), &QDBusConnectionInterface::serviceOwnerChanged, this,
+            [this](const QString &name, const QString &, const QString &newOwner) {
+                if (newOwner.isEmpty() && name.startsWith(QLatin1Char(':'))) {
+                    m_uids.remove(name);
+                    m_rights.remove(name);
+                }
+            });
     m_buses.append(connection);
     return true;
+}
+
+HalvaneCaller HalvaneSchedulerService::callerOf(const QDBusMessage &message) const
+{
+    HalvaneCaller caller;
+    caller.busName = message.service();
+    const auto cached = m_uids.constFind(caller.busName);
+    if (cached != m_uids.cend()) {
+        caller.uid = cached.value();
+        return caller;
+    }
+    const QDBusReply<uint> uid = connection().interface()->serviceUid(caller.busName);
+    if (uid.isValid()) {
+        caller.uid = uid_t(uid.value());
+        m_uids.insert(caller.busName, caller.uid);
+    } else {
+        qCWarning(lcHalvaned).noquote() << QStringLiteral("cannot tell who %1 is: %2").arg(caller.busName, uid.error().message());
+    }
+    return caller;
 }
 
 QList<QVariantMap> HalvaneSchedulerService::recordList(const QString &variable) const
@@ -79,10 +122,39 @@ QList<QVariantMap> HalvaneSchedulerService::onDemandAvailable() const
 
 QList<QVariantMap> HalvaneSchedulerService::authorisationRights() const
 {
-    return recordList(kVXObserveAuthorisationRights);
+    if (!calledFromDBus())
+        return {};
+    const HalvaneCaller caller = callerOf(message());
+    const auto cached = m_rights.constFind(caller.busName);
+    if (cached != m_rights.cend())
+        return TriskVXDBusPropertyList::encodeRecordList(cached.value());
+    // The rules answer at once; polkit later, and then the caller is told to read again.
+    struct Pending
+    {
+        bool returned = false;
+        bool answered = false;
+        QVariantList rights;
+    };
+    auto pending = std::make_shared<Pending>();
+    auto *self = const_cast<HalvaneSchedulerService *>(this);
+    m_authority->rightsOf(caller, [self, caller, pending](const QVariantList &received) {
+        self->m_rights.insert(caller.busName, received);
+        pending->answered = true;
+        pending->rights = received;
+        if (pending->returned)
+            self->announce({}, {kVXObserveAuthorisationRights});
+    });
+    pending->returned = true;
+    return TriskVXDBusPropertyList::encodeRecordList(pending->rights);
 }
 
-void HalvaneSchedulerService::announce(const QStringList &names)
+void HalvaneSchedulerService::forgetRights()
+{
+    m_rights.clear();
+    announce({}, {kVXObserveAuthorisationRights});
+}
+
+void HalvaneSchedulerService::announce(const QStringList &names, const QStringList &invalidated)
 {
     QVariantMap changed;
     for (const QString &name : names) {
@@ -92,9 +164,8 @@ void HalvaneSchedulerService::announce(const QStringList &names)
             changed.insert(name, QVariant::fromValue(recordList(name)));
     }
     for (const QDBusConnection &bus : std::as_const(m_buses)) {
-        QDBusMessage signal = QDBusMessage::createSignal(
-            kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("PropertiesChanged"));
-        signal << kVXDBusInterface << changed << QStringList();
+        QDBusMessage signal = QDBusMessage::createSignal(kVXDBusObjectPath, kPropertiesInterface, QStringLiteral("PropertiesChanged"));
+        signal << kVXDBusInterface << changed << invalidated;
         bus.send(signal);
     }
 }
@@ -102,26 +173,64 @@ void HalvaneSchedulerService::announce(const QStringList &names)
 bool HalvaneSchedulerService::Authenticate(uint &protocolVersion)
 {
     protocolVersion = kVXProtocolVersion;
-    if (calledFromDBus())
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("client %1 authenticated").arg(message().service());
+    if (!calledFromDBus())
+        return true;
+    // The caller's rights are worked out before it is told it is in, so that its first read finds them.
+    setDelayedReply(true);
+    const QDBusMessage call = message();
+    const QDBusConnection bus = connection();
+    const HalvaneCaller caller = callerOf(call);
+    m_authority->rightsOf(caller, [this, call, bus, caller](const QVariantList &rights) {
+        m_rights.insert(caller.busName, rights);
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("client %1 (user %2) connected with %3 rights")
+                                            .arg(caller.busName)
+                                            .arg(caller.uid)
+                                            .arg(rights.size());
+        bus.send(call.createReply(QVariantList{true, kVXProtocolVersion}));
+    });
     return true;
 }
 
-bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &parameters, qlonglong &status,
-                                     QString &message)
+bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &parameters, qlonglong &status, QString &message)
 {
     QString error;
     const QVariant decoded = TriskVXDBusPropertyList::decode(QVariant(parameters), &error);
-    if (!decoded.isValid()) {
-        status = kVXStatusInvalidParameter;
-        message = QStringLiteral("malformed parameters: %1").arg(error);
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2").arg(request, message);
-        return false;
+    if (!calledFromDBus()) {
+        const HalvaneResult result = decoded.isValid() ? m_scheduler->handle(request, decoded.toMap())
+                                                       : HalvaneResult::failure(kVXStatusInvalidParameter, error);
+        status = result.status();
+        message = result.message();
+        return result.succeeded();
     }
-    const HalvaneResult result = m_scheduler->handle(request, decoded.toMap());
-    status = result.status();
-    message = result.message();
-    return result.succeeded();
+    setDelayedReply(true);
+    const QDBusMessage call = this->message();
+    const QDBusConnection bus = connection();
+    const HalvaneCaller caller = callerOf(call);
+    m_authority->checkRight(caller, request, [=, this](bool granted, const QString &why) {
+        if (!granted) {
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2").arg(request, why);
+            bus.send(replyOf(call, false, kVXStatusNotAuthorised, why));
+            return;
+        }
+        if (!decoded.isValid()) {
+            const QString reason = QStringLiteral("malformed parameters: %1").arg(error);
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2").arg(request, reason);
+            bus.send(replyOf(call, false, kVXStatusInvalidParameter, reason));
+            return;
+        }
+        const HalvaneResult result = m_scheduler->handle(request, decoded.toMap());
+        if (!result.succeeded() || !m_persistence) {
+            bus.send(replyOf(call, result.succeeded(), result.status(), result.message()));
+            return;
+        }
+        m_persistence->whenSaved([call, bus](bool saved) {
+            if (saved)
+                bus.send(replyOf(call, true, kVXStatusOK, QString()));
+            else
+                bus.send(replyOf(call, false, kVXStatusInternalError, QStringLiteral("the change was made but could not be saved")));
+        });
+    });
+    return false;
 }
 
 bool HalvaneSchedulerService::SchedulerAdjust(const QVariantMap &parameters, qlonglong &status, QString &message)

@@ -1,16 +1,22 @@
 #pragma once
 
+#include "HalvaneCaller.h"
+
 #include <QDBusConnection>
 #include <QDBusContext>
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QVariantMap>
 
+class HalvaneAuthority;
+class HalvanePersistence;
 class HalvaneScheduler;
-class HalvaneResult;
 
 // The scheduler on D-Bus: the object behind org.halvane.Scheduler1 (docs/protocol.md). Its slots and
-// properties are what the generated adaptor forwards to; every change is announced with PropertiesChanged.
+// properties are what the generated adaptor forwards to. Every request is checked with the authority
+// for the caller the bus names, answered once the change is saved, and every change is announced with
+// PropertiesChanged; the rights, which differ per caller, are announced as invalidated.
 class HalvaneSchedulerService : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -23,7 +29,9 @@ class HalvaneSchedulerService : public QObject, protected QDBusContext
     Q_PROPERTY(QList<QVariantMap> AuthorisationRights READ authorisationRights)
 
 public:
-    HalvaneSchedulerService(HalvaneScheduler *scheduler, QObject *parent = nullptr);
+    // persistence may be null (nothing is saved).
+    HalvaneSchedulerService(HalvaneScheduler *scheduler, HalvaneAuthority *authority, HalvanePersistence *persistence,
+                            QObject *parent = nullptr);
 
     // Exports the object and takes the bus name; false with a message when the name is taken or the
     // bus refuses.
@@ -35,6 +43,7 @@ public:
     QList<QVariantMap> notificationsCurrent() const;
     QList<QVariantMap> notificationsWarning() const;
     QList<QVariantMap> onDemandAvailable() const;
+    // The rights of whoever reads the property.
     QList<QVariantMap> authorisationRights() const;
 
 public Q_SLOTS:
@@ -48,9 +57,15 @@ public Q_SLOTS:
 
 private:
     bool answer(const QString &request, const QVariantMap &parameters, qlonglong &status, QString &message);
+    HalvaneCaller callerOf(const QDBusMessage &message) const;
     QList<QVariantMap> recordList(const QString &variable) const;
-    void announce(const QStringList &names);
+    void announce(const QStringList &names, const QStringList &invalidated = {});
+    void forgetRights();
 
     HalvaneScheduler *m_scheduler;
+    HalvaneAuthority *m_authority;
+    HalvanePersistence *m_persistence;
     QList<QDBusConnection> m_buses;
+    mutable QHash<QString, uid_t> m_uids;
+    mutable QHash<QString, QVariantList> m_rights;
 };

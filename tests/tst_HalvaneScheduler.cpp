@@ -88,7 +88,8 @@ void tst_HalvaneScheduler::init()
 {
     m_clock = new TriskVXClock(this);
     m_clock->setNow(kNow);
-    m_scheduler = new HalvaneScheduler(m_clock, this);
+    m_scheduler = new HalvaneScheduler(m_clock, nullptr, this);
+    m_scheduler->start();
     const QVariantList events {
         makeEvent(QStringLiteral("a"),
                   { once(kNow.addDays(2), QStringLiteral("a1")), once(kNow.addDays(1), QStringLiteral("a2")) }),

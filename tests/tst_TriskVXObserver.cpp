@@ -7,6 +7,7 @@
 #include "TriskVXObserver.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -130,6 +131,8 @@ void tst_TriskVXObserver::reconnectionReportsWhatChanged()
     QCOMPARE(observer.valueForKeyPath(kVXObserveSchedulerPending).toList().size(), 3);
 
     QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
+    // It comes back with a new, empty store.
+    QVERIFY(QFile::remove(service.stateFile()));
     QVERIFY(service.start());
     QVERIFY(reloaded.wait(kWait));
     QStringList changed = namesOf(changes);

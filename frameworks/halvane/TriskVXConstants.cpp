@@ -55,6 +55,22 @@ const QString kVXEventNoticePeriod = QStringLiteral("NoticePeriod");
 const QString kVXEventWarningLead = QStringLiteral("WarningLead");
 const QString kVXEventWarningMessage = QStringLiteral("WarningMessage");
 const QString kVXEventImage = QStringLiteral("Image");
+const QString kVXTriggerType_Daily = QStringLiteral("Daily");
+const QString kVXTriggerType_Weekly = QStringLiteral("Weekly");
+const QString kVXTriggerTime = QStringLiteral("Time");
+const QString kVXTriggerWeekdays = QStringLiteral("Weekdays");
+const QString kVXEventActions = QStringLiteral("Actions");
+const QString kVXActionType = QStringLiteral("Type");
+const QString kVXActionMessage = QStringLiteral("Message");
+const QString kVXActionArguments = QStringLiteral("Arguments");
+const QString kVXActionTimeout = QStringLiteral("Timeout");
+const QString kVXActionUser = QStringLiteral("User");
+const QString kVXActionType_Log = QStringLiteral("Log");
+const QString kVXActionType_Command = QStringLiteral("Command");
+const QString kVXActionType_PowerOff = QStringLiteral("PowerOff");
+const QString kVXActionType_Reboot = QStringLiteral("Reboot");
+const QString kVXActionType_Suspend = QStringLiteral("Suspend");
+const QString kVXActionType_Hibernate = QStringLiteral("Hibernate");
 
 // Active event
 const QString kVXActiveEventEvent = QStringLiteral("Event");

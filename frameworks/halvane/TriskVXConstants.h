@@ -64,6 +64,25 @@ extern const QString kVXEventWarningLead;
 extern const QString kVXEventWarningMessage;
 // Service record key naming an event's image: a built-in image name or an absolute file path.
 extern const QString kVXEventImage;
+// Repeating triggers (service record keys and types): a time of day "HH:MM[:SS]" in the service's local
+// time zone, and for weekly triggers the ISO weekdays (1 Monday ... 7 Sunday).
+extern const QString kVXTriggerType_Daily;
+extern const QString kVXTriggerType_Weekly;
+extern const QString kVXTriggerTime;
+extern const QString kVXTriggerWeekdays;
+// What an event does when it is performed: an array of action dictionaries (docs/protocol.md).
+extern const QString kVXEventActions;
+extern const QString kVXActionType;
+extern const QString kVXActionMessage;
+extern const QString kVXActionArguments;
+extern const QString kVXActionTimeout;
+extern const QString kVXActionUser;
+extern const QString kVXActionType_Log;
+extern const QString kVXActionType_Command;
+extern const QString kVXActionType_PowerOff;
+extern const QString kVXActionType_Reboot;
+extern const QString kVXActionType_Suspend;
+extern const QString kVXActionType_Hibernate;
 
 // Active event
 extern const QString kVXActiveEventEvent;

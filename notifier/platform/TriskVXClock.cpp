@@ -1,5 +1,7 @@
 #include "TriskVXClock.h"
 
+#include <QFileSystemWatcher>
+
 TriskVXClock::TriskVXClock(QObject *parent)
     : QObject(parent)
 {
@@ -26,6 +28,48 @@ void TriskVXClock::useSystemTime()
 {
     m_manual = false;
     Q_EMIT timeChanged();
+}
+
+QTimeZone TriskVXClock::timeZone() const
+{
+    return m_manualZone ? m_zone : QTimeZone::systemTimeZone();
+}
+
+void TriskVXClock::setTimeZone(const QTimeZone &zone)
+{
+    m_manualZone = true;
+    m_zone = zone;
+    Q_EMIT timeChanged();
+}
+
+void TriskVXClock::useSystemTimeZone()
+{
+    m_manualZone = false;
+    Q_EMIT timeChanged();
+}
+
+void TriskVXClock::watchSystemTimeZone()
+{
+    if (m_watchingZone)
+        return;
+    m_watchingZone = true;
+    m_systemZoneId = QTimeZone::systemTimeZoneId();
+    // timedated replaces the /etc/localtime link, which a watch on the file alone would lose.
+    auto *watcher = new QFileSystemWatcher(this);
+    watcher->addPath(QStringLiteral("/etc"));
+    watcher->addPath(QStringLiteral("/etc/localtime"));
+    auto check = [this, watcher] {
+        if (!watcher->files().contains(QStringLiteral("/etc/localtime")))
+            watcher->addPath(QStringLiteral("/etc/localtime"));
+        const QByteArray zone = QTimeZone::systemTimeZoneId();
+        if (zone == m_systemZoneId)
+            return;
+        m_systemZoneId = zone;
+        if (!m_manualZone)
+            Q_EMIT timeChanged();
+    };
+    connect(watcher, &QFileSystemWatcher::fileChanged, this, check);
+    connect(watcher, &QFileSystemWatcher::directoryChanged, this, check);
 }
 
 TriskVXClock *TriskVXClock::systemClock()

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QProcess>
 #include <QStringList>
+#include <QTemporaryDir>
 
 // The real halvaned, run by a test on the test's session bus (dbus-run-session) under a name of its own.
 class HalvanedProcess : public QObject
@@ -17,9 +18,12 @@ public:
 
     static QString uniqueServiceName();
     QString serviceName() const { return m_serviceName; }
+    // The state folder, kept across stop and start of this process, removed with the object.
+    QString stateDirectory() const { return m_stateDirectory.path(); }
+    QString stateFile() const { return m_stateDirectory.filePath(QStringLiteral("store.plist")); }
     TriskVXServiceLocation location() const;
 
-    // Starts it and waits until it owns its bus name.
+    // Starts it with its own state folder and waits until it owns its bus name.
     bool start(const QStringList &extraArguments = {});
     // SIGTERM, then waits for the exit and for the name to be released.
     bool stop();
@@ -34,5 +38,6 @@ private:
     bool waitForOwner(bool owned);
 
     QString m_serviceName;
+    QTemporaryDir m_stateDirectory;
     QProcess m_process;
 };
