@@ -1,19 +1,19 @@
 #pragma once
 
+#include "TriskVXRequest.h"
+
 #include <QObject>
 #include <QStringList>
 #include <QVariant>
 
-#include <functional>
-
+class QCommandLineParser;
 class QTextStream;
 class TriskVXConnection;
 class TriskVXObserver;
-class TriskVXRequest;
 
-// halvanectl: shows the scheduler's published variables and sends every request, through libHalvane.
-// Exit status 0 on success, 1 when the service refused or failed, 2 for a bad command line, 3 when the
-// service cannot be reached.
+// halvanectl: shows the scheduler's published variables, sends every request and sets scheduler
+// preferences, through libHalvane. Exit status 0 on success, 1 when the service refused or failed,
+// 2 for a bad command line, 3 when the service cannot be reached.
 class HalvaneCtl : public QObject
 {
     Q_OBJECT
@@ -26,19 +26,35 @@ public:
     int run(const QStringList &arguments);
 
 private:
-    enum class Output { Human, Plist };
+    enum class Output { Human, Plist, Json };
+
+    // What a command line asks for, checked whole before anything is sent.
+    struct Plan
+    {
+        enum class Kind { Status, Show, Request, Delay, Preference };
+        Kind kind = Kind::Status;
+        QStringList variables;
+        TriskVXRequest request;
+        QString trigger;
+        qint64 minutes = 0;
+        QString key;
+        QVariant value;
+    };
 
     int usage(const QString &message);
-    // With onlyCheck, only checks the operands (exit status 2 when wrong) and sends nothing.
-    int execute(const QString &command, const QStringList &operands, bool onlyCheck);
+    int plan(const QString &command, const QStringList &operands, const QCommandLineParser &parser, Plan *plan);
+    int planAdd(const QStringList &operands, const QCommandLineParser &parser, Plan *plan);
     bool waitForConnection();
     bool waitForVariables();
     int sendRequest(const TriskVXRequest &request);
+    int delay(const QString &trigger, qint64 minutes);
+    int setPreference(const QString &key, const QVariant &value);
     int printVariables(const QStringList &names);
     int printStatus();
     void printRecords(const QString &variable, const QVariantList &records);
     QString dateText(const QVariant &date) const;
     static QDateTime parseDate(const QString &text);
+    static QVariant preferenceValue(const QString &text, bool asString);
 
     QTextStream &m_out;
     QTextStream &m_err;
