@@ -126,10 +126,13 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
     if (result = checkTrigger(triggerID); !result.succeeded())
         return result;
     HalvaneTriggerState state = m_states.value(triggerID);
-    // Choosing a new time brings the firing back if it was cancelled.
-    state.skipped.clear();
-    state.until = QDateTime();
-    const QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
+    QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
+    if (!natural.isValid()) {
+        // Nothing queued because it was cancelled: choosing a new time brings the firing back.
+        state.skipped.clear();
+        state.until = QDateTime();
+        natural = nextNatural(triggerRecordOf(triggerID), state);
+    }
     if (!natural.isValid())
         return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("trigger %1 has no firing left to adjust").arg(triggerID));
     state.adjustedNatural = natural;
@@ -413,8 +416,8 @@ void HalvaneScheduler::handleDue(Pass pass)
         return;
     }
     const QDateTime now = m_clock->now();
+    bool consumed = sweepCancelled(now);
     const QList<QueuedFiring> firings = queue();
-    bool consumed = false;
     for (const QueuedFiring &firing : firings) {
         if (firing.date > now)
             break;
@@ -435,6 +438,43 @@ void HalvaneScheduler::handleDue(Pass pass)
     if (consumed)
         Q_EMIT stateChanged();
     republish(consumed ? queue() : firings);
+}
+
+bool HalvaneScheduler::sweepCancelled(const QDateTime &now)
+{
+    // A cancelled or postponed firing whose time has come is gone: a later reset brings back only
+    // firings still ahead.
+    bool swept = false;
+    const QTimeZone zone = m_clock->timeZone();
+    const QList<QVariantMap> events = m_store.events();
+    for (const QVariantMap &event : events) {
+        const QVariantList triggers = event.value(kVXEventTriggers).toList();
+        for (const QVariant &record : triggers) {
+            const QString triggerID = record.toMap().value(kVXTriggerIdentifier).toString();
+            auto state = m_states.find(triggerID);
+            if (state == m_states.end() || (state->skipped.isEmpty() && !state->until.isValid()))
+                continue;
+            const HalvaneTrigger trigger(record.toMap());
+            for (int walk = 0; walk < kLongestSkipWalk; ++walk) {
+                HalvaneTriggerState bare = *state;
+                bare.resetChanges();
+                const QDateTime natural = nextNatural(record.toMap(), bare);
+                const bool cancelled = state->skipped.contains(natural) || (state->until.isValid() && natural < state->until);
+                if (!natural.isValid() || natural > now || !cancelled)
+                    break;
+                swept = true;
+                if (!trigger.isRepeating()) {
+                    m_store.removeTrigger(triggerID);
+                    m_states.erase(state);
+                    break;
+                }
+                state->lastFired = natural;
+                state->lastFiredDate = natural.toTimeZone(zone).date();
+                state->skipped.removeIf([&](const QDateTime &skipped) { return skipped <= natural; });
+            }
+        }
+    }
+    return swept;
 }
 
 void HalvaneScheduler::consume(const QueuedFiring &firing)

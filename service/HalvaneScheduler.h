@@ -78,6 +78,7 @@ private:
     void republish(const QList<QueuedFiring> &firings);
     void handleDue(Pass pass = Pass::Running);
     void consume(const QueuedFiring &firing);
+    bool sweepCancelled(const QDateTime &now);
     void scheduleWake(const QList<QueuedFiring> &firings);
     void startPerforming(const QString &eventID, const QString &why);
     bool isActive(const QString &eventID) const { return m_activeCount.value(eventID) > 0; }

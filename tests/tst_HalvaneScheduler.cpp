@@ -78,6 +78,18 @@ private Q_SLOTS:
     void severalWarningsInDateOrder();
     void replacingAnEventForgetsItsAdjustments();
     void onlyChangedVariablesAreAnnounced();
+    void dailyTriggerThroughItsLife();
+    void weeklyTriggerThroughItsLife();
+    void clockJumpsForwardFiresOnce();
+    void clockJumpsBackNeverFiresTwice();
+    void timeZoneChangeMovesLocalTimes();
+    void cancelAdjustAndResetARepeatingTrigger();
+    void postponeARepeatingTrigger();
+    void catchUpRuleAtStart_data();
+    void catchUpRuleAtStart();
+    void stateRoundTrip();
+    void restoreRefusesAndKeepsTheOldState_data();
+    void restoreRefusesAndKeepsTheOldState();
 
 private:
     TriskVXClock *m_clock = nullptr;
@@ -418,6 +430,243 @@ void tst_HalvaneScheduler::onlyChangedVariablesAreAnnounced()
         m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a1") } }).succeeded());
     QCOMPARE(changed.count(), 1);
     QCOMPARE(changed.first().first().toStringList(), QStringList { kVXObserveSchedulerPending });
+}
+
+namespace {
+QVariantMap dailyAt(const QString &time, const QString &id)
+{
+    return { { kVXTriggerType, kVXTriggerType_Daily }, { kVXTriggerTime, time }, { kVXTriggerIdentifier, id } };
+}
+
+QStringList idsOf(const QVariant &list, const QString &key = kVXQueuedTriggerTriggerID)
+{
+    QStringList ids;
+    const QVariantList records = list.toList();
+    for (const QVariant &record : records)
+        ids.append(record.toMap().value(key).toString());
+    return ids;
+}
+} // namespace
+
+void tst_HalvaneScheduler::dailyTriggerThroughItsLife()
+{
+    // kNow is 12:00 UTC; in UTC the daily trigger fires at 13:00 today.
+    m_clock->setTimeZone(QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first);
+    QVERIFY(!pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("d1")));
+    m_clock->setNow(first.addSecs(-4 * 60));
+    QVERIFY(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("d1")));
+    m_clock->setNow(first.addSecs(-30));
+    QCOMPARE(idsOf(m_scheduler->variable(kVXObserveNotificationsWarning), kVXQueuedWarningActionID), QStringList { QStringLiteral("d1#warning") });
+    LogCapture log;
+    m_clock->setNow(first);
+    QCOMPARE(m_scheduler->variable(kVXObserveSchedulerActive).toList().size(), 1);
+    // The next firing is queued at once: tomorrow, same time; the trigger stays in its event.
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(1));
+    QVERIFY(m_scheduler->eventStore().containsTrigger(QStringLiteral("d1")));
+    QVERIFY(!pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("d1")));
+    QTRY_COMPARE(m_scheduler->variable(kVXObserveSchedulerActive), QVariant(QVariantList()));
+    QCOMPARE(m_scheduler->triggerState(QStringLiteral("d1")).lastFired, first);
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("performing “D” (trigger d1)")).size(), 1);
+}
+
+void tst_HalvaneScheduler::weeklyTriggerThroughItsLife()
+{
+    // 2030-06-01 is a Saturday; the trigger fires on Mondays and Wednesdays at 09:00 in Berlin.
+    m_clock->setTimeZone(QTimeZone(QByteArrayLiteral("Europe/Berlin")));
+    const QVariantMap trigger { { kVXTriggerType, kVXTriggerType_Weekly }, { kVXTriggerTime, QStringLiteral("09:00") },
+                                { kVXTriggerWeekdays, QVariantList { qint64(1), qint64(3) } }, { kVXTriggerIdentifier, QStringLiteral("w1") } };
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("w"), { trigger }) } } })
+                .succeeded());
+    const QTimeZone berlin(QByteArrayLiteral("Europe/Berlin"));
+    const QDateTime monday(QDate(2030, 6, 3), QTime(9, 0), berlin);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("w1")), monday);
+    m_clock->setNow(monday.addSecs(-120));
+    QVERIFY(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("w1")));
+    m_clock->setNow(monday.addSecs(-59));
+    QVERIFY(idsOf(m_scheduler->variable(kVXObserveNotificationsWarning), kVXQueuedWarningActionID).contains(QStringLiteral("w1#warning")));
+    m_clock->setNow(monday);
+    QStringList active;
+    const QVariantList activeList = m_scheduler->variable(kVXObserveSchedulerActive).toList();
+    for (const QVariant &record : activeList)
+        active.append(record.toMap().value(kVXActiveEventEvent).toMap().value(kVXEventUniqueID).toString());
+    QVERIFY(active.contains(QStringLiteral("w")));
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("w1")), QDateTime(QDate(2030, 6, 5), QTime(9, 0), berlin));
+    QTRY_COMPARE(m_scheduler->variable(kVXObserveSchedulerActive), QVariant(QVariantList()));
+}
+
+void tst_HalvaneScheduler::clockJumpsForwardFiresOnce()
+{
+    m_clock->setTimeZone(QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    LogCapture log;
+    // Three days pass at once (a suspend, a clock set): one firing now, the rest are reported.
+    m_clock->setNow(kNow.addDays(3));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("performing “D” (trigger d1")).size(), 1);
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("trigger d1: 2 more firings passed unperformed")).size(), 1);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 4), QTime(13, 0), QTimeZone::utc()));
+    // b1 (three hours after kNow) came due in the same jump and fired too, once.
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger b1")).size(), 1);
+}
+
+void tst_HalvaneScheduler::clockJumpsBackNeverFiresTwice()
+{
+    m_clock->setTimeZone(QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
+    LogCapture log;
+    m_clock->setNow(first.addSecs(10));
+    m_clock->setNow(first.addSecs(-600));
+    m_clock->setNow(first.addSecs(20));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 1);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(1));
+}
+
+void tst_HalvaneScheduler::timeZoneChangeMovesLocalTimes()
+{
+    const QTimeZone berlin(QByteArrayLiteral("Europe/Berlin"));
+    const QTimeZone london(QByteArrayLiteral("Europe/London"));
+    m_clock->setTimeZone(berlin);
+    m_clock->setNow(QDateTime(QDate(2030, 6, 1), QTime(8, 0), berlin));
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("22:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 1), QTime(22, 0), berlin));
+    m_clock->setTimeZone(london);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 1), QTime(22, 0), london));
+    // Fired at 22:00 in London, then moved back to Berlin: 22:00 Berlin that day has passed and the
+    // local day has had its firing, so the next one is tomorrow.
+    LogCapture log;
+    m_clock->setNow(QDateTime(QDate(2030, 6, 1), QTime(22, 0), london));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 1);
+    m_clock->setTimeZone(berlin);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 2), QTime(22, 0), berlin));
+    // Moving west after a firing does not bring the same local evening round again.
+    m_clock->setNow(QDateTime(QDate(2030, 6, 2), QTime(22, 0), berlin));
+    m_clock->setTimeZone(QTimeZone(QByteArrayLiteral("America/New_York")));
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")),
+             QDateTime(QDate(2030, 6, 3), QTime(22, 0), QTimeZone(QByteArrayLiteral("America/New_York"))));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 2);
+}
+
+void tst_HalvaneScheduler::cancelAdjustAndResetARepeatingTrigger()
+{
+    m_clock->setTimeZone(QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(1));
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(2));
+    // Adjust moves the queued firing only; the one after is at the usual time.
+    const QDateTime moved = first.addDays(2).addSecs(1800);
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterDate, moved } }).succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), moved);
+    QCOMPARE(m_scheduler->triggerState(QStringLiteral("d1")).skipped.size(), 2);
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerReset, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first);
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterDate, first.addSecs(600) } })
+                .succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addSecs(600));
+    LogCapture log;
+    m_clock->setNow(first.addSecs(60));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 0);
+    m_clock->setNow(first.addSecs(600));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 1);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(1));
+}
+
+void tst_HalvaneScheduler::postponeARepeatingTrigger()
+{
+    m_clock->setTimeZone(QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    const QDateTime until(QDate(2030, 6, 5), QTime(0, 0), QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterUntil, until } }).succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 5), QTime(13, 0), QTimeZone::utc()));
+    LogCapture log;
+    m_clock->setNow(QDateTime(QDate(2030, 6, 4), QTime(14, 0), QTimeZone::utc()));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 0);
+    // The postponed firings whose time came are gone: a reset brings back only what is still ahead.
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerReset, {}).succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 5), QTime(13, 0), QTimeZone::utc()));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 0);
+}
+
+void tst_HalvaneScheduler::catchUpRuleAtStart_data()
+{
+    QTest::addColumn<qint64>("lateSeconds");
+    QTest::addColumn<bool>("performed");
+    QTest::newRow("a restart: performed") << qint64(120) << true;
+    QTest::newRow("at the limit: performed") << qint64(300) << true;
+    QTest::newRow("the machine was off: skipped") << qint64(3 * 3600) << false;
+}
+
+void tst_HalvaneScheduler::catchUpRuleAtStart()
+{
+    QFETCH(qint64, lateSeconds);
+    QFETCH(bool, performed);
+    const QVariantMap state = m_scheduler->toPropertyList();
+    // The service comes back after b1 (kNow + 3 h) was due.
+    TriskVXClock clock;
+    clock.setNow(kNow.addSecs(3 * 3600 + lateSeconds));
+    HalvaneScheduler restarted(&clock, nullptr);
+    QString error;
+    QVERIFY2(restarted.restore(state, &error), qPrintable(error));
+    QVERIFY(pendingIDs(restarted).contains(QStringLiteral("b1")));
+    LogCapture log;
+    restarted.start();
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("performing “B” (trigger b1")).size(), performed ? 1 : 0);
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("while halvaned was not running; skipped")).size(), performed ? 0 : 1);
+    QVERIFY(!pendingIDs(restarted).contains(QStringLiteral("b1")));
+}
+
+void tst_HalvaneScheduler::stateRoundTrip()
+{
+    m_clock->setTimeZone(QTimeZone::utc());
+    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+                .succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("a1") }, { kVXRPCParameterDate, kNow.addDays(9) } }).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterUntil, kNow.addDays(4) } }).succeeded());
+    QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
+    HalvaneScheduler copy(m_clock, nullptr);
+    QString error;
+    QVERIFY2(copy.restore(m_scheduler->toPropertyList(), &error), qPrintable(error));
+    for (const QString &name : TriskVXObserver::observedVariables())
+        QCOMPARE(copy.variable(name), m_scheduler->variable(name));
+    for (const QString &id : { QStringLiteral("a1"), QStringLiteral("a2"), QStringLiteral("b1"), QStringLiteral("d1") })
+        QVERIFY(copy.triggerState(id) == m_scheduler->triggerState(id));
+}
+
+void tst_HalvaneScheduler::restoreRefusesAndKeepsTheOldState_data()
+{
+    QTest::addColumn<QVariantMap>("state");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("empty") << QVariantMap() << QStringLiteral("version");
+    QTest::newRow("newer version") << QVariantMap { { QStringLiteral("Version"), qint64(2) } } << QStringLiteral("version 2");
+    QTest::newRow("events not a list") << QVariantMap { { QStringLiteral("Version"), qint64(1) }, { QStringLiteral("Enabled"), true },
+                                                        { QStringLiteral("Events"), QStringLiteral("x") }, { QStringLiteral("TriggerStates"), QVariantMap() } }
+                                       << QStringLiteral("missing");
+    QTest::newRow("an invalid event") << QVariantMap { { QStringLiteral("Version"), qint64(1) }, { QStringLiteral("Enabled"), true },
+                                                       { QStringLiteral("Events"), QVariantList { QVariantMap() } }, { QStringLiteral("TriggerStates"), QVariantMap() } }
+                                      << QStringLiteral("no name");
+}
+
+void tst_HalvaneScheduler::restoreRefusesAndKeepsTheOldState()
+{
+    QFETCH(QVariantMap, state);
+    QFETCH(QString, error);
+    const auto before = snapshot(*m_scheduler);
+    QString message;
+    QVERIFY(!m_scheduler->restore(state, &message));
+    QVERIFY2(message.contains(error), qPrintable(message));
+    QCOMPARE(snapshot(*m_scheduler), before);
 }
 
 QTEST_GUILESS_MAIN(tst_HalvaneScheduler)
