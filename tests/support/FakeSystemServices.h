@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusVirtualObject>
+#include <QHash>
+#include <QStringList>
+
+// polkit's authority and systemd-logind's manager as a test sees them, on a bus of the test's own: the
+// authority answers from a table of action ids, the manager records the power calls it receives.
+class FakeSystemServices : public QDBusVirtualObject
+{
+    Q_OBJECT
+
+public:
+    enum class Answer { Yes, Authenticate, No };
+
+    explicit FakeSystemServices(QObject *parent = nullptr);
+    ~FakeSystemServices() override;
+
+    // Takes both names on the bus at this address.
+    bool start(const QString &address);
+
+    QHash<QString, Answer> answers; // action id → answer; missing means No
+    bool failPowerCalls = false;
+    QStringList powerCalls() const { return m_powerCalls; }
+    // The bus names polkit was asked about, and whether interaction was allowed, in order.
+    QStringList subjects() const { return m_subjects; }
+    QList<bool> interactive() const { return m_interactive; }
+
+    QString introspect(const QString &path) const override;
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
+
+private:
+    QString m_connectionName;
+    QStringList m_powerCalls;
+    QStringList m_subjects;
+    QList<bool> m_interactive;
+};
