@@ -47,8 +47,9 @@ bool HalvaneAction::isValid(const QVariant &action, QString *error)
             if (!number || timeout.toDouble() <= 0)
                 return fail(error, QStringLiteral("a command's Timeout is not a positive number of seconds"));
         }
-        if (map.contains(kVXActionUser) && (map.value(kVXActionUser).typeId() != QMetaType::QString
-                                            || map.value(kVXActionUser).toString().isEmpty()))
+        if (map.contains(kVXActionUser)
+            && (map.value(kVXActionUser).typeId() != QMetaType::QString
+                || map.value(kVXActionUser).toString().isEmpty()))
             return fail(error, QStringLiteral("a command's User is not a user name"));
         return true;
     }

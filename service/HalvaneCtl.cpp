@@ -128,27 +128,34 @@ int HalvaneCtl::run(const QStringList &arguments)
            "  unset-preference KEY           remove a scheduler preference and tell every notifier"));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption busOption(QStringLiteral("bus"), tr("The bus: session, system or a D-Bus address."), QStringLiteral("bus"));
+    const QCommandLineOption busOption(QStringLiteral("bus"), tr("The bus: session, system or a D-Bus address."),
+                                       QStringLiteral("bus"));
     const QCommandLineOption nameOption(QStringLiteral("name"), tr("The service's bus name."), QStringLiteral("name"));
     const QCommandLineOption plistOption(QStringLiteral("plist"), tr("Print values as an XML property list."));
     const QCommandLineOption jsonOption(QStringLiteral("json"), tr("Print values as JSON (dates as ISO 8601 text)."));
-    const QCommandLineOption timeoutOption(QStringLiteral("timeout"), tr("Milliseconds to wait for the service."), QStringLiteral("ms"),
-                                           QStringLiteral("5000"));
+    const QCommandLineOption timeoutOption(QStringLiteral("timeout"), tr("Milliseconds to wait for the service."),
+                                           QStringLiteral("ms"), QStringLiteral("5000"));
     const QList<QCommandLineOption> commandOptions {
         { QStringLiteral("until"), tr("With cancel: skip every firing before this date."), QStringLiteral("date") },
         { QStringLiteral("at"), tr("With add: fire once at this date."), QStringLiteral("date") },
         { QStringLiteral("daily"), tr("With add: fire every day at this time (HH:MM)."), QStringLiteral("time") },
         { QStringLiteral("weekly"), tr("With add: fire at this time (HH:MM) on --days."), QStringLiteral("time") },
-        { QStringLiteral("days"), tr("With add --weekly: the weekdays, as mon,tue,... or 1-7."), QStringLiteral("days") },
+        { QStringLiteral("days"), tr("With add --weekly: the weekdays, as mon,tue,... or 1-7."),
+          QStringLiteral("days") },
         { QStringLiteral("log"), tr("With add: write this line to the log."), QStringLiteral("text") },
         { QStringLiteral("power"), tr("With add: power-off, reboot, suspend or hibernate."), QStringLiteral("action") },
         { QStringLiteral("command"), tr("With add: run the COMMAND given after the name.") },
-        { QStringLiteral("command-timeout"), tr("With add --command: seconds the command may run."), QStringLiteral("seconds") },
-        { QStringLiteral("user"), tr("With add --command: the user to run it as (system service)."), QStringLiteral("user") },
+        { QStringLiteral("command-timeout"), tr("With add --command: seconds the command may run."),
+          QStringLiteral("seconds") },
+        { QStringLiteral("user"), tr("With add --command: the user to run it as (system service)."),
+          QStringLiteral("user") },
         { QStringLiteral("on-demand"), tr("With add: the event may be performed on demand.") },
-        { QStringLiteral("notice"), tr("With add: seconds before a firing that notifications begin."), QStringLiteral("seconds") },
-        { QStringLiteral("warning-lead"), tr("With add: seconds before a firing that the warning shows."), QStringLiteral("seconds") },
-        { QStringLiteral("id"), tr("With add: the event's unique id (replaces an event with it)."), QStringLiteral("id") },
+        { QStringLiteral("notice"), tr("With add: seconds before a firing that notifications begin."),
+          QStringLiteral("seconds") },
+        { QStringLiteral("warning-lead"), tr("With add: seconds before a firing that the warning shows."),
+          QStringLiteral("seconds") },
+        { QStringLiteral("id"), tr("With add: the event's unique id (replaces an event with it)."),
+          QStringLiteral("id") },
         { QStringLiteral("disabled"), tr("With add: store the event disabled.") },
         { QStringLiteral("string"), tr("With set-preference: keep VALUE as text.") },
     };
@@ -162,7 +169,8 @@ int HalvaneCtl::run(const QStringList &arguments)
         return kExitOK;
     }
     if (parser.isSet(QStringLiteral("version"))) {
-        m_out << QCoreApplication::applicationName() << QLatin1Char(' ') << QCoreApplication::applicationVersion() << Qt::endl;
+        m_out << QCoreApplication::applicationName() << QLatin1Char(' ') << QCoreApplication::applicationVersion()
+              << Qt::endl;
         return kExitOK;
     }
     bool timeoutOK = false;
@@ -190,7 +198,7 @@ int HalvaneCtl::run(const QStringList &arguments)
         const QString name = parser.isSet(nameOption) ? parser.value(nameOption) : location.serviceName();
         const QDBusConnection connection = bus == QLatin1String("session") ? QDBusConnection::sessionBus()
             : bus == QLatin1String("system")                               ? QDBusConnection::systemBus()
-                                                                           : QDBusConnection::connectToBus(bus, QStringLiteral("halvanectl"));
+                                             : QDBusConnection::connectToBus(bus, QStringLiteral("halvanectl"));
         location = TriskVXServiceLocation(connection, name, bus);
     }
     m_connection = TriskVXConnection::connectionWithLocation(location, this);
@@ -219,11 +227,16 @@ int HalvaneCtl::run(const QStringList &arguments)
 
 int HalvaneCtl::plan(const QString &command, const QStringList &operands, const QCommandLineParser &parser, Plan *plan)
 {
-    auto expect = [&](int least, int most) { return operands.size() >= least && operands.size() <= most; };
-    const QStringList addOnly { QStringLiteral("at"), QStringLiteral("daily"), QStringLiteral("weekly"), QStringLiteral("days"),
-                                QStringLiteral("log"), QStringLiteral("power"), QStringLiteral("command"), QStringLiteral("command-timeout"),
-                                QStringLiteral("user"), QStringLiteral("on-demand"), QStringLiteral("notice"), QStringLiteral("warning-lead"),
-                                QStringLiteral("id"), QStringLiteral("disabled") };
+    auto expect = [&](int least, int most) {
+        return operands.size() >= least && operands.size() <= most;
+    };
+    const QStringList addOnly { QStringLiteral("at"),      QStringLiteral("daily"),
+                                QStringLiteral("weekly"),  QStringLiteral("days"),
+                                QStringLiteral("log"),     QStringLiteral("power"),
+                                QStringLiteral("command"), QStringLiteral("command-timeout"),
+                                QStringLiteral("user"),    QStringLiteral("on-demand"),
+                                QStringLiteral("notice"),  QStringLiteral("warning-lead"),
+                                QStringLiteral("id"),      QStringLiteral("disabled") };
     for (const QString &option : addOnly) {
         if (parser.isSet(option) && command != QLatin1String("add"))
             return usage(tr("--%1 goes with add").arg(option));
@@ -255,7 +268,8 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
     }
     if (command == QLatin1String("get")) {
         if (!expect(1, 1) || !TriskVXObserver::observedVariables().contains(operands.first()))
-            return usage(tr("get takes one of: %1").arg(TriskVXObserver::observedVariables().join(QStringLiteral(", "))));
+            return usage(
+                tr("get takes one of: %1").arg(TriskVXObserver::observedVariables().join(QStringLiteral(", "))));
         plan->kind = Plan::Kind::Show;
         plan->variables = { operands.first() };
         return kExitOK;
@@ -267,7 +281,9 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
         const QDateTime date = parseDate(operands.at(1));
         if (!date.isValid())
             return usage(tr("%1 is not an ISO 8601 date").arg(operands.at(1)));
-        plan->request = TriskVXRequest(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, operands.at(0) }, { kVXRPCParameterDate, date.toUTC() } });
+        plan->request
+            = TriskVXRequest(kVXRPCSchedulerAdjust,
+                             { { kVXRPCParameterTriggerID, operands.at(0) }, { kVXRPCParameterDate, date.toUTC() } });
         return kExitOK;
     }
     if (command == QLatin1String("delay")) {
@@ -295,9 +311,9 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
     if (command == QLatin1String("reset")) {
         if (!expect(0, 1))
             return usage(tr("reset takes at most one trigger"));
-        plan->request = operands.isEmpty()
-            ? TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset)
-            : TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerReset, operands.first(), kVXRPCParameterTriggerID);
+        plan->request = operands.isEmpty() ? TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset)
+                                           : TriskVXRequest::requestWithRequestValueForParameter(
+                                               kVXRPCSchedulerReset, operands.first(), kVXRPCParameterTriggerID);
         return kExitOK;
     }
     if (command == QLatin1String("perform") || command == QLatin1String("trigger")) {
@@ -313,12 +329,14 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
         if (!expect(1, 1))
             return usage(tr("store takes a plist file"));
         QString error;
-        const QVariant contents = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(operands.first(), &error);
+        const QVariant contents
+            = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(operands.first(), &error);
         if (!contents.isValid()) {
             m_err << tr("halvanectl: %1").arg(error) << Qt::endl;
             return kExitRefused;
         }
-        const QVariantList events = contents.typeId() == QMetaType::QVariantList ? contents.toList() : QVariantList { contents };
+        const QVariantList events
+            = contents.typeId() == QMetaType::QVariantList ? contents.toList() : QVariantList { contents };
         plan->request = TriskVXRequest(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } });
         return kExitOK;
     }
@@ -327,8 +345,8 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
     if (command == QLatin1String("enable") || command == QLatin1String("disable")) {
         if (!expect(0, 0))
             return usage(tr("%1 takes no operand").arg(command));
-        plan->request = TriskVXRequest::requestWithRequestValueForParameter(kVXRPCSchedulerSetEnabled, command == QLatin1String("enable"),
-                                                                            kVXRPCParameterEnabled);
+        plan->request = TriskVXRequest::requestWithRequestValueForParameter(
+            kVXRPCSchedulerSetEnabled, command == QLatin1String("enable"), kVXRPCParameterEnabled);
         return kExitOK;
     }
     if (command == QLatin1String("set-preference") || command == QLatin1String("unset-preference")) {
@@ -348,11 +366,13 @@ int HalvaneCtl::planAdd(const QStringList &operands, const QCommandLineParser &p
 {
     if (operands.isEmpty() || operands.first().isEmpty())
         return usage(tr("add takes the event's name"));
-    QVariantMap event { { kVXEventName, operands.first() }, { kVXEventEnabled, !parser.isSet(QStringLiteral("disabled")) } };
+    QVariantMap event { { kVXEventName, operands.first() },
+                        { kVXEventEnabled, !parser.isSet(QStringLiteral("disabled")) } };
     if (parser.isSet(QStringLiteral("id")))
         event.insert(kVXEventUniqueID, parser.value(QStringLiteral("id")));
 
-    const int whens = int(parser.isSet(QStringLiteral("at"))) + int(parser.isSet(QStringLiteral("daily"))) + int(parser.isSet(QStringLiteral("weekly")));
+    const int whens = int(parser.isSet(QStringLiteral("at"))) + int(parser.isSet(QStringLiteral("daily")))
+        + int(parser.isSet(QStringLiteral("weekly")));
     if (whens > 1)
         return usage(tr("add takes one of --at, --daily and --weekly"));
     QVariantList triggers;
@@ -364,10 +384,12 @@ int HalvaneCtl::planAdd(const QStringList &operands, const QCommandLineParser &p
     } else if (parser.isSet(QStringLiteral("daily")) || parser.isSet(QStringLiteral("weekly"))) {
         const bool weekly = parser.isSet(QStringLiteral("weekly"));
         const QString time = parser.value(weekly ? QStringLiteral("weekly") : QStringLiteral("daily"));
-        QVariantMap trigger { { kVXTriggerType, weekly ? kVXTriggerType_Weekly : kVXTriggerType_Daily }, { kVXTriggerTime, time } };
+        QVariantMap trigger { { kVXTriggerType, weekly ? kVXTriggerType_Weekly : kVXTriggerType_Daily },
+                              { kVXTriggerTime, time } };
         if (weekly) {
-            static const QStringList names { QStringLiteral("mon"), QStringLiteral("tue"), QStringLiteral("wed"), QStringLiteral("thu"),
-                                             QStringLiteral("fri"), QStringLiteral("sat"), QStringLiteral("sun") };
+            static const QStringList names { QStringLiteral("mon"), QStringLiteral("tue"), QStringLiteral("wed"),
+                                             QStringLiteral("thu"), QStringLiteral("fri"), QStringLiteral("sat"),
+                                             QStringLiteral("sun") };
             QVariantList days;
             const QStringList given = parser.value(QStringLiteral("days")).split(QLatin1Char(','), Qt::SkipEmptyParts);
             for (const QString &day : given) {
@@ -390,7 +412,8 @@ int HalvaneCtl::planAdd(const QStringList &operands, const QCommandLineParser &p
 
     QVariantList actions;
     if (parser.isSet(QStringLiteral("log")))
-        actions.append(QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, parser.value(QStringLiteral("log")) } });
+        actions.append(QVariantMap { { kVXActionType, kVXActionType_Log },
+                                     { kVXActionMessage, parser.value(QStringLiteral("log")) } });
     if (parser.isSet(QStringLiteral("command"))) {
         if (operands.size() < 2)
             return usage(tr("add --command takes the command after the event's name"));
@@ -482,7 +505,8 @@ int HalvaneCtl::setPreference(const QString &key, const QVariant &value)
         domain.remove(key);
     QDir().mkpath(QFileInfo(path).absolutePath());
     QString error;
-    if (!TriskVXPropertyListSerialization::writePropertyListToFile(domain, path, TriskVXPropertyListSerialization::Format::Xml, &error)) {
+    if (!TriskVXPropertyListSerialization::writePropertyListToFile(
+            domain, path, TriskVXPropertyListSerialization::Format::Xml, &error)) {
         m_err << tr("halvanectl: %1").arg(error) << Qt::endl;
         return kExitRefused;
     }
@@ -497,8 +521,14 @@ int HalvaneCtl::setPreference(const QString &key, const QVariant &value)
 bool HalvaneCtl::waitForConnection()
 {
     bool failed = false;
-    connect(m_connection, &TriskVXConnection::connectionAttemptFailed, this, [&failed] { failed = true; });
-    waitUntil([&] { return m_connection->isValid() || failed; }, m_timeout);
+    connect(m_connection, &TriskVXConnection::connectionAttemptFailed, this, [&failed] {
+        failed = true;
+    });
+    waitUntil(
+        [&] {
+            return m_connection->isValid() || failed;
+        },
+        m_timeout);
     disconnect(m_connection, &TriskVXConnection::connectionAttemptFailed, this, nullptr);
     return m_connection->isValid();
 }
@@ -509,8 +539,14 @@ bool HalvaneCtl::waitForVariables()
         return true;
     m_observer = new TriskVXObserver(m_connection, this);
     bool loaded = false;
-    connect(m_observer, &TriskVXObserver::reloaded, this, [&loaded] { loaded = true; });
-    waitUntil([&] { return loaded; }, m_timeout);
+    connect(m_observer, &TriskVXObserver::reloaded, this, [&loaded] {
+        loaded = true;
+    });
+    waitUntil(
+        [&] {
+            return loaded;
+        },
+        m_timeout);
     disconnect(m_observer, &TriskVXObserver::reloaded, this, nullptr);
     if (!loaded)
         m_err << tr("halvanectl: the scheduler service did not publish its variables") << Qt::endl;
@@ -521,17 +557,26 @@ int HalvaneCtl::sendRequest(const TriskVXRequest &request)
 {
     // Shared with the handler, which may outlive this call when the answer comes after the timeout.
     auto answer = std::make_shared<std::optional<TriskVXResponse>>();
-    if (!m_connection->send(&request, [answer](const TriskVXResponse &received) { *answer = received; })) {
+    if (!m_connection->send(&request, [answer](const TriskVXResponse &received) {
+            *answer = received;
+        })) {
         m_err << tr("halvanectl: the request could not be sent") << Qt::endl;
         return kExitUnreachable;
     }
-    if (!waitUntil([&] { return answer->has_value(); }, m_timeout)) {
+    if (!waitUntil(
+            [&] {
+                return answer->has_value();
+            },
+            m_timeout)) {
         m_err << tr("halvanectl: no answer from the scheduler service") << Qt::endl;
         return kExitUnreachable;
     }
     const TriskVXResponse &response = answer->value();
     if (!response.succeeded()) {
-        m_err << tr("halvanectl: %1 failed with status %2: %3").arg(request.request()).arg(response.status()).arg(response.message())
+        m_err << tr("halvanectl: %1 failed with status %2: %3")
+                     .arg(request.request())
+                     .arg(response.status())
+                     .arg(response.message())
               << Qt::endl;
         return kExitRefused;
     }
@@ -548,8 +593,9 @@ int HalvaneCtl::delay(const QString &trigger, qint64 minutes)
         if (record.value(kVXQueuedTriggerTriggerID).toString() != trigger)
             continue;
         const QDateTime date = TriskVXRecords::triggerDateOfQueuedTrigger(record).toDateTime();
-        return sendRequest(
-            TriskVXRequest(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, trigger }, { kVXRPCParameterDate, date.addSecs(minutes * 60) } }));
+        return sendRequest(TriskVXRequest(
+            kVXRPCSchedulerAdjust,
+            { { kVXRPCParameterTriggerID, trigger }, { kVXRPCParameterDate, date.addSecs(minutes * 60) } }));
     }
     m_err << tr("halvanectl: no pending trigger %1").arg(trigger) << Qt::endl;
     return kExitRefused;
@@ -581,18 +627,22 @@ void HalvaneCtl::printRecords(const QString &variable, const QVariantList &recor
         QString line;
         if (variable == kVXObserveSchedulerPending || variable == kVXObserveNotificationsCurrent) {
             line = QStringLiteral("%1  %2  %3")
-                       .arg(record.value(kVXQueuedTriggerTriggerID).toString(), dateText(TriskVXRecords::triggerDateOfQueuedTrigger(record)),
+                       .arg(record.value(kVXQueuedTriggerTriggerID).toString(),
+                            dateText(TriskVXRecords::triggerDateOfQueuedTrigger(record)),
                             TriskVXRecords::eventNameOfQueuedTrigger(record).toString());
         } else if (variable == kVXObserveNotificationsWarning) {
             line = QStringLiteral("%1  %2  %3: %4")
-                       .arg(record.value(kVXQueuedWarningActionID).toString(), dateText(record.value(kVXQueuedWarningDate)),
+                       .arg(record.value(kVXQueuedWarningActionID).toString(),
+                            dateText(record.value(kVXQueuedWarningDate)),
                             record.value(kVXQueuedWarningEvent).toMap().value(kVXEventName).toString(),
                             record.value(kVXQueuedWarningMessage).toString());
         } else if (variable == kVXObserveSchedulerActive) {
             const QVariantMap event = record.value(kVXActiveEventEvent).toMap();
-            line = QStringLiteral("%1  %2").arg(event.value(kVXEventUniqueID).toString(), event.value(kVXEventName).toString());
+            line = QStringLiteral("%1  %2").arg(event.value(kVXEventUniqueID).toString(),
+                                                event.value(kVXEventName).toString());
         } else if (variable == kVXObserveOnDemandAvailable) {
-            line = QStringLiteral("%1  %2").arg(record.value(kVXEventUniqueID).toString(), record.value(kVXEventName).toString());
+            line = QStringLiteral("%1  %2").arg(record.value(kVXEventUniqueID).toString(),
+                                                record.value(kVXEventName).toString());
         } else {
             line = QStringLiteral("%1  %2").arg(record.value(kVXAuthorisationRightSignature).toString(),
                                                 record.value(kVXAuthorisationRightRule).toString());
@@ -612,14 +662,16 @@ int HalvaneCtl::printVariables(const QStringList &names)
         const QVariant value = names.size() == 1 ? values.first() : QVariant(values);
         if (m_output == Output::Json) {
             const QJsonValue json = toJson(value);
-            const QJsonDocument document = json.isArray() ? QJsonDocument(json.toArray()) : json.isObject() ? QJsonDocument(json.toObject())
-                                                                                                             : QJsonDocument(QJsonArray { json });
+            const QJsonDocument document = json.isArray() ? QJsonDocument(json.toArray())
+                : json.isObject()                         ? QJsonDocument(json.toObject())
+                                                          : QJsonDocument(QJsonArray { json });
             m_out << QString::fromUtf8(document.toJson(QJsonDocument::Indented));
             m_out.flush();
             return kExitOK;
         }
         QString error;
-        const QByteArray data = TriskVXPropertyListSerialization::dataWithPropertyList(value, TriskVXPropertyListSerialization::Format::Xml, &error);
+        const QByteArray data = TriskVXPropertyListSerialization::dataWithPropertyList(
+            value, TriskVXPropertyListSerialization::Format::Xml, &error);
         if (data.isEmpty()) {
             m_err << tr("halvanectl: cannot print the value: %1").arg(error) << Qt::endl;
             return kExitRefused;
@@ -647,13 +699,16 @@ int HalvaneCtl::printStatus()
     const QVariantList pending = m_observer->valueForKeyPath(kVXObserveSchedulerPending).toList();
     if (m_output != Output::Human)
         return printVariables(TriskVXObserver::observedVariables());
-    m_out << tr("Scheduler: %1").arg(m_observer->valueForKeyPath(kVXObserveSchedulerEnabled).toBool() ? tr("enabled") : tr("disabled")) << Qt::endl;
+    m_out << tr("Scheduler: %1")
+                 .arg(m_observer->valueForKeyPath(kVXObserveSchedulerEnabled).toBool() ? tr("enabled") : tr("disabled"))
+          << Qt::endl;
     if (pending.isEmpty()) {
         m_out << tr("Next: nothing pending") << Qt::endl;
     } else {
         const QVariantMap next = pending.first().toMap();
         m_out << tr("Next: %1 at %2")
-                     .arg(TriskVXRecords::eventNameOfQueuedTrigger(next).toString(), dateText(TriskVXRecords::triggerDateOfQueuedTrigger(next)))
+                     .arg(TriskVXRecords::eventNameOfQueuedTrigger(next).toString(),
+                          dateText(TriskVXRecords::triggerDateOfQueuedTrigger(next)))
               << Qt::endl;
     }
     m_out << tr("Pending: %1, current: %2, warnings: %3, active: %4, on demand: %5")

@@ -69,26 +69,33 @@ int HalvaneDaemon::run(const QStringList &arguments)
     parser.setApplicationDescription(tr("The Halvane scheduler service."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption busOption(QStringLiteral("bus"), tr("The bus to serve on: session, system or a D-Bus address."),
+    const QCommandLineOption busOption(QStringLiteral("bus"),
+                                       tr("The bus to serve on: session, system or a D-Bus address."),
                                        QStringLiteral("bus"), QStringLiteral("session"));
-    const QCommandLineOption nameOption(QStringLiteral("name"), tr("The bus name to take."), QStringLiteral("name"), kVXDBusServiceName);
-    const QCommandLineOption demoOption(QStringLiteral("demo"), tr("Start with the demo schedule (never touches power)."));
-    const QCommandLineOption dryRunOption(QStringLiteral("dry-run"), tr("Never touch power: log power actions instead."));
-    const QCommandLineOption stateOption(QStringLiteral("state-dir"), tr("The folder of the state file."), QStringLiteral("dir"));
+    const QCommandLineOption nameOption(QStringLiteral("name"), tr("The bus name to take."), QStringLiteral("name"),
+                                        kVXDBusServiceName);
+    const QCommandLineOption demoOption(QStringLiteral("demo"),
+                                        tr("Start with the demo schedule (never touches power)."));
+    const QCommandLineOption dryRunOption(QStringLiteral("dry-run"),
+                                          tr("Never touch power: log power actions instead."));
+    const QCommandLineOption stateOption(QStringLiteral("state-dir"), tr("The folder of the state file."),
+                                         QStringLiteral("dir"));
     const QCommandLineOption memoryOption(QStringLiteral("no-state"), tr("Keep the state in memory only."));
-    const QCommandLineOption rightsOption(QStringLiteral("rights"), tr("Who decides rights: rules or polkit (polkit on the system bus)."),
+    const QCommandLineOption rightsOption(QStringLiteral("rights"),
+                                          tr("Who decides rights: rules or polkit (polkit on the system bus)."),
                                           QStringLiteral("kind"));
-    const QCommandLineOption rulesOption(QStringLiteral("rules"), tr("The rights rules file (with --rights rules)."), QStringLiteral("file"));
-    const QCommandLineOption polkitBusOption(QStringLiteral("polkit-bus"), tr("The bus polkit answers on."), QStringLiteral("bus"),
-                                             QStringLiteral("system"));
-    const QCommandLineOption logindBusOption(QStringLiteral("logind-bus"), tr("The bus systemd-logind answers on."), QStringLiteral("bus"),
-                                             QStringLiteral("system"));
-    const QCommandLineOption catchUpOption(QStringLiteral("catch-up"),
-                                           tr("Seconds a firing missed while the service was down may be late and still run."),
-                                           QStringLiteral("seconds"), QStringLiteral("300"));
+    const QCommandLineOption rulesOption(QStringLiteral("rules"), tr("The rights rules file (with --rights rules)."),
+                                         QStringLiteral("file"));
+    const QCommandLineOption polkitBusOption(QStringLiteral("polkit-bus"), tr("The bus polkit answers on."),
+                                             QStringLiteral("bus"), QStringLiteral("system"));
+    const QCommandLineOption logindBusOption(QStringLiteral("logind-bus"), tr("The bus systemd-logind answers on."),
+                                             QStringLiteral("bus"), QStringLiteral("system"));
+    const QCommandLineOption catchUpOption(
+        QStringLiteral("catch-up"), tr("Seconds a firing missed while the service was down may be late and still run."),
+        QStringLiteral("seconds"), QStringLiteral("300"));
     const QCommandLineOption testClockOption(QStringLiteral("test-clock"), tr("Let tests set the time over D-Bus."));
-    parser.addOptions({busOption, nameOption, demoOption, dryRunOption, stateOption, memoryOption, rightsOption, rulesOption,
-                       polkitBusOption, logindBusOption, catchUpOption, testClockOption});
+    parser.addOptions({ busOption, nameOption, demoOption, dryRunOption, stateOption, memoryOption, rightsOption,
+                        rulesOption, polkitBusOption, logindBusOption, catchUpOption, testClockOption });
     if (!parser.parse(arguments)) {
         complain(parser.errorText());
         return 2;
@@ -109,7 +116,9 @@ int HalvaneDaemon::run(const QStringList &arguments)
     }
     const QString busSetting = parser.value(busOption);
     const bool systemBus = busSetting == QLatin1String("system");
-    const QString rightsKind = parser.isSet(rightsOption) ? parser.value(rightsOption) : (systemBus ? QStringLiteral("polkit") : QStringLiteral("rules"));
+    const QString rightsKind = parser.isSet(rightsOption)
+        ? parser.value(rightsOption)
+        : (systemBus ? QStringLiteral("polkit") : QStringLiteral("rules"));
     if (rightsKind != QLatin1String("rules") && rightsKind != QLatin1String("polkit")) {
         complain(tr("--rights is rules or polkit"));
         return 2;
@@ -134,14 +143,15 @@ int HalvaneDaemon::run(const QStringList &arguments)
 
     std::unique_ptr<HalvanePersistence> persistence;
     if (!parser.isSet(memoryOption)) {
-        const QString directory = parser.isSet(stateOption) ? parser.value(stateOption) : defaultStateDirectory(systemBus);
+        const QString directory
+            = parser.isSet(stateOption) ? parser.value(stateOption) : defaultStateDirectory(systemBus);
         persistence = std::make_unique<HalvanePersistence>(&scheduler, directory + QStringLiteral("/store.plist"));
         if (!persistence->load())
             return 1;
     }
     if (parser.isSet(demoOption)) {
-        const HalvaneResult result =
-            scheduler.handle(kVXRPCEventStoreStore, {{kVXRPCParameterEvents, HalvaneDemoSchedule::events(clock->now())}});
+        const HalvaneResult result = scheduler.handle(
+            kVXRPCEventStoreStore, { { kVXRPCParameterEvents, HalvaneDemoSchedule::events(clock->now()) } });
         if (!result.succeeded()) {
             complain(result.message());
             return 1;
@@ -150,7 +160,8 @@ int HalvaneDaemon::run(const QStringList &arguments)
 
     std::unique_ptr<HalvaneAuthority> authority;
     if (rightsKind == QLatin1String("polkit")) {
-        authority = std::make_unique<HalvanePolkitAuthority>(busNamed(parser.value(polkitBusOption), QStringLiteral("halvaned-polkit")));
+        authority = std::make_unique<HalvanePolkitAuthority>(
+            busNamed(parser.value(polkitBusOption), QStringLiteral("halvaned-polkit")));
     } else {
         QString rules = parser.value(rulesOption);
         if (!parser.isSet(rulesOption)) {
@@ -175,14 +186,15 @@ int HalvaneDaemon::run(const QStringList &arguments)
     if (persistence)
         persistence->saveNow();
     qCInfo(lcHalvaned).noquote() << QStringLiteral("serving %1 on the %2 bus%3")
-                                        .arg(parser.value(nameOption), busSetting, dryRun ? QStringLiteral(" (dry run)") : QString());
+                                        .arg(parser.value(nameOption), busSetting,
+                                             dryRun ? QStringLiteral(" (dry run)") : QString());
 
     TriskVXBusWatcher busWatcher(bus);
     QObject::connect(&busWatcher, &TriskVXBusWatcher::busDisconnected, qApp, [] {
         qCWarning(lcHalvaned).noquote() << QStringLiteral("the bus went away; stopping");
         QCoreApplication::exit(1);
     });
-    TriskVXUnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
+    TriskVXUnixSignalWatcher signalWatcher({ SIGTERM, SIGINT, SIGHUP });
     QObject::connect(&signalWatcher, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
         qCInfo(lcHalvaned).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
         QCoreApplication::quit();

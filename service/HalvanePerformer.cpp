@@ -29,7 +29,8 @@ HalvanePerformer::HalvanePerformer(HalvanePowerBackend *power, QObject *parent)
 
 void HalvanePerformer::perform(const QVariantMap &event, const QString &why, std::function<void()> finished)
 {
-    qCInfo(lcHalvaned).noquote() << QStringLiteral("performing “%1” (%2)").arg(event.value(kVXEventName).toString(), why);
+    qCInfo(lcHalvaned).noquote()
+        << QStringLiteral("performing “%1” (%2)").arg(event.value(kVXEventName).toString(), why);
     const QVariantList actions = event.value(kVXEventActions).toList();
     // Even an event without actions ends on a later turn of the event loop, so that it is seen active.
     QTimer::singleShot(0, this, [this, event, actions, finished = std::move(finished)]() mutable {
@@ -101,7 +102,9 @@ void HalvanePerformer::runCommand(const QVariantMap &action, const QString &even
             }
             const uid_t uid = entry->pw_uid;
             const gid_t gid = entry->pw_gid;
-            process->setChildProcessModifier([uid, gid, user] { becomeUser(uid, gid, user.constData()); });
+            process->setChildProcessModifier([uid, gid, user] {
+                becomeUser(uid, gid, user.constData());
+            });
         }
     }
 
@@ -109,26 +112,32 @@ void HalvanePerformer::runCommand(const QVariantMap &action, const QString &even
                                                           : HalvaneAction::kDefaultCommandTimeout * 1000;
     auto *limit = new QTimer(process);
     limit->setSingleShot(true);
-    connect(limit, &QTimer::timeout, process, [process, eventName, program] {
-        qCWarning(lcHalvaned).noquote() << QStringLiteral("“%1”: %2 ran out of time; stopping it").arg(eventName, program);
-        process->kill();
-    });
+    connect(limit, &QTimer::timeout, process,
+            [process, eventName, program] {
+                qCWarning(lcHalvaned).noquote()
+                    << QStringLiteral("“%1”: %2 ran out of time; stopping it").arg(eventName, program);
+                process->kill();
+            });
     auto done = std::make_shared<std::function<void()>>(std::move(next));
-    connect(process, &QProcess::finished, this, [process, eventName, program, done](int exitCode, QProcess::ExitStatus status) {
-        if (status == QProcess::CrashExit)
-            qCWarning(lcHalvaned).noquote() << QStringLiteral("“%1”: %2 was stopped").arg(eventName, program);
-        else
-            qCInfo(lcHalvaned).noquote() << QStringLiteral("“%1”: %2 exited with %3").arg(eventName, program).arg(exitCode);
-        process->deleteLater();
-        (*done)();
-    });
-    connect(process, &QProcess::errorOccurred, this, [process, eventName, program, done](QProcess::ProcessError error) {
-        if (error != QProcess::FailedToStart)
-            return;
-        qCWarning(lcHalvaned).noquote() << QStringLiteral("“%1”: cannot start %2: %3").arg(eventName, program, process->errorString());
-        process->deleteLater();
-        (*done)();
-    });
+    connect(process, &QProcess::finished, this,
+            [process, eventName, program, done](int exitCode, QProcess::ExitStatus status) {
+                if (status == QProcess::CrashExit)
+                    qCWarning(lcHalvaned).noquote() << QStringLiteral("“%1”: %2 was stopped").arg(eventName, program);
+                else
+                    qCInfo(lcHalvaned).noquote()
+                        << QStringLiteral("“%1”: %2 exited with %3").arg(eventName, program).arg(exitCode);
+                process->deleteLater();
+                (*done)();
+            });
+    connect(process, &QProcess::errorOccurred, this,
+            [process, eventName, program, done](QProcess::ProcessError error) {
+                if (error != QProcess::FailedToStart)
+                    return;
+                qCWarning(lcHalvaned).noquote()
+                    << QStringLiteral("“%1”: cannot start %2: %3").arg(eventName, program, process->errorString());
+                process->deleteLater();
+                (*done)();
+            });
     limit->start(timeout);
     process->start();
 }

@@ -41,12 +41,14 @@ bool HalvanePersistence::load()
     QString moveError;
     const QString aside = HalvaneStateFile::keepAside(m_path, &moveError);
     if (aside.isEmpty()) {
-        qCCritical(lcHalvaned).noquote() << QStringLiteral("the state file cannot be read (%1) and %2; not starting, so as not to "
-                                                           "overwrite it")
+        qCCritical(lcHalvaned).noquote() << QStringLiteral(
+                                                "the state file cannot be read (%1) and %2; not starting, so as not to "
+                                                "overwrite it")
                                                 .arg(error, moveError);
         return false;
     }
-    qCCritical(lcHalvaned).noquote() << QStringLiteral("the state file cannot be read (%1); kept aside as %2, starting empty").arg(error, aside);
+    qCCritical(lcHalvaned).noquote()
+        << QStringLiteral("the state file cannot be read (%1); kept aside as %2, starting empty").arg(error, aside);
     return true;
 }
 

@@ -30,10 +30,13 @@ HalvanePolkitAuthority::HalvanePolkitAuthority(const QDBusConnection &polkitBus,
 QString HalvanePolkitAuthority::actionOf(const QString &request)
 {
     // SchedulerSetEnabled → set-enabled, OnDemandPerform → perform, EventStoreStore → store.
-    static const QHash<QString, QString> actions{
-        {kVXRPCSchedulerAdjust, QStringLiteral("adjust")},     {kVXRPCSchedulerCancel, QStringLiteral("cancel")},
-        {kVXRPCSchedulerReset, QStringLiteral("reset")},       {kVXRPCOnDemandPerform, QStringLiteral("perform")},
-        {kVXRPCEventStoreStore, QStringLiteral("store")},      {kVXRPCSchedulerSetEnabled, QStringLiteral("set-enabled")},
+    static const QHash<QString, QString> actions {
+        { kVXRPCSchedulerAdjust, QStringLiteral("adjust") },
+        { kVXRPCSchedulerCancel, QStringLiteral("cancel") },
+        { kVXRPCSchedulerReset, QStringLiteral("reset") },
+        { kVXRPCOnDemandPerform, QStringLiteral("perform") },
+        { kVXRPCEventStoreStore, QStringLiteral("store") },
+        { kVXRPCSchedulerSetEnabled, QStringLiteral("set-enabled") },
     };
     return QStringLiteral("org.halvane.scheduler.") + actions.value(request, QStringLiteral("unknown"));
 }
@@ -43,32 +46,38 @@ void HalvanePolkitAuthority::ask(const HalvaneCaller &caller, const QString &req
 {
     QDBusArgument subject;
     subject.beginStructure();
-    subject << QStringLiteral("system-bus-name") << QVariantMap{{QStringLiteral("name"), caller.busName}};
+    subject << QStringLiteral("system-bus-name") << QVariantMap { { QStringLiteral("name"), caller.busName } };
     subject.endStructure();
-    QDBusMessage call = QDBusMessage::createMethodCall(kPolkitService, kPolkitPath, kPolkitInterface, QStringLiteral("CheckAuthorization"));
+    QDBusMessage call = QDBusMessage::createMethodCall(kPolkitService, kPolkitPath, kPolkitInterface,
+                                                       QStringLiteral("CheckAuthorization"));
     call << QVariant::fromValue(subject) << actionOf(request) << QVariant::fromValue(PolkitDetails())
          << uint(interactive ? kAllowUserInteraction : 0) << QString();
     // An interactive check waits for the person's password; no time-out cuts that short.
-    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call, interactive ? std::numeric_limits<int>::max() : -1), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [done = std::move(done), request](QDBusPendingCallWatcher *finished) {
-        finished->deleteLater();
-        const QDBusMessage reply = finished->reply();
-        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-            const QString why = QStringLiteral("polkit did not answer for %1: %2").arg(request, reply.errorMessage());
-            qCWarning(lcHalvaned).noquote() << why;
-            done(Answer::Refused, why);
-            return;
-        }
-        const QDBusArgument result = reply.arguments().first().value<QDBusArgument>();
-        bool authorised = false;
-        bool challenge = false;
-        PolkitDetails details;
-        result.beginStructure();
-        result >> authorised >> challenge >> details;
-        result.endStructure();
-        done(authorised ? Answer::Authorised : challenge ? Answer::Challenge : Answer::Refused,
-             authorised ? QString() : QStringLiteral("polkit refused %1").arg(request));
-    });
+    auto *watcher
+        = new QDBusPendingCallWatcher(m_bus.asyncCall(call, interactive ? std::numeric_limits<int>::max() : -1), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [done = std::move(done), request](QDBusPendingCallWatcher *finished) {
+                finished->deleteLater();
+                const QDBusMessage reply = finished->reply();
+                if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+                    const QString why
+                        = QStringLiteral("polkit did not answer for %1: %2").arg(request, reply.errorMessage());
+                    qCWarning(lcHalvaned).noquote() << why;
+                    done(Answer::Refused, why);
+                    return;
+                }
+                const QDBusArgument result = reply.arguments().first().value<QDBusArgument>();
+                bool authorised = false;
+                bool challenge = false;
+                PolkitDetails details;
+                result.beginStructure();
+                result >> authorised >> challenge >> details;
+                result.endStructure();
+                done(authorised      ? Answer::Authorised
+                         : challenge ? Answer::Challenge
+                                     : Answer::Refused,
+                     authorised ? QString() : QStringLiteral("polkit refused %1").arg(request));
+            });
 }
 
 void HalvanePolkitAuthority::checkRight(const HalvaneCaller &caller, const QString &request, Decision decision)
@@ -102,7 +111,8 @@ void HalvanePolkitAuthority::rightsOf(const HalvaneCaller &caller, Rights rights
             QVariantList records;
             for (const QString &name : requests) {
                 if (collected->rules.contains(name))
-                    records.append(QVariantMap{{kVXAuthorisationRightSignature, name}, {kVXAuthorisationRightRule, collected->rules.value(name)}});
+                    records.append(QVariantMap { { kVXAuthorisationRightSignature, name },
+                                                 { kVXAuthorisationRightRule, collected->rules.value(name) } });
             }
             collected->rights(records);
         });

@@ -21,7 +21,8 @@ public:
 
 private:
     enum class Answer { Authorised, Challenge, Refused };
-    void ask(const HalvaneCaller &caller, const QString &request, bool interactive, std::function<void(Answer, QString)> done);
+    void ask(const HalvaneCaller &caller, const QString &request, bool interactive,
+             std::function<void(Answer, QString)> done);
 
     QDBusConnection m_bus;
 };

@@ -49,12 +49,13 @@ void HalvanePowerBackend::perform(const QString &type, Done done)
     QDBusMessage call = QDBusMessage::createMethodCall(kLogindService, kLogindPath, kLogindManager, method);
     call << false;
     auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [done = std::move(done), method](QDBusPendingCallWatcher *finished) {
-        finished->deleteLater();
-        const QDBusPendingReply<> reply = *finished;
-        if (reply.isError())
-            done(false, QStringLiteral("logind %1 failed: %2").arg(method, reply.error().message()));
-        else
-            done(true, QString());
-    });
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [done = std::move(done), method](QDBusPendingCallWatcher *finished) {
+                finished->deleteLater();
+                const QDBusPendingReply<> reply = *finished;
+                if (reply.isError())
+                    done(false, QStringLiteral("logind %1 failed: %2").arg(method, reply.error().message()));
+                else
+                    done(true, QString());
+            });
 }

@@ -58,7 +58,7 @@ HalvaneRulesAuthority::HalvaneRulesAuthority(const QString &rulesFile, uid_t own
 
 void HalvaneRulesAuthority::reload()
 {
-    const QHash<QString, QStringList> ownerOnly{{kEveryRequest, {kOwnerRule}}};
+    const QHash<QString, QStringList> ownerOnly { { kEveryRequest, { kOwnerRule } } };
     if (m_file.isEmpty() || !QFileInfo::exists(m_file)) {
         m_rules = ownerOnly;
         return;
@@ -96,7 +96,8 @@ void HalvaneRulesAuthority::reload()
         }
     }
     if (!valid) {
-        qCWarning(lcHalvaned).noquote() << QStringLiteral("ignoring the rights rules: %1; only the owner holds rights").arg(error);
+        qCWarning(lcHalvaned).noquote()
+            << QStringLiteral("ignoring the rights rules: %1; only the owner holds rights").arg(error);
         m_rules = ownerOnly;
         return;
     }
@@ -125,7 +126,7 @@ bool HalvaneRulesAuthority::ruleMatches(const QString &rule, uid_t uid) const
 
 QString HalvaneRulesAuthority::matchingRule(uid_t uid, const QString &request) const
 {
-    for (const QString &key : {request, kEveryRequest}) {
+    for (const QString &key : { request, kEveryRequest }) {
         const QStringList rules = m_rules.value(key);
         for (const QString &rule : rules) {
             if (ruleMatches(rule, uid))
@@ -150,7 +151,8 @@ void HalvaneRulesAuthority::rightsOf(const HalvaneCaller &caller, Rights rights)
     for (const QString &request : HalvaneScheduler::requestNames()) {
         const QString rule = caller.isKnown() ? matchingRule(caller.uid, request) : QString();
         if (!rule.isEmpty())
-            records.append(QVariantMap{{kVXAuthorisationRightSignature, request}, {kVXAuthorisationRightRule, rule}});
+            records.append(
+                QVariantMap { { kVXAuthorisationRightSignature, request }, { kVXAuthorisationRightRule, rule } });
     }
     rights(records);
 }

@@ -41,20 +41,25 @@ bool checkParameters(const QVariantMap &parameters, const QList<ParameterRule> &
         const auto value = parameters.constFind(rule.name);
         if (value == parameters.cend()) {
             if (rule.required) {
-                *result = HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("missing parameter %1").arg(rule.name));
+                *result = HalvaneResult::failure(kVXStatusInvalidParameter,
+                                                 QStringLiteral("missing parameter %1").arg(rule.name));
                 return false;
             }
             continue;
         }
         if (value->typeId() != rule.type) {
-            *result = HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("parameter %1 has the wrong type").arg(rule.name));
+            *result = HalvaneResult::failure(kVXStatusInvalidParameter,
+                                             QStringLiteral("parameter %1 has the wrong type").arg(rule.name));
             return false;
         }
     }
     for (auto it = parameters.cbegin(); it != parameters.cend(); ++it) {
-        const bool known = std::any_of(rules.cbegin(), rules.cend(), [&](const ParameterRule &rule) { return rule.name == it.key(); });
+        const bool known = std::any_of(rules.cbegin(), rules.cend(), [&](const ParameterRule &rule) {
+            return rule.name == it.key();
+        });
         if (!known) {
-            *result = HalvaneResult::failure(kVXStatusInvalidParameter, QStringLiteral("unknown parameter %1").arg(it.key()));
+            *result = HalvaneResult::failure(kVXStatusInvalidParameter,
+                                             QStringLiteral("unknown parameter %1").arg(it.key()));
             return false;
         }
     }
@@ -68,8 +73,12 @@ HalvaneScheduler::HalvaneScheduler(TriskVXClock *clock, HalvanePerformer *perfor
     , m_performer(performer)
     , m_timer(new TriskVXDeadlineTimer(m_clock, this))
 {
-    connect(m_timer, &TriskVXDeadlineTimer::timeout, this, [this] { handleDue(); });
-    connect(m_timer, &TriskVXDeadlineTimer::clockChanged, this, [this] { handleDue(); });
+    connect(m_timer, &TriskVXDeadlineTimer::timeout, this, [this] {
+        handleDue();
+    });
+    connect(m_timer, &TriskVXDeadlineTimer::clockChanged, this, [this] {
+        handleDue();
+    });
     republish(queue());
 }
 
@@ -77,8 +86,8 @@ HalvaneScheduler::~HalvaneScheduler() = default;
 
 QStringList HalvaneScheduler::requestNames()
 {
-    return {kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
-            kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled};
+    return { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
+             kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled };
 }
 
 void HalvaneScheduler::start()
@@ -89,7 +98,8 @@ void HalvaneScheduler::start()
 
 HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap &parameters)
 {
-    HalvaneResult result = HalvaneResult::failure(kVXStatusUnknownRequest, QStringLiteral("unknown request %1").arg(request));
+    HalvaneResult result
+        = HalvaneResult::failure(kVXStatusUnknownRequest, QStringLiteral("unknown request %1").arg(request));
     if (request == kVXRPCSchedulerAdjust)
         result = adjust(parameters);
     else if (request == kVXRPCSchedulerCancel)
@@ -105,7 +115,8 @@ HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap
     if (result.succeeded())
         qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 done").arg(request);
     else
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
+        qCInfo(lcHalvaned).noquote()
+            << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
     return result;
 }
 
@@ -119,7 +130,9 @@ HalvaneResult HalvaneScheduler::checkTrigger(const QString &triggerID) const
 HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, true}, {kVXRPCParameterDate, QMetaType::QDateTime, true}},
+    if (!checkParameters(parameters,
+                         { { kVXRPCParameterTriggerID, QMetaType::QString, true },
+                           { kVXRPCParameterDate, QMetaType::QDateTime, true } },
                          &result))
         return result;
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
@@ -134,7 +147,8 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
         natural = nextNatural(triggerRecordOf(triggerID), state);
     }
     if (!natural.isValid())
-        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("trigger %1 has no firing left to adjust").arg(triggerID));
+        return HalvaneResult::failure(kVXStatusUnknownTrigger,
+                                      QStringLiteral("trigger %1 has no firing left to adjust").arg(triggerID));
     state.adjustedNatural = natural;
     state.adjustedDate = parameters.value(kVXRPCParameterDate).toDateTime().toUTC();
     m_states.insert(triggerID, state);
@@ -146,7 +160,9 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, true}, {kVXRPCParameterUntil, QMetaType::QDateTime, false}},
+    if (!checkParameters(parameters,
+                         { { kVXRPCParameterTriggerID, QMetaType::QString, true },
+                           { kVXRPCParameterUntil, QMetaType::QDateTime, false } },
                          &result))
         return result;
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
@@ -162,7 +178,8 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
     } else {
         const QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
         if (!natural.isValid())
-            return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("trigger %1 has no queued firing").arg(triggerID));
+            return HalvaneResult::failure(kVXStatusUnknownTrigger,
+                                          QStringLiteral("trigger %1 has no queued firing").arg(triggerID));
         state.skipped.append(natural);
         if (state.adjustedNatural == natural) {
             state.adjustedNatural = QDateTime();
@@ -178,7 +195,7 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterTriggerID, QMetaType::QString, false}}, &result))
+    if (!checkParameters(parameters, { { kVXRPCParameterTriggerID, QMetaType::QString, false } }, &result))
         return result;
     if (!parameters.contains(kVXRPCParameterTriggerID)) {
         for (HalvaneTriggerState &state : m_states)
@@ -197,20 +214,24 @@ HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterUniqueID, QMetaType::QString, true}, {kVXRPCParameterApplyCriteria, QMetaType::Bool, false}},
+    if (!checkParameters(parameters,
+                         { { kVXRPCParameterUniqueID, QMetaType::QString, true },
+                           { kVXRPCParameterApplyCriteria, QMetaType::Bool, false } },
                          &result))
         return result;
     const QString eventID = parameters.value(kVXRPCParameterUniqueID).toString();
     if (!m_store.containsEvent(eventID))
         return HalvaneResult::failure(kVXStatusUnknownEvent, QStringLiteral("unknown event %1").arg(eventID));
     if (!TriskVXRecords::isPerformableOnDemand(m_store.event(eventID)))
-        return HalvaneResult::failure(kVXStatusNotPerformable, QStringLiteral("event %1 cannot be performed on demand").arg(eventID));
+        return HalvaneResult::failure(kVXStatusNotPerformable,
+                                      QStringLiteral("event %1 cannot be performed on demand").arg(eventID));
     // The criteria (docs/protocol.md): the scheduler is enabled, and the event is not being performed.
     if (parameters.value(kVXRPCParameterApplyCriteria).toBool()) {
         if (!m_enabled)
             return HalvaneResult::failure(kVXStatusCriteriaNotMet, QStringLiteral("the scheduler is disabled"));
         if (isActive(eventID))
-            return HalvaneResult::failure(kVXStatusCriteriaNotMet, QStringLiteral("event %1 is being performed").arg(eventID));
+            return HalvaneResult::failure(kVXStatusCriteriaNotMet,
+                                          QStringLiteral("event %1 is being performed").arg(eventID));
     }
     startPerforming(eventID, QStringLiteral("on demand"));
     republish(queue());
@@ -220,7 +241,7 @@ HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterEvents, QMetaType::QVariantList, true}}, &result))
+    if (!checkParameters(parameters, { { kVXRPCParameterEvents, QMetaType::QVariantList, true } }, &result))
         return result;
     result = m_store.store(parameters.value(kVXRPCParameterEvents).toList());
     if (!result.succeeded())
@@ -248,7 +269,7 @@ HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
 HalvaneResult HalvaneScheduler::setEnabled(const QVariantMap &parameters)
 {
     HalvaneResult result = HalvaneResult::ok();
-    if (!checkParameters(parameters, {{kVXRPCParameterEnabled, QMetaType::Bool, true}}, &result))
+    if (!checkParameters(parameters, { { kVXRPCParameterEnabled, QMetaType::Bool, true } }, &result))
         return result;
     const bool enabled = parameters.value(kVXRPCParameterEnabled).toBool();
     if (enabled != m_enabled) {
@@ -280,7 +301,8 @@ QDateTime HalvaneScheduler::nextNatural(const QVariantMap &record, const Halvane
 {
     const HalvaneTrigger trigger(record);
     const QTimeZone zone = m_clock->timeZone();
-    QDateTime after = state.lastFired.isValid() ? state.lastFired : (trigger.isRepeating() ? state.anchor : QDateTime());
+    QDateTime after
+        = state.lastFired.isValid() ? state.lastFired : (trigger.isRepeating() ? state.anchor : QDateTime());
     if (trigger.isRepeating() && !after.isValid())
         after = m_clock->now();
     QDate lastDate = state.lastFiredDate;
@@ -319,7 +341,7 @@ QList<HalvaneScheduler::QueuedFiring> HalvaneScheduler::queue() const
             if (!natural.isValid())
                 continue;
             const QDateTime date = state.adjustedNatural == natural ? state.adjustedDate : natural;
-            firings.append({triggerID, eventID, natural, date});
+            firings.append({ triggerID, eventID, natural, date });
         }
     }
     std::sort(firings.begin(), firings.end(), [](const QueuedFiring &a, const QueuedFiring &b) {
@@ -332,9 +354,9 @@ QVariantMap HalvaneScheduler::queuedTriggerRecord(const QueuedFiring &firing) co
 {
     QVariantMap trigger = triggerRecordOf(firing.triggerID);
     trigger.insert(kVXTriggerDate, firing.date);
-    return {{kVXQueuedTriggerTriggerID, firing.triggerID},
-            {kVXQueuedTriggerEvent, m_store.event(firing.eventID)},
-            {kVXQueuedTriggerTrigger, trigger}};
+    return { { kVXQueuedTriggerTriggerID, firing.triggerID },
+             { kVXQueuedTriggerEvent, m_store.event(firing.eventID) },
+             { kVXQueuedTriggerTrigger, trigger } };
 }
 
 void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
@@ -352,15 +374,16 @@ void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
         if (secondsAway <= secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds))
             current.append(record);
         if (secondsAway <= secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)) {
-            warnings.append(QVariantMap{{kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning"))},
-                                        {kVXQueuedWarningEvent, event},
-                                        {kVXQueuedWarningDate, firing.date},
-                                        {kVXQueuedWarningMessage, HalvaneAction::warningMessage(event)}});
+            warnings.append(
+                QVariantMap { { kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning")) },
+                              { kVXQueuedWarningEvent, event },
+                              { kVXQueuedWarningDate, firing.date },
+                              { kVXQueuedWarningMessage, HalvaneAction::warningMessage(event) } });
         }
     }
     QVariantList active;
     for (const QString &eventID : std::as_const(m_activeOrder))
-        active.append(QVariantMap{{kVXActiveEventEvent, m_store.event(eventID)}});
+        active.append(QVariantMap { { kVXActiveEventEvent, m_store.event(eventID) } });
     QVariantList onDemand;
     const QList<QVariantMap> events = m_store.events();
     for (const QVariantMap &event : events) {
@@ -368,12 +391,11 @@ void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
             onDemand.append(event);
     }
 
-    const QHash<QString, QVariant> values{{kVXObserveSchedulerPending, pending},
-                                          {kVXObserveSchedulerActive, active},
-                                          {kVXObserveSchedulerEnabled, m_enabled},
-                                          {kVXObserveNotificationsCurrent, current},
-                                          {kVXObserveNotificationsWarning, warnings},
-                                          {kVXObserveOnDemandAvailable, onDemand}};
+    const QHash<QString, QVariant> values {
+        { kVXObserveSchedulerPending, pending },      { kVXObserveSchedulerActive, active },
+        { kVXObserveSchedulerEnabled, m_enabled },    { kVXObserveNotificationsCurrent, current },
+        { kVXObserveNotificationsWarning, warnings }, { kVXObserveOnDemandAvailable, onDemand }
+    };
     QStringList changed;
     for (const QString &name : TriskVXObserver::observedVariables()) {
         if (!values.contains(name))
@@ -395,9 +417,9 @@ void HalvaneScheduler::scheduleWake(const QList<QueuedFiring> &firings)
     QDateTime wake;
     for (const QueuedFiring &firing : firings) {
         const QVariantMap event = m_store.event(firing.eventID);
-        const QDateTime boundaries[] = {firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
-                                        firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)),
-                                        firing.date};
+        const QDateTime boundaries[]
+            = { firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
+                firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)), firing.date };
         for (const QDateTime &boundary : boundaries) {
             if (boundary > now && (!wake.isValid() || boundary < wake))
                 wake = boundary;
@@ -424,14 +446,18 @@ void HalvaneScheduler::handleDue(Pass pass)
         const QString name = m_store.event(firing.eventID).value(kVXEventName).toString();
         const qint64 late = firing.date.secsTo(now);
         if (pass == Pass::Starting && late > m_catchUpSeconds)
-            qCWarning(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” was due at %3 while halvaned was not running; "
-                                                              "skipped, being more than %4 s late")
-                                                   .arg(firing.triggerID, name, firing.date.toString(Qt::ISODate))
-                                                   .arg(m_catchUpSeconds);
+            qCWarning(lcHalvaned).noquote()
+                << QStringLiteral("trigger %1 of “%2” was due at %3 while halvaned was not running; "
+                                  "skipped, being more than %4 s late")
+                       .arg(firing.triggerID, name, firing.date.toString(Qt::ISODate))
+                       .arg(m_catchUpSeconds);
         else if (!m_enabled)
-            qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” passed while the scheduler was disabled").arg(firing.triggerID, name);
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1 of “%2” passed while the scheduler was disabled")
+                                                .arg(firing.triggerID, name);
         else
-            startPerforming(firing.eventID, QStringLiteral("trigger %1%2").arg(firing.triggerID, late > 1 ? QStringLiteral(", %1 s late").arg(late) : QString()));
+            startPerforming(firing.eventID,
+                            QStringLiteral("trigger %1%2")
+                                .arg(firing.triggerID, late > 1 ? QStringLiteral(", %1 s late").arg(late) : QString()));
         consume(firing);
         consumed = true;
     }
@@ -459,7 +485,8 @@ bool HalvaneScheduler::sweepCancelled(const QDateTime &now)
                 HalvaneTriggerState bare = *state;
                 bare.resetChanges();
                 const QDateTime natural = nextNatural(record.toMap(), bare);
-                const bool cancelled = state->skipped.contains(natural) || (state->until.isValid() && natural < state->until);
+                const bool cancelled
+                    = state->skipped.contains(natural) || (state->until.isValid() && natural < state->until);
                 if (!natural.isValid() || natural > now || !cancelled)
                     break;
                 swept = true;
@@ -470,7 +497,9 @@ bool HalvaneScheduler::sweepCancelled(const QDateTime &now)
                 }
                 state->lastFired = natural;
                 state->lastFiredDate = natural.toTimeZone(zone).date();
-                state->skipped.removeIf([&](const QDateTime &skipped) { return skipped <= natural; });
+                state->skipped.removeIf([&](const QDateTime &skipped) {
+                    return skipped <= natural;
+                });
             }
         }
     }
@@ -492,7 +521,9 @@ void HalvaneScheduler::consume(const QueuedFiring &firing)
     auto markFired = [&](const QDateTime &natural) {
         state.lastFired = natural;
         state.lastFiredDate = natural.toTimeZone(zone).date();
-        state.skipped.removeIf([&](const QDateTime &skipped) { return skipped <= natural; });
+        state.skipped.removeIf([&](const QDateTime &skipped) {
+            return skipped <= natural;
+        });
         if (state.adjustedNatural.isValid() && state.adjustedNatural <= natural) {
             state.adjustedNatural = QDateTime();
             state.adjustedDate = QDateTime();
@@ -501,13 +532,14 @@ void HalvaneScheduler::consume(const QueuedFiring &firing)
     markFired(firing.natural);
     // Firings that also came while the machine slept or the clock jumped are not performed again.
     int missed = 0;
-    for (QDateTime natural = nextNatural(record, state); natural.isValid() && natural <= now && missed < kLongestSkipWalk;
-         natural = nextNatural(record, state)) {
+    for (QDateTime natural = nextNatural(record, state);
+         natural.isValid() && natural <= now && missed < kLongestSkipWalk; natural = nextNatural(record, state)) {
         markFired(natural);
         ++missed;
     }
     if (missed > 0)
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("trigger %1: %2 more firings passed unperformed").arg(firing.triggerID).arg(missed);
+        qCInfo(lcHalvaned).noquote()
+            << QStringLiteral("trigger %1: %2 more firings passed unperformed").arg(firing.triggerID).arg(missed);
 }
 
 void HalvaneScheduler::startPerforming(const QString &eventID, const QString &why)
@@ -525,7 +557,8 @@ void HalvaneScheduler::startPerforming(const QString &eventID, const QString &wh
     if (m_performer) {
         m_performer->perform(event, why, finished);
     } else {
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("performing “%1” (%2)").arg(event.value(kVXEventName).toString(), why);
+        qCInfo(lcHalvaned).noquote()
+            << QStringLiteral("performing “%1” (%2)").arg(event.value(kVXEventName).toString(), why);
         QTimer::singleShot(0, this, finished);
     }
 }
@@ -539,7 +572,9 @@ QVariantMap HalvaneScheduler::toPropertyList() const
     QVariantMap states;
     for (auto it = m_states.cbegin(); it != m_states.cend(); ++it)
         states.insert(it.key(), it.value().toPropertyList());
-    return {{kVersionKey, kStateVersion}, {kEnabledKey, m_enabled}, {kEventsKey, events}, {kTriggersKey, states}};
+    return {
+        { kVersionKey, kStateVersion }, { kEnabledKey, m_enabled }, { kEventsKey, events }, { kTriggersKey, states }
+    };
 }
 
 bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
@@ -548,7 +583,8 @@ bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
         *error = QStringLiteral("unknown state version %1").arg(propertyList.value(kVersionKey).toString());
         return false;
     }
-    if (propertyList.value(kEnabledKey).typeId() != QMetaType::Bool || propertyList.value(kEventsKey).typeId() != QMetaType::QVariantList
+    if (propertyList.value(kEnabledKey).typeId() != QMetaType::Bool
+        || propertyList.value(kEventsKey).typeId() != QMetaType::QVariantList
         || propertyList.value(kTriggersKey).typeId() != QMetaType::QVariantMap) {
         *error = QStringLiteral("the state is missing Enabled, Events or TriggerStates");
         return false;

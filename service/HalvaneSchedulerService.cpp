@@ -10,6 +10,7 @@
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusServiceWatcher>
 
 #include <memory>
 
@@ -18,7 +19,7 @@ const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Proper
 
 QDBusMessage replyOf(const QDBusMessage &call, bool succeeded, qint64 status, const QString &message)
 {
-    return call.createReply(QVariantList{succeeded, QVariant::fromValue(qlonglong(status)), message});
+    return call.createReply(QVariantList { succeeded, QVariant::fromValue(qlonglong(status)), message });
 }
 } // namespace
 
@@ -31,7 +32,9 @@ HalvaneSchedulerService::HalvaneSchedulerService(HalvaneScheduler *scheduler, Ha
 {
     TriskVXDBusPropertyList::registerTypes();
     new SchedulerAdaptor(this);
-    connect(m_scheduler, &HalvaneScheduler::variablesChanged, this, [this](const QStringList &names) { announce(names); });
+    connect(m_scheduler, &HalvaneScheduler::variablesChanged, this, [this](const QStringList &names) {
+        announce(names);
+    });
     connect(m_authority, &HalvaneAuthority::rightsChanged, this, &HalvaneSchedulerService::forgetRights);
 }
 
@@ -50,18 +53,18 @@ bool HalvaneSchedulerService::registerOn(const QDBusConnection &bus, const QStri
                                                                QDBusConnectionInterface::DontAllowReplacement);
     if (!reply.isValid() || reply.value() != QDBusConnectionInterface::ServiceRegistered) {
         connection.unregisterObject(kVXDBusObjectPath);
-        *error = reply.isValid() ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
-                                 : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
+        *error = reply.isValid()
+            ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
+            : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
         return false;
     }
     // A client that leaves takes its cached identity and rights with it; unique names are never reused.
-    connect(connection.interface(), &QDBusConnectionInterface::serviceOwnerChanged, this,
-            [this](const QString &name, const QString &, const QString &newOwner) {
-                if (newOwner.isEmpty() && name.startsWith(QLatin1Char(':'))) {
-                    m_uids.remove(name);
-                    m_rights.remove(name);
-                }
-            });
+    m_clients = new QDBusServiceWatcher(QString(), connection, QDBusServiceWatcher::WatchForUnregistration, this);
+    connect(m_clients, &QDBusServiceWatcher::serviceUnregistered, this, [this](const QString &name) {
+        m_uids.remove(name);
+        m_rights.remove(name);
+        m_clients->removeWatchedService(name);
+    });
     m_buses.append(connection);
     return true;
 }
@@ -79,8 +82,11 @@ HalvaneCaller HalvaneSchedulerService::callerOf(const QDBusMessage &message) con
     if (uid.isValid()) {
         caller.uid = uid_t(uid.value());
         m_uids.insert(caller.busName, caller.uid);
+        if (m_clients)
+            m_clients->addWatchedService(caller.busName);
     } else {
-        qCWarning(lcHalvaned).noquote() << QStringLiteral("cannot tell who %1 is: %2").arg(caller.busName, uid.error().message());
+        qCWarning(lcHalvaned).noquote()
+            << QStringLiteral("cannot tell who %1 is: %2").arg(caller.busName, uid.error().message());
     }
     return caller;
 }
@@ -120,7 +126,7 @@ QList<QVariantMap> HalvaneSchedulerService::onDemandAvailable() const
     return recordList(kVXObserveOnDemandAvailable);
 }
 
-QList<QVariantMap> HalvaneSchedulerService::authorisationRights() const
+QList<QVariantMap> HalvaneSchedulerService::AuthorisationRights()
 {
     if (!calledFromDBus())
         return {};
@@ -128,33 +134,31 @@ QList<QVariantMap> HalvaneSchedulerService::authorisationRights() const
     const auto cached = m_rights.constFind(caller.busName);
     if (cached != m_rights.cend())
         return TriskVXDBusPropertyList::encodeRecordList(cached.value());
-    // The rules answer at once; polkit later, and then the caller is told to read again.
-    struct Pending
-    {
-        bool returned = false;
-        bool answered = false;
-        QVariantList rights;
-    };
-    auto pending = std::make_shared<Pending>();
-    auto *self = const_cast<HalvaneSchedulerService *>(this);
-    m_authority->rightsOf(caller, [self, caller, pending](const QVariantList &received) {
-        self->m_rights.insert(caller.busName, received);
-        pending->answered = true;
-        pending->rights = received;
-        if (pending->returned)
-            self->announce({}, {kVXObserveAuthorisationRights});
+    // polkit may answer later: the reply waits for it.
+    setDelayedReply(true);
+    const QDBusMessage call = message();
+    const QDBusConnection bus = connection();
+    m_authority->rightsOf(caller, [this, call, bus, caller](const QVariantList &rights) {
+        m_rights.insert(caller.busName, rights);
+        bus.send(call.createReply(QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(rights))));
     });
-    pending->returned = true;
-    return TriskVXDBusPropertyList::encodeRecordList(pending->rights);
+    return {};
 }
 
 void HalvaneSchedulerService::forgetRights()
 {
     m_rights.clear();
-    announce({}, {kVXObserveAuthorisationRights});
+    announceRightsChanged();
 }
 
-void HalvaneSchedulerService::announce(const QStringList &names, const QStringList &invalidated)
+void HalvaneSchedulerService::announceRightsChanged()
+{
+    for (const QDBusConnection &bus : std::as_const(m_buses))
+        bus.send(QDBusMessage::createSignal(kVXDBusObjectPath, kVXDBusInterface,
+                                            QStringLiteral("AuthorisationRightsChanged")));
+}
+
+void HalvaneSchedulerService::announce(const QStringList &names)
 {
     QVariantMap changed;
     for (const QString &name : names) {
@@ -164,8 +168,9 @@ void HalvaneSchedulerService::announce(const QStringList &names, const QStringLi
             changed.insert(name, QVariant::fromValue(recordList(name)));
     }
     for (const QDBusConnection &bus : std::as_const(m_buses)) {
-        QDBusMessage signal = QDBusMessage::createSignal(kVXDBusObjectPath, kPropertiesInterface, QStringLiteral("PropertiesChanged"));
-        signal << kVXDBusInterface << changed << invalidated;
+        QDBusMessage signal
+            = QDBusMessage::createSignal(kVXDBusObjectPath, kPropertiesInterface, QStringLiteral("PropertiesChanged"));
+        signal << kVXDBusInterface << changed << QStringList();
         bus.send(signal);
     }
 }
@@ -186,12 +191,13 @@ bool HalvaneSchedulerService::Authenticate(uint &protocolVersion)
                                             .arg(caller.busName)
                                             .arg(caller.uid)
                                             .arg(rights.size());
-        bus.send(call.createReply(QVariantList{true, kVXProtocolVersion}));
+        bus.send(call.createReply(QVariantList { true, kVXProtocolVersion }));
     });
     return true;
 }
 
-bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &parameters, qlonglong &status, QString &message)
+bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &parameters, qlonglong &status,
+                                     QString &message)
 {
     QString error;
     const QVariant decoded = TriskVXDBusPropertyList::decode(QVariant(parameters), &error);
@@ -227,7 +233,8 @@ bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &
             if (saved)
                 bus.send(replyOf(call, true, kVXStatusOK, QString()));
             else
-                bus.send(replyOf(call, false, kVXStatusInternalError, QStringLiteral("the change was made but could not be saved")));
+                bus.send(replyOf(call, false, kVXStatusInternalError,
+                                 QStringLiteral("the change was made but could not be saved")));
         });
     });
     return false;

@@ -10,13 +10,14 @@
 #include <QVariantMap>
 
 class HalvaneAuthority;
+class QDBusServiceWatcher;
 class HalvanePersistence;
 class HalvaneScheduler;
 
 // The scheduler on D-Bus: the object behind org.halvane.Scheduler1 (docs/protocol.md). Its slots and
 // properties are what the generated adaptor forwards to. Every request is checked with the authority
 // for the caller the bus names, answered once the change is saved, and every change is announced with
-// PropertiesChanged; the rights, which differ per caller, are announced as invalidated.
+// PropertiesChanged; the rights, which differ per caller, are asked for by each caller.
 class HalvaneSchedulerService : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -26,7 +27,6 @@ class HalvaneSchedulerService : public QObject, protected QDBusContext
     Q_PROPERTY(QList<QVariantMap> NotificationsCurrent READ notificationsCurrent)
     Q_PROPERTY(QList<QVariantMap> NotificationsWarning READ notificationsWarning)
     Q_PROPERTY(QList<QVariantMap> OnDemandAvailable READ onDemandAvailable)
-    Q_PROPERTY(QList<QVariantMap> AuthorisationRights READ authorisationRights)
 
 public:
     // persistence may be null (nothing is saved).
@@ -43,11 +43,11 @@ public:
     QList<QVariantMap> notificationsCurrent() const;
     QList<QVariantMap> notificationsWarning() const;
     QList<QVariantMap> onDemandAvailable() const;
-    // The rights of whoever reads the property.
-    QList<QVariantMap> authorisationRights() const;
 
 public Q_SLOTS:
     bool Authenticate(uint &protocolVersion);
+    // The caller's own rights.
+    QList<QVariantMap> AuthorisationRights();
     bool SchedulerAdjust(const QVariantMap &parameters, qlonglong &status, QString &message);
     bool SchedulerCancel(const QVariantMap &parameters, qlonglong &status, QString &message);
     bool SchedulerReset(const QVariantMap &parameters, qlonglong &status, QString &message);
@@ -59,13 +59,15 @@ private:
     bool answer(const QString &request, const QVariantMap &parameters, qlonglong &status, QString &message);
     HalvaneCaller callerOf(const QDBusMessage &message) const;
     QList<QVariantMap> recordList(const QString &variable) const;
-    void announce(const QStringList &names, const QStringList &invalidated = {});
+    void announce(const QStringList &names);
+    void announceRightsChanged();
     void forgetRights();
 
     HalvaneScheduler *m_scheduler;
     HalvaneAuthority *m_authority;
     HalvanePersistence *m_persistence;
     QList<QDBusConnection> m_buses;
+    QDBusServiceWatcher *m_clients = nullptr;
     mutable QHash<QString, uid_t> m_uids;
-    mutable QHash<QString, QVariantList> m_rights;
+    QHash<QString, QVariantList> m_rights;
 };

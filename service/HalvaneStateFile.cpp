@@ -46,7 +46,7 @@ QVariant HalvaneStateFile::wrapDates(const QVariant &value)
     case QMetaType::QDateTime: {
         const qint64 msecs = value.toDateTime().toMSecsSinceEpoch();
         if (msecs < kEarliestStorable || msecs > kLatestStorable)
-            return QVariantMap{{kWrappedDate, msecs}};
+            return QVariantMap { { kWrappedDate, msecs } };
         return value;
     }
     case QMetaType::QVariantMap: {
@@ -106,8 +106,8 @@ bool HalvaneStateFile::save(const QString &path, const QVariantMap &state, QStri
 {
     QString reason;
     // Milliseconds: binary property lists keep them, where XML would round them to the second.
-    const QByteArray data =
-        TriskVXPropertyListSerialization::dataWithPropertyList(wrapDates(state), TriskVXPropertyListSerialization::Format::Binary, &reason);
+    const QByteArray data = TriskVXPropertyListSerialization::dataWithPropertyList(
+        wrapDates(state), TriskVXPropertyListSerialization::Format::Binary, &reason);
     if (data.isEmpty()) {
         *error = QStringLiteral("cannot encode the state: %1").arg(reason);
         return false;
@@ -137,7 +137,8 @@ bool HalvaneStateFile::save(const QString &path, const QVariantMap &state, QStri
         return false;
     }
     // The rename itself is durable only once the folder is.
-    const int directory = ::open(QFile::encodeName(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int directory
+        = ::open(QFile::encodeName(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory >= 0) {
         ::fsync(directory);
         ::close(directory);

@@ -64,7 +64,8 @@ bool HalvaneTrigger::isValid(const QVariantMap &record, QString *error)
 {
     const QString type = record.value(kVXTriggerType).toString();
     if (type == kVXTriggerType_Once) {
-        if (record.value(kVXTriggerDate).typeId() != QMetaType::QDateTime || !record.value(kVXTriggerDate).toDateTime().isValid())
+        if (record.value(kVXTriggerDate).typeId() != QMetaType::QDateTime
+            || !record.value(kVXTriggerDate).toDateTime().isValid())
             return fail(error, QStringLiteral("a once trigger has no date"));
         return true;
     }

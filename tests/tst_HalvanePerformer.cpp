@@ -69,7 +69,9 @@ void tst_HalvanePerformer::cleanupTestCase()
 bool tst_HalvanePerformer::performAndWait(HalvanePerformer &performer, const QVariantMap &event, int timeout)
 {
     int finished = 0;
-    performer.perform(event, QStringLiteral("test"), [&finished] { ++finished; });
+    performer.perform(event, QStringLiteral("test"), [&finished] {
+        ++finished;
+    });
     if (finished != 0)
         return false;
     QDeadlineTimer deadline(timeout);
@@ -84,8 +86,11 @@ void tst_HalvanePerformer::actionsRunInOrderAndFinishOnce()
     HalvanePowerBackend power(QDBusConnection(QStringLiteral("logind-client")), true);
     HalvanePerformer performer(&power);
     LogCapture log;
-    QVERIFY(performAndWait(performer, eventDoing({ QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("first") } },
-                                                  QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("second") } } })));
+    QVERIFY(performAndWait(
+        performer,
+        eventDoing(
+            { QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("first") } },
+              QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("second") } } })));
     const QStringList messages = log.messages("halvane.service");
     const qsizetype first = messages.indexOf(QStringLiteral("“Job”: first"));
     const qsizetype second = messages.indexOf(QStringLiteral("“Job”: second"));
@@ -114,8 +119,9 @@ void tst_HalvanePerformer::commandRunsOutOfTime()
     LogCapture log;
     QElapsedTimer elapsed;
     elapsed.start();
-    QVERIFY(performAndWait(performer, eventDoing({ command({ QStringLiteral("/bin/sleep"), QStringLiteral("30") },
-                                                           { { kVXActionTimeout, 0.3 } }) })));
+    QVERIFY(performAndWait(performer,
+                           eventDoing({ command({ QStringLiteral("/bin/sleep"), QStringLiteral("30") },
+                                                { { kVXActionTimeout, 0.3 } }) })));
     QVERIFY(elapsed.elapsed() < 10000);
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("ran out of time")).size(), 1);
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("/bin/sleep was stopped")).size(), 1);
@@ -126,8 +132,10 @@ void tst_HalvanePerformer::commandThatCannotStart()
     HalvanePowerBackend power(QDBusConnection(QStringLiteral("logind-client")), true);
     HalvanePerformer performer(&power);
     LogCapture log;
-    QVERIFY(performAndWait(performer, eventDoing({ command({ QStringLiteral("/nonexistent/program") }),
-                                                  QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("after") } } })));
+    QVERIFY(performAndWait(performer,
+                           eventDoing({ command({ QStringLiteral("/nonexistent/program") }),
+                                        QVariantMap { { kVXActionType, kVXActionType_Log },
+                                                      { kVXActionMessage, QStringLiteral("after") } } })));
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("cannot start /nonexistent/program")).size(), 1);
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("“Job”: after")).size(), 1);
 }
@@ -139,16 +147,22 @@ void tst_HalvanePerformer::commandAsAnotherUserNeedsRoot()
     QTemporaryDir directory;
     const QString marker = directory.filePath(QStringLiteral("as-nobody"));
     LogCapture log;
-    QVERIFY(performAndWait(performer, eventDoing({ command({ QStringLiteral("/usr/bin/touch"), marker }, { { kVXActionUser, QStringLiteral("no-such-user-x") } }) })));
+    QVERIFY(performAndWait(performer,
+                           eventDoing({ command({ QStringLiteral("/usr/bin/touch"), marker },
+                                                { { kVXActionUser, QStringLiteral("no-such-user-x") } }) })));
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("no user no-such-user-x")).size(), 1);
     QVERIFY(!QFile::exists(marker));
     if (::geteuid() == 0) {
         // As root the command runs as the user: nobody cannot write into a folder only root may write.
-        QVERIFY(performAndWait(performer, eventDoing({ command({ QStringLiteral("/usr/bin/touch"), marker }, { { kVXActionUser, QStringLiteral("nobody") } }) })));
+        QVERIFY(performAndWait(performer,
+                               eventDoing({ command({ QStringLiteral("/usr/bin/touch"), marker },
+                                                    { { kVXActionUser, QStringLiteral("nobody") } }) })));
         QVERIFY(!QFile::exists(marker));
         QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("/usr/bin/touch exited with 1")).size(), 1);
     } else {
-        QVERIFY(performAndWait(performer, eventDoing({ command({ QStringLiteral("/usr/bin/touch"), marker }, { { kVXActionUser, QStringLiteral("root") } }) })));
+        QVERIFY(performAndWait(performer,
+                               eventDoing({ command({ QStringLiteral("/usr/bin/touch"), marker },
+                                                    { { kVXActionUser, QStringLiteral("root") } }) })));
         QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("only a service running as root")).size(), 1);
         QVERIFY(!QFile::exists(marker));
     }
@@ -182,9 +196,12 @@ void tst_HalvanePerformer::powerFailureIsLoggedAndTheRestRuns()
     HalvanePowerBackend power(QDBusConnection(QStringLiteral("logind-client")), false);
     HalvanePerformer performer(&power);
     LogCapture log;
-    QVERIFY(performAndWait(performer, eventDoing({ QVariantMap { { kVXActionType, kVXActionType_Reboot } },
-                                                  QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("after") } } })));
-    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("Reboot failed: logind Reboot failed: busy")).size(), 1);
+    QVERIFY(performAndWait(performer,
+                           eventDoing({ QVariantMap { { kVXActionType, kVXActionType_Reboot } },
+                                        QVariantMap { { kVXActionType, kVXActionType_Log },
+                                                      { kVXActionMessage, QStringLiteral("after") } } })));
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("Reboot failed: logind Reboot failed: busy")).size(),
+             1);
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("“Job”: after")).size(), 1);
     m_system.failPowerCalls = false;
 }

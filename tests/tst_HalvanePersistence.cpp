@@ -19,8 +19,10 @@ QVariantMap eventWithOnce(const QString &id, const QDateTime &date)
 {
     return { { kVXEventUniqueID, id },
              { kVXEventName, id },
-             { kVXEventTriggers, QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date },
-                                                             { kVXTriggerIdentifier, QString(id + QStringLiteral("-t")) } } } } };
+             { kVXEventTriggers,
+               QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once },
+                                            { kVXTriggerDate, date },
+                                            { kVXTriggerIdentifier, QString(id + QStringLiteral("-t")) } } } } };
 }
 } // namespace
 
@@ -64,9 +66,15 @@ void tst_HalvanePersistence::changesAreSavedOncePerTurnAndSurviveARestart()
         HalvaneScheduler scheduler(&m_clock, nullptr);
         HalvanePersistence persistence(&scheduler, path());
         QVERIFY(persistence.load());
-        QVERIFY(scheduler.handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { eventWithOnce(QStringLiteral("a"), kNow.addDays(1)) } } })
+        QVERIFY(scheduler
+                    .handle(kVXRPCEventStoreStore,
+                            { { kVXRPCParameterEvents,
+                                QVariantList { eventWithOnce(QStringLiteral("a"), kNow.addDays(1)) } } })
                     .succeeded());
-        QVERIFY(scheduler.handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("a-t") }, { kVXRPCParameterDate, kNow.addDays(2) } })
+        QVERIFY(scheduler
+                    .handle(kVXRPCSchedulerAdjust,
+                            { { kVXRPCParameterTriggerID, QStringLiteral("a-t") },
+                              { kVXRPCParameterDate, kNow.addDays(2) } })
                     .succeeded());
         QVERIFY(scheduler.handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
         QVERIFY(persistence.isDirty());
@@ -81,7 +89,8 @@ void tst_HalvanePersistence::changesAreSavedOncePerTurnAndSurviveARestart()
     QCOMPARE(restarted.triggerState(QStringLiteral("a-t")).adjustedDate, kNow.addDays(2));
     const QVariantList pending = restarted.variable(kVXObserveSchedulerPending).toList();
     QCOMPARE(pending.size(), 1);
-    QCOMPARE(pending.first().toMap().value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime(), kNow.addDays(2));
+    QCOMPARE(pending.first().toMap().value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime(),
+             kNow.addDays(2));
 }
 
 void tst_HalvanePersistence::whenSavedWaitsForTheWrite()
@@ -90,7 +99,9 @@ void tst_HalvanePersistence::whenSavedWaitsForTheWrite()
     HalvanePersistence persistence(&scheduler, path());
     QVERIFY(persistence.load());
     bool answeredAtOnce = false;
-    persistence.whenSaved([&](bool saved) { answeredAtOnce = saved; });
+    persistence.whenSaved([&](bool saved) {
+        answeredAtOnce = saved;
+    });
     QVERIFY(answeredAtOnce);
     QList<bool> answers;
     QVERIFY(scheduler.handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
@@ -102,7 +113,9 @@ void tst_HalvanePersistence::whenSavedWaitsForTheWrite()
         answers.append(saved && state.value(QStringLiteral("Enabled")) == QVariant(false));
     });
     QVERIFY(scheduler.handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }).succeeded());
-    persistence.whenSaved([&](bool saved) { answers.append(saved); });
+    persistence.whenSaved([&](bool saved) {
+        answers.append(saved);
+    });
     QVERIFY(answers.isEmpty());
     QTRY_COMPARE(answers.size(), 2);
     QCOMPARE(answers, (QList<bool> { false, true }));
@@ -112,7 +125,8 @@ void tst_HalvanePersistence::unreadableFileIsKeptAside_data()
 {
     QTest::addColumn<QByteArray>("contents");
     QTest::newRow("garbage") << QByteArray("\x00\x01garbage", 9);
-    QTest::newRow("a plist of another shape") << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><integer>9</integer></dict></plist>");
+    QTest::newRow("a plist of another shape") << QByteArray(
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><integer>9</integer></dict></plist>");
 }
 
 void tst_HalvanePersistence::unreadableFileIsKeptAside()
@@ -132,7 +146,8 @@ void tst_HalvanePersistence::unreadableFileIsKeptAside()
     QFile aside(m_directory->filePath(kept.first()));
     QVERIFY(aside.open(QIODevice::ReadOnly));
     QCOMPARE(aside.readAll(), contents);
-    const QStringList messages = log.messages("halvane.service").filter(QStringLiteral("the state file cannot be read"));
+    const QStringList messages
+        = log.messages("halvane.service").filter(QStringLiteral("the state file cannot be read"));
     QCOMPARE(messages.size(), 1);
     QVERIFY(messages.first().contains(kept.first()));
     // Starting empty never wrote over the old file.

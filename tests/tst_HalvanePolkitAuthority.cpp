@@ -62,7 +62,8 @@ void tst_HalvanePolkitAuthority::checkRight_data()
     QTest::addColumn<int>("answer");
     QTest::addColumn<bool>("granted");
     QTest::newRow("authorised") << int(FakeSystemServices::Answer::Yes) << true;
-    QTest::newRow("would ask a password, and it was not given") << int(FakeSystemServices::Answer::Authenticate) << false;
+    QTest::newRow("would ask a password, and it was not given")
+        << int(FakeSystemServices::Answer::Authenticate) << false;
     QTest::newRow("refused") << int(FakeSystemServices::Answer::No) << false;
 }
 
@@ -76,7 +77,9 @@ void tst_HalvanePolkitAuthority::checkRight()
     HalvaneCaller caller;
     caller.busName = QStringLiteral(":1.77");
     caller.uid = 1000;
-    authority.checkRight(caller, kVXRPCSchedulerCancel, [&](bool yes, const QString &) { decision = yes; });
+    authority.checkRight(caller, kVXRPCSchedulerCancel, [&](bool yes, const QString &) {
+        decision = yes;
+    });
     QTRY_VERIFY(decision.has_value());
     QCOMPARE(*decision, granted);
     QCOMPARE(m_polkit.subjects().last(), QStringLiteral(":1.77"));
@@ -91,12 +94,15 @@ void tst_HalvanePolkitAuthority::rightsOfTheCaller()
     std::optional<QVariantList> rights;
     HalvaneCaller caller;
     caller.busName = QStringLiteral(":1.78");
-    authority.rightsOf(caller, [&](const QVariantList &received) { rights = received; });
+    authority.rightsOf(caller, [&](const QVariantList &received) {
+        rights = received;
+    });
     QTRY_VERIFY(rights.has_value());
-    QCOMPARE(*rights, (QVariantList { QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust },
-                                                    { kVXAuthorisationRightRule, QStringLiteral("polkit-authentication") } },
-                                      QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerCancel },
-                                                    { kVXAuthorisationRightRule, QStringLiteral("polkit") } } }));
+    QCOMPARE(*rights,
+             (QVariantList { QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust },
+                                           { kVXAuthorisationRightRule, QStringLiteral("polkit-authentication") } },
+                             QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerCancel },
+                                           { kVXAuthorisationRightRule, QStringLiteral("polkit") } } }));
     // Standing rights never ask the person.
     QCOMPARE(m_polkit.interactive().mid(m_polkit.interactive().size() - int(HalvaneScheduler::requestNames().size())),
              QList<bool>(HalvaneScheduler::requestNames().size(), false));
@@ -111,10 +117,11 @@ void tst_HalvanePolkitAuthority::polkitAway()
         HalvanePolkitAuthority authority(bus);
         std::optional<bool> decision;
         QString why;
-        authority.checkRight(HalvaneCaller { QStringLiteral(":1.9"), 1000 }, kVXRPCSchedulerReset, [&](bool yes, const QString &reason) {
-            decision = yes;
-            why = reason;
-        });
+        authority.checkRight(HalvaneCaller { QStringLiteral(":1.9"), 1000 }, kVXRPCSchedulerReset,
+                             [&](bool yes, const QString &reason) {
+                                 decision = yes;
+                                 why = reason;
+                             });
         QTRY_VERIFY(decision.has_value());
         QVERIFY(!*decision);
         QVERIFY(why.contains(QStringLiteral("polkit did not answer")));

@@ -28,7 +28,9 @@ HalvaneCaller callerWith(uid_t uid)
 bool granted(HalvaneRulesAuthority &authority, uid_t uid, const QString &request)
 {
     bool answer = false;
-    authority.checkRight(callerWith(uid), request, [&](bool yes, const QString &) { answer = yes; });
+    authority.checkRight(callerWith(uid), request, [&](bool yes, const QString &) {
+        answer = yes;
+    });
     return answer;
 }
 } // namespace
@@ -57,7 +59,9 @@ void tst_HalvaneRulesAuthority::ownerOnlyWithoutAFile()
     }
     HalvaneCaller unknown;
     bool answer = true;
-    authority.checkRight(unknown, kVXRPCSchedulerReset, [&](bool yes, const QString &) { answer = yes; });
+    authority.checkRight(unknown, kVXRPCSchedulerReset, [&](bool yes, const QString &) {
+        answer = yes;
+    });
     QVERIFY(!answer);
 }
 
@@ -67,15 +71,17 @@ void tst_HalvaneRulesAuthority::rules_data()
     QTest::addColumn<uint>("uid");
     QTest::addColumn<QString>("request");
     QTest::addColumn<bool>("granted");
-    const QVariantMap everyoneCancels { { kVXRPCSchedulerCancel, QVariantList { QStringLiteral("everyone") } }, { QStringLiteral("*"), QVariantList { QStringLiteral("owner") } } };
+    const QVariantMap everyoneCancels { { kVXRPCSchedulerCancel, QVariantList { QStringLiteral("everyone") } },
+                                        { QStringLiteral("*"), QVariantList { QStringLiteral("owner") } } };
     QTest::newRow("everyone may cancel") << everyoneCancels << uint(kStranger) << kVXRPCSchedulerCancel << true;
     QTest::newRow("but not store") << everyoneCancels << uint(kStranger) << kVXRPCEventStoreStore << false;
     QTest::newRow("the owner still stores") << everyoneCancels << uint(kOwner) << kVXRPCEventStoreStore << true;
     const QVariantMap byUid { { QStringLiteral("*"), QVariantList { QStringLiteral("uid:4343") } } };
     QTest::newRow("by uid") << byUid << uint(kStranger) << kVXRPCSchedulerAdjust << true;
     QTest::newRow("the owner left out") << byUid << uint(kOwner) << kVXRPCSchedulerAdjust << false;
-    QTest::newRow("nothing for the request") << QVariantMap { { kVXRPCSchedulerReset, QVariantList { QStringLiteral("owner") } } } << uint(kOwner)
-                                             << kVXRPCSchedulerAdjust << false;
+    QTest::newRow("nothing for the request")
+        << QVariantMap { { kVXRPCSchedulerReset, QVariantList { QStringLiteral("owner") } } } << uint(kOwner)
+        << kVXRPCSchedulerAdjust << false;
 }
 
 void tst_HalvaneRulesAuthority::rules()
@@ -99,8 +105,10 @@ void tst_HalvaneRulesAuthority::groupsAndUserNames()
     QTemporaryDir directory;
     const QString path = directory.filePath(QStringLiteral("rights.plist"));
     QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
-        QVariantMap { { kVXRPCSchedulerReset, QVariantList { QString(QStringLiteral("user:") + QString::fromLocal8Bit(me->pw_name)) } },
-                      { kVXRPCSchedulerCancel, QVariantList { QString(QStringLiteral("group:") + QString::fromLocal8Bit(myGroup->gr_name)) } },
+        QVariantMap { { kVXRPCSchedulerReset,
+                        QVariantList { QString(QStringLiteral("user:") + QString::fromLocal8Bit(me->pw_name)) } },
+                      { kVXRPCSchedulerCancel,
+                        QVariantList { QString(QStringLiteral("group:") + QString::fromLocal8Bit(myGroup->gr_name)) } },
                       { kVXRPCSchedulerAdjust, QVariantList { QStringLiteral("group:no-such-group-here") } } },
         path));
     HalvaneRulesAuthority authority(path, kOwner);
@@ -115,11 +123,16 @@ void tst_HalvaneRulesAuthority::malformedRulesFallBackToTheOwner_data()
     QTest::addColumn<QByteArray>("contents");
     QTest::addColumn<QString>("reason");
     QTest::newRow("not a plist") << QByteArray("everyone may do anything") << QStringLiteral("not a property list");
-    QTest::newRow("unknown request") << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Explode</key><array><string>everyone</string></array></dict></plist>")
+    QTest::newRow("unknown request") << QByteArray(
+        "<?xml version=\"1.0\"?><plist "
+        "version=\"1.0\"><dict><key>Explode</key><array><string>everyone</string></array></dict></plist>")
                                      << QStringLiteral("unknown request Explode");
-    QTest::newRow("unknown rule") << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>*</key><array><string>anybody</string></array></dict></plist>")
+    QTest::newRow("unknown rule") << QByteArray(
+        "<?xml version=\"1.0\"?><plist "
+        "version=\"1.0\"><dict><key>*</key><array><string>anybody</string></array></dict></plist>")
                                   << QStringLiteral("unknown rule anybody");
-    QTest::newRow("rules not an array") << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>*</key><string>everyone</string></dict></plist>")
+    QTest::newRow("rules not an array") << QByteArray(
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>*</key><string>everyone</string></dict></plist>")
                                         << QStringLiteral("not an array");
 }
 
@@ -160,15 +173,22 @@ void tst_HalvaneRulesAuthority::rightsRecords()
     QTemporaryDir directory;
     const QString path = directory.filePath(QStringLiteral("rights.plist"));
     QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
-        QVariantMap { { kVXRPCSchedulerCancel, QVariantList { QStringLiteral("everyone") } }, { kVXRPCSchedulerAdjust, QVariantList { QStringLiteral("owner") } } },
+        QVariantMap { { kVXRPCSchedulerCancel, QVariantList { QStringLiteral("everyone") } },
+                      { kVXRPCSchedulerAdjust, QVariantList { QStringLiteral("owner") } } },
         path));
     HalvaneRulesAuthority authority(path, kOwner);
     QVariantList rights;
-    authority.rightsOf(callerWith(kOwner), [&](const QVariantList &received) { rights = received; });
-    QCOMPARE(rights, (QVariantList { QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust }, { kVXAuthorisationRightRule, QStringLiteral("owner") } },
-                                     QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerCancel },
-                                                   { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } } }));
-    authority.rightsOf(callerWith(kStranger), [&](const QVariantList &received) { rights = received; });
+    authority.rightsOf(callerWith(kOwner), [&](const QVariantList &received) {
+        rights = received;
+    });
+    QCOMPARE(rights,
+             (QVariantList { QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust },
+                                           { kVXAuthorisationRightRule, QStringLiteral("owner") } },
+                             QVariantMap { { kVXAuthorisationRightSignature, kVXRPCSchedulerCancel },
+                                           { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } } }));
+    authority.rightsOf(callerWith(kStranger), [&](const QVariantList &received) {
+        rights = received;
+    });
     QCOMPARE(rights.size(), 1);
 }
 

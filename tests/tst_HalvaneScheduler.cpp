@@ -452,7 +452,11 @@ void tst_HalvaneScheduler::dailyTriggerThroughItsLife()
 {
     // kNow is 12:00 UTC; in UTC the daily trigger fires at 13:00 today.
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
     const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first);
@@ -460,7 +464,8 @@ void tst_HalvaneScheduler::dailyTriggerThroughItsLife()
     m_clock->setNow(first.addSecs(-4 * 60));
     QVERIFY(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("d1")));
     m_clock->setNow(first.addSecs(-30));
-    QCOMPARE(idsOf(m_scheduler->variable(kVXObserveNotificationsWarning), kVXQueuedWarningActionID), QStringList { QStringLiteral("d1#warning") });
+    QCOMPARE(idsOf(m_scheduler->variable(kVXObserveNotificationsWarning), kVXQueuedWarningActionID),
+             QStringList { QStringLiteral("d1#warning") });
     LogCapture log;
     m_clock->setNow(first);
     QCOMPARE(m_scheduler->variable(kVXObserveSchedulerActive).toList().size(), 1);
@@ -477,9 +482,13 @@ void tst_HalvaneScheduler::weeklyTriggerThroughItsLife()
 {
     // 2030-06-01 is a Saturday; the trigger fires on Mondays and Wednesdays at 09:00 in Berlin.
     m_clock->setTimeZone(QTimeZone(QByteArrayLiteral("Europe/Berlin")));
-    const QVariantMap trigger { { kVXTriggerType, kVXTriggerType_Weekly }, { kVXTriggerTime, QStringLiteral("09:00") },
-                                { kVXTriggerWeekdays, QVariantList { qint64(1), qint64(3) } }, { kVXTriggerIdentifier, QStringLiteral("w1") } };
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("w"), { trigger }) } } })
+    const QVariantMap trigger { { kVXTriggerType, kVXTriggerType_Weekly },
+                                { kVXTriggerTime, QStringLiteral("09:00") },
+                                { kVXTriggerWeekdays, QVariantList { qint64(1), qint64(3) } },
+                                { kVXTriggerIdentifier, QStringLiteral("w1") } };
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("w"), { trigger }) } } })
                 .succeeded());
     const QTimeZone berlin(QByteArrayLiteral("Europe/Berlin"));
     const QDateTime monday(QDate(2030, 6, 3), QTime(9, 0), berlin);
@@ -487,7 +496,8 @@ void tst_HalvaneScheduler::weeklyTriggerThroughItsLife()
     m_clock->setNow(monday.addSecs(-120));
     QVERIFY(pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("w1")));
     m_clock->setNow(monday.addSecs(-59));
-    QVERIFY(idsOf(m_scheduler->variable(kVXObserveNotificationsWarning), kVXQueuedWarningActionID).contains(QStringLiteral("w1#warning")));
+    QVERIFY(idsOf(m_scheduler->variable(kVXObserveNotificationsWarning), kVXQueuedWarningActionID)
+                .contains(QStringLiteral("w1#warning")));
     m_clock->setNow(monday);
     QStringList active;
     const QVariantList activeList = m_scheduler->variable(kVXObserveSchedulerActive).toList();
@@ -501,14 +511,21 @@ void tst_HalvaneScheduler::weeklyTriggerThroughItsLife()
 void tst_HalvaneScheduler::clockJumpsForwardFiresOnce()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
     LogCapture log;
     // Three days pass at once (a suspend, a clock set): one firing now, the rest are reported.
     m_clock->setNow(kNow.addDays(3));
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("performing “D” (trigger d1")).size(), 1);
-    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("trigger d1: 2 more firings passed unperformed")).size(), 1);
-    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 4), QTime(13, 0), QTimeZone::utc()));
+    QCOMPARE(
+        log.messages("halvane.service").filter(QStringLiteral("trigger d1: 2 more firings passed unperformed")).size(),
+        1);
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")),
+             QDateTime(QDate(2030, 6, 4), QTime(13, 0), QTimeZone::utc()));
     // b1 (three hours after kNow) came due in the same jump and fired too, once.
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger b1")).size(), 1);
 }
@@ -516,7 +533,11 @@ void tst_HalvaneScheduler::clockJumpsForwardFiresOnce()
 void tst_HalvaneScheduler::clockJumpsBackNeverFiresTwice()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
     const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
     LogCapture log;
@@ -533,7 +554,11 @@ void tst_HalvaneScheduler::timeZoneChangeMovesLocalTimes()
     const QTimeZone london(QByteArrayLiteral("Europe/London"));
     m_clock->setTimeZone(berlin);
     m_clock->setNow(QDateTime(QDate(2030, 6, 1), QTime(8, 0), berlin));
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("22:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("22:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 1), QTime(22, 0), berlin));
     m_clock->setTimeZone(london);
@@ -556,21 +581,34 @@ void tst_HalvaneScheduler::timeZoneChangeMovesLocalTimes()
 void tst_HalvaneScheduler::cancelAdjustAndResetARepeatingTrigger()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
     const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(1));
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addDays(2));
     // Adjust moves the queued firing only; the one after is at the usual time.
     const QDateTime moved = first.addDays(2).addSecs(1800);
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterDate, moved } }).succeeded());
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCSchedulerAdjust,
+                         { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterDate, moved } })
+                .succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), moved);
     QCOMPARE(m_scheduler->triggerState(QStringLiteral("d1")).skipped.size(), 2);
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerReset, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerReset, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first);
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterDate, first.addSecs(600) } })
+    QVERIFY(m_scheduler
+                ->handle(
+                    kVXRPCSchedulerAdjust,
+                    { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterDate, first.addSecs(600) } })
                 .succeeded());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first.addSecs(600));
     LogCapture log;
@@ -584,17 +622,26 @@ void tst_HalvaneScheduler::cancelAdjustAndResetARepeatingTrigger()
 void tst_HalvaneScheduler::postponeARepeatingTrigger()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
     const QDateTime until(QDate(2030, 6, 5), QTime(0, 0), QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterUntil, until } }).succeeded());
-    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 5), QTime(13, 0), QTimeZone::utc()));
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCSchedulerCancel,
+                         { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterUntil, until } })
+                .succeeded());
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")),
+             QDateTime(QDate(2030, 6, 5), QTime(13, 0), QTimeZone::utc()));
     LogCapture log;
     m_clock->setNow(QDateTime(QDate(2030, 6, 4), QTime(14, 0), QTimeZone::utc()));
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 0);
     // The postponed firings whose time came are gone: a reset brings back only what is still ahead.
     QVERIFY(m_scheduler->handle(kVXRPCSchedulerReset, {}).succeeded());
-    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 5), QTime(13, 0), QTimeZone::utc()));
+    QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")),
+             QDateTime(QDate(2030, 6, 5), QTime(13, 0), QTimeZone::utc()));
     QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("(trigger d1")).size(), 0);
 }
 
@@ -621,19 +668,34 @@ void tst_HalvaneScheduler::catchUpRuleAtStart()
     QVERIFY(pendingIDs(restarted).contains(QStringLiteral("b1")));
     LogCapture log;
     restarted.start();
-    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("performing “B” (trigger b1")).size(), performed ? 1 : 0);
-    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("while halvaned was not running; skipped")).size(), performed ? 0 : 1);
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("performing “B” (trigger b1")).size(),
+             performed ? 1 : 0);
+    QCOMPARE(log.messages("halvane.service").filter(QStringLiteral("while halvaned was not running; skipped")).size(),
+             performed ? 0 : 1);
     QVERIFY(!pendingIDs(restarted).contains(QStringLiteral("b1")));
 }
 
 void tst_HalvaneScheduler::stateRoundTrip()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { makeEvent(QStringLiteral("d"), { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
+    QVERIFY(m_scheduler
+                ->handle(kVXRPCEventStoreStore,
+                         { { kVXRPCParameterEvents,
+                             QVariantList { makeEvent(QStringLiteral("d"),
+                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
                 .succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("a1") }, { kVXRPCParameterDate, kNow.addDays(9) } }).succeeded());
-    QVERIFY(m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterUntil, kNow.addDays(4) } }).succeeded());
+    QVERIFY(
+        m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
+    QVERIFY(
+        m_scheduler
+            ->handle(kVXRPCSchedulerAdjust,
+                     { { kVXRPCParameterTriggerID, QStringLiteral("a1") }, { kVXRPCParameterDate, kNow.addDays(9) } })
+            .succeeded());
+    QVERIFY(
+        m_scheduler
+            ->handle(kVXRPCSchedulerCancel,
+                     { { kVXRPCParameterTriggerID, QStringLiteral("d1") }, { kVXRPCParameterUntil, kNow.addDays(4) } })
+            .succeeded());
     QVERIFY(m_scheduler->handle(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }).succeeded());
     HalvaneScheduler copy(m_clock, nullptr);
     QString error;
@@ -649,12 +711,17 @@ void tst_HalvaneScheduler::restoreRefusesAndKeepsTheOldState_data()
     QTest::addColumn<QVariantMap>("state");
     QTest::addColumn<QString>("error");
     QTest::newRow("empty") << QVariantMap() << QStringLiteral("version");
-    QTest::newRow("newer version") << QVariantMap { { QStringLiteral("Version"), qint64(2) } } << QStringLiteral("version 2");
-    QTest::newRow("events not a list") << QVariantMap { { QStringLiteral("Version"), qint64(1) }, { QStringLiteral("Enabled"), true },
-                                                        { QStringLiteral("Events"), QStringLiteral("x") }, { QStringLiteral("TriggerStates"), QVariantMap() } }
+    QTest::newRow("newer version") << QVariantMap { { QStringLiteral("Version"), qint64(2) } }
+                                   << QStringLiteral("version 2");
+    QTest::newRow("events not a list") << QVariantMap { { QStringLiteral("Version"), qint64(1) },
+                                                        { QStringLiteral("Enabled"), true },
+                                                        { QStringLiteral("Events"), QStringLiteral("x") },
+                                                        { QStringLiteral("TriggerStates"), QVariantMap() } }
                                        << QStringLiteral("missing");
-    QTest::newRow("an invalid event") << QVariantMap { { QStringLiteral("Version"), qint64(1) }, { QStringLiteral("Enabled"), true },
-                                                       { QStringLiteral("Events"), QVariantList { QVariantMap() } }, { QStringLiteral("TriggerStates"), QVariantMap() } }
+    QTest::newRow("an invalid event") << QVariantMap { { QStringLiteral("Version"), qint64(1) },
+                                                       { QStringLiteral("Enabled"), true },
+                                                       { QStringLiteral("Events"), QVariantList { QVariantMap() } },
+                                                       { QStringLiteral("TriggerStates"), QVariantMap() } }
                                       << QStringLiteral("no name");
 }
 

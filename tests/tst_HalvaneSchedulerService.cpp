@@ -127,7 +127,12 @@ QStringList tst_HalvaneSchedulerService::pendingIDs()
 
 void tst_HalvaneSchedulerService::propertiesHaveTheirDocumentedSignatures()
 {
+    const QDBusMessage rights = call(kVXObserveAuthorisationRights, {});
+    QCOMPARE(rights.type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(rights.signature(), QStringLiteral("aa{sv}"));
     for (const QString &name : TriskVXObserver::observedVariables()) {
+        if (name == kVXObserveAuthorisationRights)
+            continue;
         QDBusMessage message
             = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
                                              QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));

@@ -34,7 +34,9 @@ void tst_HalvaneStateFile::roundTripKeepsEveryDate()
     QFETCH(QDateTime, date);
     QTemporaryDir directory;
     const QString path = directory.filePath(QStringLiteral("store.plist"));
-    const QVariantMap state { { QStringLiteral("date"), date }, { QStringLiteral("nested"), QVariantList { QVariantMap { { QStringLiteral("d"), date } } } },
+    const QVariantMap state { { QStringLiteral("date"), date },
+                              { QStringLiteral("nested"),
+                                QVariantList { QVariantMap { { QStringLiteral("d"), date } } } },
                               { QStringLiteral("number"), qint64(-5) } };
     QString error;
     QVERIFY2(HalvaneStateFile::save(path, state, &error), qPrintable(error));
@@ -51,7 +53,8 @@ void tst_HalvaneStateFile::missingAndUnreadable_data()
     QTest::newRow("missing") << QByteArray() << false << int(HalvaneStateFile::Outcome::Missing);
     QTest::newRow("empty") << QByteArray() << true << int(HalvaneStateFile::Outcome::Unreadable);
     QTest::newRow("garbage") << QByteArray("not a plist at all") << true << int(HalvaneStateFile::Outcome::Unreadable);
-    QTest::newRow("truncated binary") << QByteArray("bplist00\xd1\x01\x02", 11) << true << int(HalvaneStateFile::Outcome::Unreadable);
+    QTest::newRow("truncated binary") << QByteArray("bplist00\xd1\x01\x02", 11) << true
+                                      << int(HalvaneStateFile::Outcome::Unreadable);
     QTest::newRow("an array") << QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><array/></plist>") << true
                               << int(HalvaneStateFile::Outcome::Unreadable);
 }
@@ -85,7 +88,8 @@ void tst_HalvaneStateFile::replacesWholeAndLeavesNoTemporaryFile()
     QVariantMap loaded;
     QCOMPARE(HalvaneStateFile::load(path, &loaded, &error), HalvaneStateFile::Outcome::Loaded);
     QCOMPARE(loaded.value(QStringLiteral("v")).toLongLong(), 2);
-    QCOMPARE(QDir(directory.filePath(QStringLiteral("deeper"))).entryList(QDir::Files), QStringList { QStringLiteral("store.plist") });
+    QCOMPARE(QDir(directory.filePath(QStringLiteral("deeper"))).entryList(QDir::Files),
+             QStringList { QStringLiteral("store.plist") });
     QCOMPARE(QFile::permissions(path) & (QFile::ReadOther | QFile::ReadGroup), QFile::Permissions());
 }
 
@@ -109,7 +113,8 @@ void tst_HalvaneStateFile::keepAside()
 void tst_HalvaneStateFile::unwritableFolder()
 {
     QString error;
-    QVERIFY(!HalvaneStateFile::save(QStringLiteral("/proc/halvane/store.plist"), { { QStringLiteral("v"), qint64(1) } }, &error));
+    QVERIFY(!HalvaneStateFile::save(QStringLiteral("/proc/halvane/store.plist"), { { QStringLiteral("v"), qint64(1) } },
+                                    &error));
     QVERIFY(!error.isEmpty());
 }
 

@@ -154,6 +154,7 @@ void tst_TriskVXObserver::malformedPublishedValuesAreNotDelivered()
         { kVXObserveSchedulerPending, QVariant(QStringList { QStringLiteral("a"), QStringLiteral("b") }) },
         { kVXObserveNotificationsWarning, QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(warnings)) },
         { QStringLiteral("SomethingElse"), qint64(3) },
+        { kVXObserveAuthorisationRights, QVariant(QStringList { QStringLiteral("everything") }) },
     };
     QVERIFY(fake.start());
     LogCapture log;
@@ -169,6 +170,8 @@ void tst_TriskVXObserver::malformedPublishedValuesAreNotDelivered()
     const QStringList messages = log.messages("trisk.halvane");
     QCOMPARE(messages.filter(QStringLiteral("ignoring the published SchedulerEnabled: not a boolean")).size(), 1);
     QCOMPARE(messages.filter(QStringLiteral("ignoring the published SchedulerPending")).size(), 1);
+    QCOMPARE(messages.filter(QStringLiteral("ignoring the published AuthorisationRights")).size(), 1);
+    QVERIFY(!observer.valueForKeyPath(kVXObserveAuthorisationRights).isValid());
 
     // A malformed change keeps the last good value; a good one is delivered.
     changes.clear();

@@ -6,6 +6,7 @@
 #include "TriskVXHalvaneLogging.h"
 #include "TriskVXRecords.h"
 #include "halvane_properties_interface.h"
+#include "halvane_scheduler_interface.h"
 
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -20,9 +21,13 @@ TriskVXObserver::TriskVXObserver(TriskVXConnection *connection, QObject *parent)
     const TriskVXServiceLocation location = connection->location();
     m_properties
         = new OrgFreedesktopDBusPropertiesInterface(location.serviceName(), kVXDBusObjectPath, location.bus(), this);
+    m_scheduler = new OrgHalvaneScheduler1Interface(location.serviceName(), kVXDBusObjectPath, location.bus(), this);
     // Subscribing before the first read: a change published in between is not lost.
     QObject::connect(m_properties, &OrgFreedesktopDBusPropertiesInterface::PropertiesChanged, this,
                      &TriskVXObserver::propertiesChanged);
+    QObject::connect(m_scheduler, &OrgHalvaneScheduler1Interface::AuthorisationRightsChanged, this, [this] {
+        fetchRights(nullptr);
+    });
     QObject::connect(connection, &TriskVXConnection::didAuthenticate, this, &TriskVXObserver::reload);
     if (connection->isValid())
         reload();
@@ -93,8 +98,33 @@ void TriskVXObserver::reload()
             }
             for (const QString &name : std::as_const(changed))
                 announce(name);
-            Q_EMIT reloaded();
+            fetchRights([this, generation] {
+                if (generation == m_generation)
+                    Q_EMIT reloaded();
+            });
         });
+}
+
+void TriskVXObserver::fetchRights(std::function<void()> done)
+{
+    auto *watcher = new QDBusPendingCallWatcher(m_scheduler->AuthorisationRights(), this);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, this,
+                     [this, done = std::move(done)](QDBusPendingCallWatcher *call) {
+                         call->deleteLater();
+                         const QDBusMessage reply = call->reply();
+                         if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+                             // A reply of another signature reaches here as an error of the generated proxy.
+                             const bool malformed = QDBusError(reply).type() == QDBusError::InvalidSignature;
+                             qCWarning(lcHalvane).noquote()
+                                 << (malformed ? QStringLiteral("ignoring the published %1: %2")
+                                               : QStringLiteral("cannot read the %1: %2"))
+                                        .arg(kVXObserveAuthorisationRights, reply.errorMessage());
+                         } else if (receive(kVXObserveAuthorisationRights, reply.arguments().first())) {
+                             announce(kVXObserveAuthorisationRights);
+                         }
+                         if (done)
+                             done();
+                     });
 }
 
 void TriskVXObserver::fetch(const QString &name)

@@ -8,7 +8,10 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <functional>
+
 class OrgFreedesktopDBusPropertiesInterface;
+class OrgHalvaneScheduler1Interface;
 
 // The scheduler's published variables (kVXObserve...), read over the connection and kept current:
 // each change the service publishes becomes one didChangeValueForKeyPath on the main thread.
@@ -65,12 +68,15 @@ private:
     static QString variableName(int index);
     void propertiesChanged(const QString &interfaceName, const QVariantMap &changed, const QStringList &invalidated);
     void fetch(const QString &name);
+    // The rights are the caller's own, asked for with a method call rather than read as a property.
+    void fetchRights(std::function<void()> done);
     // Takes one published value; false when it is malformed (logged, not delivered).
     bool receive(const QString &name, const QVariant &wireValue);
     void announce(const QString &name);
 
     QPointer<TriskVXConnection> m_connection;
     OrgFreedesktopDBusPropertiesInterface *m_properties = nullptr;
+    OrgHalvaneScheduler1Interface *m_scheduler = nullptr;
     QHash<QString, QVariant> m_values;
     quint64 m_generation = 0;
 };

@@ -78,7 +78,9 @@ bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnec
     Q_UNUSED(connection)
     if (message.interface() == kProperties) {
         if (message.member() == QLatin1String("GetAll")) {
-            m_connection.send(message.createReply(QVariantList { published }));
+            QVariantMap properties = published;
+            properties.remove(kVXObserveAuthorisationRights);
+            m_connection.send(message.createReply(QVariantList { properties }));
             return true;
         }
         if (message.member() == QLatin1String("Get")) {
@@ -91,6 +93,13 @@ bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnec
     }
     if (message.interface() == QLatin1String("org.freedesktop.DBus.Peer"))
         return false;
+    if (message.member() == kVXObserveAuthorisationRights) {
+        // The rights as published, raw, or none.
+        const QVariant rights
+            = published.value(kVXObserveAuthorisationRights, QVariant::fromValue(QList<QVariantMap>()));
+        m_connection.send(message.createReply(QVariantList { rights }));
+        return true;
+    }
     if (message.member() == kVXDBusMethodAuthenticate) {
         m_connection.send(message.createReply(QVariantList { acceptClients, protocolVersion }));
         return true;

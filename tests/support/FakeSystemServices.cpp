@@ -7,7 +7,7 @@
 namespace {
 int g_instances = 0;
 using PolkitDetails = QMap<QString, QString>;
-}
+} // namespace
 
 FakeSystemServices::FakeSystemServices(QObject *parent)
     : QDBusVirtualObject(parent)
@@ -26,7 +26,8 @@ bool FakeSystemServices::start(const QString &address)
     QDBusConnection bus = QDBusConnection::connectToBus(address, m_connectionName);
     return bus.isConnected() && bus.registerVirtualObject(QStringLiteral("/org/freedesktop/PolicyKit1/Authority"), this)
         && bus.registerVirtualObject(QStringLiteral("/org/freedesktop/login1"), this)
-        && bus.registerService(QStringLiteral("org.freedesktop.PolicyKit1")) && bus.registerService(QStringLiteral("org.freedesktop.login1"));
+        && bus.registerService(QStringLiteral("org.freedesktop.PolicyKit1"))
+        && bus.registerService(QStringLiteral("org.freedesktop.login1"));
 }
 
 QString FakeSystemServices::introspect(const QString &) const
@@ -39,10 +40,12 @@ bool FakeSystemServices::handleMessage(const QDBusMessage &message, const QDBusC
     if (message.interface() == QLatin1String("org.freedesktop.login1.Manager")) {
         m_powerCalls.append(message.member());
         if (failPowerCalls)
-            return connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.login1.OperationInProgress"), QStringLiteral("busy")));
+            return connection.send(message.createErrorReply(
+                QStringLiteral("org.freedesktop.login1.OperationInProgress"), QStringLiteral("busy")));
         return connection.send(message.createReply());
     }
-    if (message.interface() != QLatin1String("org.freedesktop.PolicyKit1.Authority") || message.member() != QLatin1String("CheckAuthorization"))
+    if (message.interface() != QLatin1String("org.freedesktop.PolicyKit1.Authority")
+        || message.member() != QLatin1String("CheckAuthorization"))
         return false;
     const QList<QVariant> arguments = message.arguments();
     const QDBusArgument subject = arguments.value(0).value<QDBusArgument>();

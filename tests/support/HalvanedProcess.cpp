@@ -56,10 +56,9 @@ bool HalvanedProcess::waitForOwner(bool owned)
 
 bool HalvanedProcess::start(const QStringList &extraArguments)
 {
-    m_process.setArguments(
-        QStringList { QStringLiteral("--bus"), QStringLiteral("session"), QStringLiteral("--name"), m_serviceName,
-                      QStringLiteral("--state-dir"), m_stateDirectory.path() }
-        + extraArguments);
+    m_process.setArguments(QStringList { QStringLiteral("--bus"), QStringLiteral("session"), QStringLiteral("--name"),
+                                         m_serviceName, QStringLiteral("--state-dir"), m_stateDirectory.path() }
+                           + extraArguments);
     m_process.start();
     if (!m_process.waitForStarted(kStartTimeout))
         return false;

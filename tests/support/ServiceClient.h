@@ -1,0 +1,32 @@
+#pragma once
+
+#include "TriskVXConnection.h"
+#include "TriskVXObserver.h"
+
+#include <QObject>
+
+// A libHalvane client of a running halvaned for integration tests: sends requests and waits for their
+// answer and for the change notices that follow.
+class ServiceClient : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ServiceClient(const TriskVXServiceLocation &location, QObject *parent = nullptr);
+
+    // Waits until the connection is valid and the variables are read.
+    bool ready();
+    // Sends and waits for the answer, then re-reads the variables; the status of a failure in status.
+    bool request(const QString &name, const QVariantMap &parameters, qint64 *status = nullptr,
+                 QString *message = nullptr);
+    bool reload();
+    QVariant value(const QString &variable) const { return m_observer->valueForKeyPath(variable); }
+    QStringList pendingIDs(const QString &variable = QStringLiteral("SchedulerPending")) const;
+    QDateTime pendingDate(const QString &triggerID) const;
+    TriskVXConnection *connection() const { return m_connection; }
+    TriskVXObserver *observer() const { return m_observer; }
+
+private:
+    TriskVXConnection *m_connection;
+    TriskVXObserver *m_observer;
+};
