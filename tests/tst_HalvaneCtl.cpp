@@ -2,7 +2,13 @@
 #include "TriskVXConstants.h"
 #include "TriskVXPropertyListSerialization.h"
 
+#include <QDBusConnection>
 #include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -41,8 +47,20 @@ private Q_SLOTS:
     void enableAndDisable();
     void performAndTrigger();
     void serviceFromTheEnvironment();
+    void addFromArguments_data();
+    void addFromArguments();
+    void addRefusesBadArguments_data();
+    void addRefusesBadArguments();
+    void json();
+    void setPreference();
+    void setPreferenceKeepsAnUnreadableDomain();
+
+public Q_SLOTS:
+    void recordSynchronise(const QString &domain) { m_synchronised.append(domain); }
 
 private:
+    QStringList m_synchronised;
+    QVariantList pending_() { return pending(); }
     Run run(const QStringList &arguments,
             const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
     QStringList withService(const QStringList &arguments) const;
@@ -290,6 +308,195 @@ void tst_HalvaneCtl::serviceFromTheEnvironment()
     const Run result = run({ QStringLiteral("status") }, environment);
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.out.contains(QStringLiteral("Scheduler: ")));
+}
+
+void tst_HalvaneCtl::addFromArguments_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QVariantMap>("expected");
+    QTest::newRow("once, logging")
+        << QStringList { QStringLiteral("add"),   QStringLiteral("Note"), QStringLiteral("--id"),
+                         QStringLiteral("note"),  QStringLiteral("--at"), QStringLiteral("2041-01-02T03:04:05Z"),
+                         QStringLiteral("--log"), QStringLiteral("hello") }
+        << QVariantMap { { kVXEventName, QStringLiteral("Note") },
+                         { kVXEventActions,
+                           QVariantList { QVariantMap { { kVXActionType, kVXActionType_Log },
+                                                        { kVXActionMessage, QStringLiteral("hello") } } } } };
+    QTest::newRow("daily power off, on demand")
+        << QStringList { QStringLiteral("add"),      QStringLiteral("Night"),     QStringLiteral("--id"),
+                         QStringLiteral("night"),    QStringLiteral("--daily"),   QStringLiteral("22:30"),
+                         QStringLiteral("--power"),  QStringLiteral("power-off"), QStringLiteral("--on-demand"),
+                         QStringLiteral("--notice"), QStringLiteral("600"),       QStringLiteral("--warning-lead"),
+                         QStringLiteral("120") }
+        << QVariantMap { { kVXEventName, QStringLiteral("Night") },
+                         { kVXEventActions,
+                           QVariantList { QVariantMap { { kVXActionType, kVXActionType_PowerOff } } } },
+                         { kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand } },
+                         { kVXEventNoticePeriod, qint64(600) },
+                         { kVXEventWarningLead, qint64(120) } };
+    QTest::newRow("weekly command")
+        << QStringList { QStringLiteral("add"),
+                         QStringLiteral("Backup"),
+                         QStringLiteral("/usr/bin/true"),
+                         QStringLiteral("--id"),
+                         QStringLiteral("backup"),
+                         QStringLiteral("--weekly"),
+                         QStringLiteral("03:00"),
+                         QStringLiteral("--days"),
+                         QStringLiteral("mon,fri,7"),
+                         QStringLiteral("--command"),
+                         QStringLiteral("--command-timeout"),
+                         QStringLiteral("90") }
+        << QVariantMap { { kVXEventName, QStringLiteral("Backup") },
+                         { kVXEventActions,
+                           QVariantList {
+                               QVariantMap { { kVXActionType, kVXActionType_Command },
+                                             { kVXActionArguments, QVariantList { QStringLiteral("/usr/bin/true") } },
+                                             { kVXActionTimeout, 90.0 } } } } };
+}
+
+void tst_HalvaneCtl::addFromArguments()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QVariantMap, expected);
+    const Run result = run(withService(arguments));
+    QCOMPARE(result.exitCode, 0);
+    const QString id = arguments.at(arguments.indexOf(QStringLiteral("--id")) + 1);
+    const QVariantList pending = pending_();
+    QVariantMap event;
+    for (const QVariant &record : pending) {
+        if (record.toMap().value(kVXQueuedTriggerEvent).toMap().value(kVXEventUniqueID).toString() == id)
+            event = record.toMap().value(kVXQueuedTriggerEvent).toMap();
+    }
+    QVERIFY2(!event.isEmpty(), qPrintable(id));
+    for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+        QCOMPARE(event.value(it.key()), it.value());
+    const QVariantMap trigger = event.value(kVXEventTriggers).toList().first().toMap();
+    if (arguments.contains(QStringLiteral("--weekly")))
+        QCOMPARE(trigger.value(kVXTriggerWeekdays), QVariant(QVariantList { qint64(1), qint64(5), qint64(7) }));
+    if (arguments.contains(QStringLiteral("--at")))
+        QCOMPARE(trigger.value(kVXTriggerDate).toDateTime(),
+                 QDateTime(QDate(2041, 1, 2), QTime(3, 4, 5), QTimeZone::utc()));
+}
+
+void tst_HalvaneCtl::addRefusesBadArguments_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("no name") << QStringList { QStringLiteral("add") } << QStringLiteral("add takes the event's name");
+    QTest::newRow("two whens") << QStringList { QStringLiteral("add"),     QStringLiteral("X"),
+                                                QStringLiteral("--daily"), QStringLiteral("10:00"),
+                                                QStringLiteral("--at"),    QStringLiteral("2040-01-01T00:00:00Z") }
+                               << QStringLiteral("one of --at, --daily and --weekly");
+    QTest::newRow("weekly without days") << QStringList { QStringLiteral("add"), QStringLiteral("X"),
+                                                          QStringLiteral("--weekly"), QStringLiteral("10:00") }
+                                         << QStringLiteral("takes --days");
+    QTest::newRow("bad weekday") << QStringList { QStringLiteral("add"),      QStringLiteral("X"),
+                                                  QStringLiteral("--weekly"), QStringLiteral("10:00"),
+                                                  QStringLiteral("--days"),   QStringLiteral("caturday") }
+                                 << QStringLiteral("caturday is not a weekday");
+    QTest::newRow("bad power") << QStringList { QStringLiteral("add"), QStringLiteral("X"), QStringLiteral("--power"),
+                                                QStringLiteral("explode") }
+                               << QStringLiteral("--power takes");
+    QTest::newRow("stray words") << QStringList { QStringLiteral("add"), QStringLiteral("X"), QStringLiteral("Y") }
+                                 << QStringLiteral("a command goes with --command");
+    QTest::newRow("option of add elsewhere")
+        << QStringList { QStringLiteral("status"), QStringLiteral("--daily"), QStringLiteral("10:00") }
+        << QStringLiteral("--daily goes with add");
+}
+
+void tst_HalvaneCtl::addRefusesBadArguments()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, message);
+    const QVariantList before = pending_();
+    const Run result = run(withService(arguments));
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY2(result.err.contains(message), qPrintable(result.err));
+    QCOMPARE(pending_(), before);
+}
+
+void tst_HalvaneCtl::json()
+{
+    const Run result
+        = run(withService({ QStringLiteral("--json"), QStringLiteral("list"), QStringLiteral("on-demand") }));
+    QCOMPARE(result.exitCode, 0);
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(result.out.toUtf8(), &error);
+    QCOMPARE(error.error, QJsonParseError::NoError);
+    QStringList ids;
+    const QJsonArray onDemand = document.array();
+    for (const QJsonValue &event : onDemand)
+        ids.append(event.toObject().value(kVXEventUniqueID).toString());
+    QVERIFY(ids.contains(QStringLiteral("demo-backup")));
+    QVERIFY(ids.contains(QStringLiteral("demo-sleep")));
+    const Run pending
+        = run(withService({ QStringLiteral("--json"), QStringLiteral("get"), kVXObserveSchedulerPending }));
+    const QJsonArray records = QJsonDocument::fromJson(pending.out.toUtf8()).array();
+    QVERIFY(!records.isEmpty());
+    const QString date
+        = records.first().toObject().value(kVXQueuedTriggerTrigger).toObject().value(kVXTriggerDate).toString();
+    QVERIFY2(QDateTime::fromString(date, Qt::ISODateWithMs).isValid(), qPrintable(date));
+    QCOMPARE(
+        run(withService({ QStringLiteral("--json"), QStringLiteral("--plist"), QStringLiteral("status") })).exitCode,
+        2);
+}
+
+void tst_HalvaneCtl::setPreference()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_directory.filePath(QStringLiteral("config")));
+    const QString domainFile
+        = m_directory.filePath(QStringLiteral("config/halvane/") + kVXPreferencesDomain + QStringLiteral(".plist"));
+    QVERIFY(QDBusConnection::sessionBus().connect(QString(), kVXDBusPreferencesObjectPath, kVXDBusPreferencesInterface,
+                                                  kVXPreferencesNotificationSynchronise, this,
+                                                  SLOT(recordSynchronise(QString))));
+    QCOMPARE(run({ QStringLiteral("set-preference"), kVXPreferencesKeyNotifierStatusMenu, QStringLiteral("false") },
+                 environment)
+                 .exitCode,
+             0);
+    QCOMPARE(run({ QStringLiteral("set-preference"), QStringLiteral("notifier.login.position-vertical"),
+                   QStringLiteral("0.25") },
+                 environment)
+                 .exitCode,
+             0);
+    QCOMPARE(run({ QStringLiteral("set-preference"), QStringLiteral("label"), QStringLiteral("42"),
+                   QStringLiteral("--string") },
+                 environment)
+                 .exitCode,
+             0);
+    QVariantMap domain = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(domainFile).toMap();
+    QCOMPARE(domain.value(kVXPreferencesKeyNotifierStatusMenu), QVariant(false));
+    QCOMPARE(domain.value(QStringLiteral("notifier.login.position-vertical")), QVariant(0.25));
+    QCOMPARE(domain.value(QStringLiteral("label")), QVariant(QStringLiteral("42")));
+    QTRY_COMPARE(m_synchronised.size(), 3);
+    QCOMPARE(m_synchronised.first(), kVXPreferencesDomain);
+    QCOMPARE(run({ QStringLiteral("unset-preference"), QStringLiteral("label") }, environment).exitCode, 0);
+    domain = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(domainFile).toMap();
+    QVERIFY(!domain.contains(QStringLiteral("label")));
+    QCOMPARE(domain.size(), 2);
+    QCOMPARE(run({ QStringLiteral("set-preference"), QStringLiteral("only-a-key") }, environment).exitCode, 2);
+}
+
+void tst_HalvaneCtl::setPreferenceKeepsAnUnreadableDomain()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_directory.filePath(QStringLiteral("broken-config")));
+    const QString domainFile = m_directory.filePath(QStringLiteral("broken-config/halvane/") + kVXPreferencesDomain
+                                                    + QStringLiteral(".plist"));
+    QVERIFY(QDir().mkpath(QFileInfo(domainFile).absolutePath()));
+    QFile file(domainFile);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("hand edited, badly");
+    file.close();
+    const Run result = run({ QStringLiteral("set-preference"), kVXPreferencesKeyNotifierWarning, QStringLiteral("no") },
+                           environment);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.err.contains(QStringLiteral("cannot be read"))
+                 && result.err.contains(QStringLiteral("nothing was changed")),
+             qPrintable(result.err));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("hand edited, badly"));
 }
 
 QTEST_GUILESS_MAIN(tst_HalvaneCtl)

@@ -73,6 +73,15 @@ void tst_TriskVXPropertyListSerialization::xmlDatesKeepWholeSeconds()
     QCOMPARE(Serialization::propertyListWithData(xml).toDateTime(), date.addMSecs(-250));
     const QByteArray binary = Serialization::dataWithPropertyList(QVariant(date), Serialization::Format::Binary);
     QCOMPARE(Serialization::propertyListWithData(binary).toDateTime(), date);
+    // Every millisecond survives the binary form's double, before and after 2001.
+    for (const QDateTime &base : { QDateTime(QDate(2026, 11, 21), QTime(9, 43, 9), QTimeZone::utc()),
+                                   QDateTime(QDate(1990, 1, 1), QTime(0, 0), QTimeZone::utc()) }) {
+        for (int msec = 0; msec < 1000; ++msec) {
+            const QDateTime stamp = base.addMSecs(msec);
+            const QByteArray data = Serialization::dataWithPropertyList(QVariant(stamp), Serialization::Format::Binary);
+            QCOMPARE(Serialization::propertyListWithData(data).toDateTime(), stamp);
+        }
+    }
 }
 
 void tst_TriskVXPropertyListSerialization::readsAppleXml()

@@ -66,7 +66,12 @@ QVariant fromNode(plist_t node, QString *error)
         int32_t seconds = 0;
         int32_t microseconds = 0;
         plist_get_date_val(node, &seconds, &microseconds);
-        const qint64 msecs = kPlistEpochMSecsSinceUnixEpoch + qint64(seconds) * 1000 + microseconds / 1000;
+        // libplist 2.2 splits the stored double into seconds truncated toward zero and the magnitude of
+        // the fraction, so before 2001 the fraction counts backwards. Rounding, not truncating, gives back
+        // the millisecond written.
+        const qint64 fraction = qRound64(microseconds / 1000.0);
+        const qint64 msecs
+            = kPlistEpochMSecsSinceUnixEpoch + qint64(seconds) * 1000 + (seconds < 0 ? -fraction : fraction);
         return QVariant(QDateTime::fromMSecsSinceEpoch(msecs, QTimeZone::utc()));
     }
     case PLIST_ARRAY: {
