@@ -11,6 +11,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -513,8 +514,13 @@ int HalvaneCtl::setPreference(const QString &key, const QVariant &value)
     QDBusMessage signal = QDBusMessage::createSignal(kVXDBusPreferencesObjectPath, kVXDBusPreferencesInterface,
                                                      kVXPreferencesNotificationSynchronise);
     signal << kVXPreferencesDomain;
-    if (!QDBusConnection::sessionBus().send(signal))
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.send(signal)) {
         m_err << tr("halvanectl: saved, but the notifiers could not be told: no session bus") << Qt::endl;
+        return kExitOK;
+    }
+    // The signal is queued; a round trip to the bus, which answers in order, sees it out before exit.
+    bus.interface()->isServiceRegistered(kVXDBusServiceName);
     return kExitOK;
 }
 

@@ -132,20 +132,21 @@ HalvaneResult HalvaneEventStore::store(const QVariantList &events, QStringList *
 
 void HalvaneEventStore::index(const QString &uniqueID)
 {
-    for (auto it = m_ownerOfTrigger.begin(); it != m_ownerOfTrigger.end();) {
-        if (it.value() == uniqueID) {
-            m_vanished.append(it.key());
-            it = m_ownerOfTrigger.erase(it);
-        } else {
-            ++it;
-        }
-    }
+    const QStringList previous = m_triggersOfEvent.take(uniqueID);
+    for (const QString &triggerID : previous)
+        m_ownerOfTrigger.remove(triggerID);
+    QStringList current;
     const QVariantList triggers = m_events.value(uniqueID).value(kVXEventTriggers).toList();
     for (const QVariant &trigger : triggers) {
         const QString triggerID = trigger.toMap().value(kVXTriggerIdentifier).toString();
         m_ownerOfTrigger.insert(triggerID, uniqueID);
-        m_vanished.removeAll(triggerID);
+        current.append(triggerID);
     }
+    for (const QString &triggerID : previous) {
+        if (!current.contains(triggerID))
+            m_vanished.append(triggerID);
+    }
+    m_triggersOfEvent.insert(uniqueID, current);
 }
 
 QStringList HalvaneEventStore::takeVanishedTriggers()
@@ -175,4 +176,5 @@ void HalvaneEventStore::removeTrigger(const QString &triggerID)
     record.insert(kVXEventTriggers, triggers);
     m_events.insert(owner, record);
     m_ownerOfTrigger.remove(triggerID);
+    m_triggersOfEvent[owner].removeAll(triggerID);
 }

@@ -34,5 +34,6 @@ private:
     QStringList m_order;
     QHash<QString, QVariantMap> m_events;
     QHash<QString, QString> m_ownerOfTrigger;
+    QHash<QString, QStringList> m_triggersOfEvent;
     QStringList m_vanished;
 };

@@ -112,8 +112,9 @@ HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap
         result = store(parameters);
     else if (request == kVXRPCSchedulerSetEnabled)
         result = setEnabled(parameters);
+    // A busy service answers many requests: successes are debug lines, refusals are worth reading.
     if (result.succeeded())
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 done").arg(request);
+        qCDebug(lcHalvaned).noquote() << QStringLiteral("%1 done").arg(request);
     else
         qCInfo(lcHalvaned).noquote()
             << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
@@ -139,12 +140,13 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
     if (result = checkTrigger(triggerID); !result.succeeded())
         return result;
     HalvaneTriggerState state = m_states.value(triggerID);
-    QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
+    const HalvaneTrigger &trigger = indexed(triggerID)->trigger;
+    QDateTime natural = nextNatural(trigger, state);
     if (!natural.isValid()) {
         // Nothing queued because it was cancelled: choosing a new time brings the firing back.
         state.skipped.clear();
         state.until = QDateTime();
-        natural = nextNatural(triggerRecordOf(triggerID), state);
+        natural = nextNatural(trigger, state);
     }
     if (!natural.isValid())
         return HalvaneResult::failure(kVXStatusUnknownTrigger,
@@ -152,6 +154,7 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
     state.adjustedNatural = natural;
     state.adjustedDate = parameters.value(kVXRPCParameterDate).toDateTime().toUTC();
     m_states.insert(triggerID, state);
+    triggerChanged(triggerID);
     Q_EMIT stateChanged();
     handleDue();
     return result;
@@ -176,7 +179,7 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
             state.adjustedDate = QDateTime();
         }
     } else {
-        const QDateTime natural = nextNatural(triggerRecordOf(triggerID), state);
+        const QDateTime natural = nextNatural(indexed(triggerID)->trigger, state);
         if (!natural.isValid())
             return HalvaneResult::failure(kVXStatusUnknownTrigger,
                                           QStringLiteral("trigger %1 has no queued firing").arg(triggerID));
@@ -187,6 +190,7 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
         }
     }
     m_states.insert(triggerID, state);
+    triggerChanged(triggerID);
     Q_EMIT stateChanged();
     handleDue();
     return result;
@@ -198,13 +202,18 @@ HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
     if (!checkParameters(parameters, { { kVXRPCParameterTriggerID, QMetaType::QString, false } }, &result))
         return result;
     if (!parameters.contains(kVXRPCParameterTriggerID)) {
-        for (HalvaneTriggerState &state : m_states)
-            state.resetChanges();
+        for (auto it = m_states.begin(); it != m_states.end(); ++it) {
+            if (it->hasChanges()) {
+                it->resetChanges();
+                triggerChanged(it.key());
+            }
+        }
     } else {
         const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
         if (result = checkTrigger(triggerID); !result.succeeded())
             return result;
         m_states[triggerID].resetChanges();
+        triggerChanged(triggerID);
     }
     Q_EMIT stateChanged();
     handleDue();
@@ -246,6 +255,7 @@ HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
     result = m_store.store(parameters.value(kVXRPCParameterEvents).toList());
     if (!result.succeeded())
         return result;
+    storeChanged();
     // State of triggers that a replaced event no longer has is forgotten; new repeating triggers fire
     // from now on.
     const QStringList vanished = m_store.takeVanishedTriggers();
@@ -288,19 +298,69 @@ qint64 HalvaneScheduler::secondsOf(const QVariantMap &event, const QString &key,
 
 QVariantMap HalvaneScheduler::triggerRecordOf(const QString &triggerID) const
 {
-    const QVariantList triggers = m_store.event(m_store.eventOfTrigger(triggerID)).value(kVXEventTriggers).toList();
-    for (const QVariant &trigger : triggers) {
-        const QVariantMap map = trigger.toMap();
-        if (map.value(kVXTriggerIdentifier).toString() == triggerID)
-            return map;
-    }
-    return QVariantMap();
+    const IndexedTrigger *entry = indexed(triggerID);
+    return entry ? entry->record : QVariantMap();
 }
 
-QDateTime HalvaneScheduler::nextNatural(const QVariantMap &record, const HalvaneTriggerState &state) const
+void HalvaneScheduler::storeChanged()
 {
-    const HalvaneTrigger trigger(record);
-    const QTimeZone zone = m_clock->timeZone();
+    m_indexValid = false;
+    m_naturals.clear();
+    m_records.clear();
+}
+
+const QList<HalvaneScheduler::IndexedTrigger> &HalvaneScheduler::index() const
+{
+    if (m_indexValid)
+        return m_index;
+    m_index.clear();
+    m_indexOf.clear();
+    m_onDemand.clear();
+    const QList<QVariantMap> events = m_store.events();
+    for (const QVariantMap &event : events) {
+        if (TriskVXRecords::isPerformableOnDemand(event))
+            m_onDemand.append(event);
+        const QString eventID = event.value(kVXEventUniqueID).toString();
+        const bool enabled = event.value(kVXEventEnabled, true).toBool();
+        const qint64 notice = secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds);
+        const qint64 lead = secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds);
+        const QVariantList triggers = event.value(kVXEventTriggers).toList();
+        for (const QVariant &trigger : triggers) {
+            const QVariantMap record = trigger.toMap();
+            const QString triggerID = record.value(kVXTriggerIdentifier).toString();
+            m_indexOf.insert(triggerID, m_index.size());
+            m_index.append({ triggerID, eventID, event, record, HalvaneTrigger(record), notice, lead, enabled });
+        }
+    }
+    m_indexValid = true;
+    return m_index;
+}
+
+const HalvaneScheduler::IndexedTrigger *HalvaneScheduler::indexed(const QString &triggerID) const
+{
+    const QList<IndexedTrigger> &entries = index();
+    const auto position = m_indexOf.constFind(triggerID);
+    return position == m_indexOf.cend() ? nullptr : &entries.at(position.value());
+}
+
+QDateTime HalvaneScheduler::cachedNatural(const IndexedTrigger &entry, const QTimeZone &zone) const
+{
+    const auto cached = m_naturals.constFind(entry.triggerID);
+    if (cached != m_naturals.cend())
+        return cached.value();
+    const QDateTime natural = nextNatural(entry.trigger, m_states.value(entry.triggerID), zone);
+    m_naturals.insert(entry.triggerID, natural);
+    return natural;
+}
+
+QDateTime HalvaneScheduler::nextNatural(const HalvaneTrigger &trigger, const HalvaneTriggerState &state) const
+{
+    return nextNatural(trigger, state, m_clock->timeZone());
+}
+
+QDateTime HalvaneScheduler::nextNatural(const HalvaneTrigger &trigger, const HalvaneTriggerState &state,
+                                        const QTimeZone &zone) const
+{
     QDateTime after
         = state.lastFired.isValid() ? state.lastFired : (trigger.isRepeating() ? state.anchor : QDateTime());
     if (trigger.isRepeating() && !after.isValid())
@@ -327,36 +387,45 @@ QDateTime HalvaneScheduler::nextNatural(const QVariantMap &record, const Halvane
 QList<HalvaneScheduler::QueuedFiring> HalvaneScheduler::queue() const
 {
     QList<QueuedFiring> firings;
-    const QList<QVariantMap> events = m_store.events();
-    for (const QVariantMap &event : events) {
-        if (!event.value(kVXEventEnabled, true).toBool())
+    const QList<IndexedTrigger> &entries = index();
+    firings.reserve(entries.size());
+    // The next firing depends on the zone too: another zone makes every cached one stale.
+    const QTimeZone zone = m_clock->timeZone();
+    if (zone.id() != m_naturalsZone) {
+        m_naturals.clear();
+        m_naturalsZone = zone.id();
+    }
+    for (const IndexedTrigger &entry : entries) {
+        if (!entry.enabled)
             continue;
-        const QString eventID = event.value(kVXEventUniqueID).toString();
-        const QVariantList triggers = event.value(kVXEventTriggers).toList();
-        for (const QVariant &trigger : triggers) {
-            const QVariantMap record = trigger.toMap();
-            const QString triggerID = record.value(kVXTriggerIdentifier).toString();
-            const HalvaneTriggerState state = m_states.value(triggerID);
-            const QDateTime natural = nextNatural(record, state);
-            if (!natural.isValid())
-                continue;
-            const QDateTime date = state.adjustedNatural == natural ? state.adjustedDate : natural;
-            firings.append({ triggerID, eventID, natural, date });
-        }
+        const QDateTime natural = cachedNatural(entry, zone);
+        if (!natural.isValid())
+            continue;
+        const auto state = m_states.constFind(entry.triggerID);
+        const QDateTime date
+            = state != m_states.cend() && state->adjustedNatural == natural ? state->adjustedDate : natural;
+        firings.append({ entry.triggerID, entry.eventID, natural, date, date.toMSecsSinceEpoch(), entry.noticeSeconds,
+                         entry.leadSeconds });
     }
     std::sort(firings.begin(), firings.end(), [](const QueuedFiring &a, const QueuedFiring &b) {
-        return a.date < b.date || (a.date == b.date && a.triggerID < b.triggerID);
+        return a.msecs < b.msecs || (a.msecs == b.msecs && a.triggerID < b.triggerID);
     });
     return firings;
 }
 
 QVariantMap HalvaneScheduler::queuedTriggerRecord(const QueuedFiring &firing) const
 {
-    QVariantMap trigger = triggerRecordOf(firing.triggerID);
+    auto cached = m_records.constFind(firing.triggerID);
+    if (cached != m_records.cend() && cached->first == firing.msecs)
+        return cached->second.toMap();
+    const IndexedTrigger *entry = indexed(firing.triggerID);
+    QVariantMap trigger = entry->record;
     trigger.insert(kVXTriggerDate, firing.date);
-    return { { kVXQueuedTriggerTriggerID, firing.triggerID },
-             { kVXQueuedTriggerEvent, m_store.event(firing.eventID) },
-             { kVXQueuedTriggerTrigger, trigger } };
+    const QVariantMap record { { kVXQueuedTriggerTriggerID, firing.triggerID },
+                               { kVXQueuedTriggerEvent, entry->event },
+                               { kVXQueuedTriggerTrigger, trigger } };
+    m_records.insert(firing.triggerID, { firing.msecs, record });
+    return record;
 }
 
 void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
@@ -366,14 +435,15 @@ void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
     QVariantList current;
     QVariantList warnings;
     pending.reserve(firings.size());
+    const qint64 nowMSecs = now.toMSecsSinceEpoch();
     for (const QueuedFiring &firing : firings) {
+        const qint64 secondsAway = (firing.msecs - nowMSecs) / 1000;
         const QVariantMap record = queuedTriggerRecord(firing);
-        const QVariantMap event = record.value(kVXQueuedTriggerEvent).toMap();
         pending.append(record);
-        const qint64 secondsAway = now.secsTo(firing.date);
-        if (secondsAway <= secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds))
+        if (secondsAway <= firing.noticeSeconds)
             current.append(record);
-        if (secondsAway <= secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)) {
+        if (secondsAway <= firing.leadSeconds) {
+            const QVariantMap event = record.value(kVXQueuedTriggerEvent).toMap();
             warnings.append(
                 QVariantMap { { kVXQueuedWarningActionID, QString(firing.triggerID + QStringLiteral("#warning")) },
                               { kVXQueuedWarningEvent, event },
@@ -384,12 +454,8 @@ void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
     QVariantList active;
     for (const QString &eventID : std::as_const(m_activeOrder))
         active.append(QVariantMap { { kVXActiveEventEvent, m_store.event(eventID) } });
-    QVariantList onDemand;
-    const QList<QVariantMap> events = m_store.events();
-    for (const QVariantMap &event : events) {
-        if (TriskVXRecords::isPerformableOnDemand(event))
-            onDemand.append(event);
-    }
+    index();
+    const QVariantList onDemand = m_onDemand;
 
     const QHash<QString, QVariant> values {
         { kVXObserveSchedulerPending, pending },      { kVXObserveSchedulerActive, active },
@@ -470,49 +536,59 @@ bool HalvaneScheduler::sweepCancelled(const QDateTime &now)
 {
     // A cancelled or postponed firing whose time has come is gone: a later reset brings back only
     // firings still ahead.
+    QStringList changed;
+    for (auto it = m_states.cbegin(); it != m_states.cend(); ++it) {
+        if (!it->skipped.isEmpty() || it->until.isValid())
+            changed.append(it.key());
+    }
     bool swept = false;
+    bool removedTriggers = false;
     const QTimeZone zone = m_clock->timeZone();
-    const QList<QVariantMap> events = m_store.events();
-    for (const QVariantMap &event : events) {
-        const QVariantList triggers = event.value(kVXEventTriggers).toList();
-        for (const QVariant &record : triggers) {
-            const QString triggerID = record.toMap().value(kVXTriggerIdentifier).toString();
-            auto state = m_states.find(triggerID);
-            if (state == m_states.end() || (state->skipped.isEmpty() && !state->until.isValid()))
-                continue;
-            const HalvaneTrigger trigger(record.toMap());
-            for (int walk = 0; walk < kLongestSkipWalk; ++walk) {
-                HalvaneTriggerState bare = *state;
-                bare.resetChanges();
-                const QDateTime natural = nextNatural(record.toMap(), bare);
-                const bool cancelled
-                    = state->skipped.contains(natural) || (state->until.isValid() && natural < state->until);
-                if (!natural.isValid() || natural > now || !cancelled)
-                    break;
-                swept = true;
-                if (!trigger.isRepeating()) {
-                    m_store.removeTrigger(triggerID);
-                    m_states.erase(state);
-                    break;
-                }
-                state->lastFired = natural;
-                state->lastFiredDate = natural.toTimeZone(zone).date();
-                state->skipped.removeIf([&](const QDateTime &skipped) {
-                    return skipped <= natural;
-                });
+    for (const QString &triggerID : std::as_const(changed)) {
+        const IndexedTrigger *entry = indexed(triggerID);
+        if (!entry)
+            continue;
+        const HalvaneTrigger trigger = entry->trigger;
+        HalvaneTriggerState &state = m_states[triggerID];
+        for (int walk = 0; walk < kLongestSkipWalk; ++walk) {
+            HalvaneTriggerState bare = state;
+            bare.resetChanges();
+            const QDateTime natural = nextNatural(trigger, bare);
+            const bool cancelled = state.skipped.contains(natural) || (state.until.isValid() && natural < state.until);
+            if (!natural.isValid() || natural > now || !cancelled)
+                break;
+            swept = true;
+            triggerChanged(triggerID);
+            if (!trigger.isRepeating()) {
+                m_store.removeTrigger(triggerID);
+                m_states.remove(triggerID);
+                removedTriggers = true;
+                break;
             }
+            state.lastFired = natural;
+            state.lastFiredDate = natural.toTimeZone(zone).date();
+            state.skipped.removeIf([&](const QDateTime &skipped) {
+                return skipped <= natural;
+            });
         }
     }
+    if (removedTriggers)
+        storeChanged();
     return swept;
 }
 
 void HalvaneScheduler::consume(const QueuedFiring &firing)
 {
-    const QVariantMap record = triggerRecordOf(firing.triggerID);
-    if (!HalvaneTrigger(record).isRepeating()) {
+    const IndexedTrigger *entry = indexed(firing.triggerID);
+    if (!entry)
+        return;
+    const HalvaneTrigger trigger = entry->trigger;
+    triggerChanged(firing.triggerID);
+    if (!trigger.isRepeating()) {
         // A once trigger is gone once its time has come.
         m_store.removeTrigger(firing.triggerID);
         m_states.remove(firing.triggerID);
+        storeChanged();
         return;
     }
     const QTimeZone zone = m_clock->timeZone();
@@ -532,8 +608,8 @@ void HalvaneScheduler::consume(const QueuedFiring &firing)
     markFired(firing.natural);
     // Firings that also came while the machine slept or the clock jumped are not performed again.
     int missed = 0;
-    for (QDateTime natural = nextNatural(record, state);
-         natural.isValid() && natural <= now && missed < kLongestSkipWalk; natural = nextNatural(record, state)) {
+    for (QDateTime natural = nextNatural(trigger, state);
+         natural.isValid() && natural <= now && missed < kLongestSkipWalk; natural = nextNatural(trigger, state)) {
         markFired(natural);
         ++missed;
     }
@@ -616,6 +692,7 @@ bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
     }
     m_store = store;
     m_states = states;
+    storeChanged();
     m_enabled = propertyList.value(kEnabledKey).toBool();
     republish(queue());
     return true;

@@ -2,6 +2,7 @@
 
 #include "HalvaneEventStore.h"
 #include "HalvaneResult.h"
+#include "HalvaneTrigger.h"
 #include "HalvaneTriggerState.h"
 
 #include <QDateTime>
@@ -67,12 +68,36 @@ private:
         QString eventID;
         QDateTime natural;
         QDateTime date;
+        qint64 msecs = 0;
+        qint64 noticeSeconds = 0;
+        qint64 leadSeconds = 0;
+    };
+
+    // What the queue needs of each trigger, read once from the store: rebuilt when the store changes.
+    struct IndexedTrigger
+    {
+        QString triggerID;
+        QString eventID;
+        QVariantMap event;
+        QVariantMap record;
+        HalvaneTrigger trigger;
+        qint64 noticeSeconds = 0;
+        qint64 leadSeconds = 0;
+        bool enabled = true;
     };
 
     enum class Pass { Running, Starting };
 
     QList<QueuedFiring> queue() const;
-    QDateTime nextNatural(const QVariantMap &trigger, const HalvaneTriggerState &state) const;
+    QDateTime nextNatural(const HalvaneTrigger &trigger, const HalvaneTriggerState &state) const;
+    QDateTime nextNatural(const HalvaneTrigger &trigger, const HalvaneTriggerState &state, const QTimeZone &zone) const;
+    QDateTime cachedNatural(const IndexedTrigger &entry, const QTimeZone &zone) const;
+    const QList<IndexedTrigger> &index() const;
+    const IndexedTrigger *indexed(const QString &triggerID) const;
+    // The store changed: the index, the next firings and the records made from them are stale.
+    void storeChanged();
+    // One trigger's state changed: its next firing is stale.
+    void triggerChanged(const QString &triggerID) { m_naturals.remove(triggerID); }
     QVariantMap triggerRecordOf(const QString &triggerID) const;
     QVariantMap queuedTriggerRecord(const QueuedFiring &firing) const;
     void republish(const QList<QueuedFiring> &firings);
@@ -96,4 +121,14 @@ private:
     QStringList m_activeOrder;
     QHash<QString, int> m_activeCount;
     QHash<QString, QVariant> m_published;
+
+    mutable QList<IndexedTrigger> m_index;
+    mutable QHash<QString, qsizetype> m_indexOf;
+    mutable QVariantList m_onDemand;
+    mutable bool m_indexValid = false;
+    mutable QHash<QString, QDateTime> m_naturals;
+    mutable QByteArray m_naturalsZone;
+    // Queued-trigger records by trigger, with the date they were made for: unchanged firings publish the
+    // same (shared) record, which also makes comparing the lists cheap.
+    mutable QHash<QString, QPair<qint64, QVariant>> m_records;
 };

@@ -40,52 +40,79 @@ bool writeAll(int fd, const QByteArray &data)
 }
 } // namespace
 
-QVariant HalvaneStateFile::wrapDates(const QVariant &value)
+namespace {
+// Rewrites the dates of a value in place, copying a container only when something inside it changed,
+// so that a store without such dates is neither copied nor detached.
+bool rewriteDates(QVariant &value, bool wrap)
 {
     switch (value.typeId()) {
     case QMetaType::QDateTime: {
+        if (!wrap)
+            return false;
         const qint64 msecs = value.toDateTime().toMSecsSinceEpoch();
-        if (msecs < kEarliestStorable || msecs > kLatestStorable)
-            return QVariantMap { { kWrappedDate, msecs } };
-        return value;
+        if (msecs >= kEarliestStorable && msecs <= kLatestStorable)
+            return false;
+        value = QVariantMap { { kWrappedDate, msecs } };
+        return true;
     }
     case QMetaType::QVariantMap: {
-        QVariantMap map = value.toMap();
-        for (auto it = map.begin(); it != map.end(); ++it)
-            it.value() = wrapDates(it.value());
-        return map;
+        const QVariantMap &map = *static_cast<const QVariantMap *>(value.constData());
+        if (!wrap && map.size() == 1 && map.firstKey() == kWrappedDate && map.first().typeId() == QMetaType::LongLong) {
+            value = QDateTime::fromMSecsSinceEpoch(map.first().toLongLong(), QTimeZone::utc());
+            return true;
+        }
+        QVariantMap changed;
+        bool any = false;
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            QVariant item = it.value();
+            if (!rewriteDates(item, wrap))
+                continue;
+            if (!any) {
+                changed = map;
+                any = true;
+            }
+            changed.insert(it.key(), item);
+        }
+        if (any)
+            value = changed;
+        return any;
     }
     case QMetaType::QVariantList: {
-        QVariantList list = value.toList();
-        for (QVariant &item : list)
-            item = wrapDates(item);
-        return list;
+        const QVariantList &list = *static_cast<const QVariantList *>(value.constData());
+        QVariantList changed;
+        bool any = false;
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            QVariant item = list.at(i);
+            if (!rewriteDates(item, wrap))
+                continue;
+            if (!any) {
+                changed = list;
+                any = true;
+            }
+            changed[i] = item;
+        }
+        if (any)
+            value = changed;
+        return any;
     }
     default:
-        return value;
+        return false;
     }
+}
+} // namespace
+
+QVariant HalvaneStateFile::wrapDates(const QVariant &value)
+{
+    QVariant result = value;
+    rewriteDates(result, true);
+    return result;
 }
 
 QVariant HalvaneStateFile::unwrapDates(const QVariant &value)
 {
-    switch (value.typeId()) {
-    case QMetaType::QVariantMap: {
-        QVariantMap map = value.toMap();
-        if (map.size() == 1 && map.contains(kWrappedDate) && map.value(kWrappedDate).typeId() == QMetaType::LongLong)
-            return QDateTime::fromMSecsSinceEpoch(map.value(kWrappedDate).toLongLong(), QTimeZone::utc());
-        for (auto it = map.begin(); it != map.end(); ++it)
-            it.value() = unwrapDates(it.value());
-        return map;
-    }
-    case QMetaType::QVariantList: {
-        QVariantList list = value.toList();
-        for (QVariant &item : list)
-            item = unwrapDates(item);
-        return list;
-    }
-    default:
-        return value;
-    }
+    QVariant result = value;
+    rewriteDates(result, false);
+    return result;
 }
 
 HalvaneStateFile::Outcome HalvaneStateFile::load(const QString &path, QVariantMap *state, QString *error)

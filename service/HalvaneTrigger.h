@@ -11,6 +11,7 @@
 class HalvaneTrigger
 {
 public:
+    HalvaneTrigger() = default;
     explicit HalvaneTrigger(const QVariantMap &record);
 
     // Whether a record is a trigger the scheduler can queue; a message in error when not.

@@ -4,7 +4,9 @@
 #include "PrivateBus.h"
 #include "TriskVXConstants.h"
 
+#include <QFile>
 #include <QTest>
+#include <QXmlStreamReader>
 
 class tst_HalvanePolkitAuthority : public QObject
 {
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void checkRight();
     void rightsOfTheCaller();
     void polkitAway();
+    void policyFileHasEveryAction();
 
 private:
     PrivateBus m_bus;
@@ -127,6 +130,24 @@ void tst_HalvanePolkitAuthority::polkitAway()
         QVERIFY(why.contains(QStringLiteral("polkit did not answer")));
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("no-polkit"));
+}
+
+void tst_HalvanePolkitAuthority::policyFileHasEveryAction()
+{
+    QFile policy(QStringLiteral(TRISK_SOURCE_DIR "/dist/org.halvane.scheduler.policy"));
+    QVERIFY(policy.open(QIODevice::ReadOnly));
+    QXmlStreamReader reader(&policy);
+    QStringList actions;
+    while (!reader.atEnd()) {
+        reader.readNext();
+        if (reader.isStartElement() && reader.name() == QLatin1String("action"))
+            actions.append(reader.attributes().value(QLatin1String("id")).toString());
+    }
+    QVERIFY(!reader.hasError());
+    QStringList expected;
+    for (const QString &request : HalvaneScheduler::requestNames())
+        expected.append(HalvanePolkitAuthority::actionOf(request));
+    QCOMPARE(actions, expected);
 }
 
 QTEST_GUILESS_MAIN(tst_HalvanePolkitAuthority)

@@ -32,7 +32,10 @@ void TriskVXClock::useSystemTime()
 
 QTimeZone TriskVXClock::timeZone() const
 {
-    return m_manualZone ? m_zone : QTimeZone::systemTimeZone();
+    if (m_manualZone)
+        return m_zone;
+    // Asking the system stats /etc/localtime each time; while it is watched, the last answer stands.
+    return m_watchingZone ? m_systemZone : QTimeZone::systemTimeZone();
 }
 
 void TriskVXClock::setTimeZone(const QTimeZone &zone)
@@ -53,7 +56,8 @@ void TriskVXClock::watchSystemTimeZone()
     if (m_watchingZone)
         return;
     m_watchingZone = true;
-    m_systemZoneId = QTimeZone::systemTimeZoneId();
+    m_systemZone = QTimeZone::systemTimeZone();
+    m_systemZoneId = m_systemZone.id();
     // timedated replaces the /etc/localtime link, which a watch on the file alone would lose.
     auto *watcher = new QFileSystemWatcher(this);
     watcher->addPath(QStringLiteral("/etc"));
@@ -61,10 +65,11 @@ void TriskVXClock::watchSystemTimeZone()
     auto check = [this, watcher] {
         if (!watcher->files().contains(QStringLiteral("/etc/localtime")))
             watcher->addPath(QStringLiteral("/etc/localtime"));
-        const QByteArray zone = QTimeZone::systemTimeZoneId();
-        if (zone == m_systemZoneId)
+        const QTimeZone zone = QTimeZone::systemTimeZone();
+        if (zone.id() == m_systemZoneId)
             return;
-        m_systemZoneId = zone;
+        m_systemZone = zone;
+        m_systemZoneId = zone.id();
         if (!m_manualZone)
             Q_EMIT timeChanged();
     };

@@ -41,6 +41,7 @@ private:
     QDateTime m_now;
     bool m_manualZone = false;
     QTimeZone m_zone;
+    QTimeZone m_systemZone;
     QByteArray m_systemZoneId;
     bool m_watchingZone = false;
 };

@@ -2,11 +2,13 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QHash>
 #include <QSaveFile>
 #include <QTimeZone>
 
 #include <plist/plist.h>
 
+#include <cstring>
 #include <limits>
 #include <memory>
 
@@ -27,7 +29,10 @@ void setError(QString *error, const QString &message)
         *error = message;
 }
 
-QVariant fromNode(plist_t node, QString *error)
+// Dictionary keys repeat across records ("Name", "Triggers", ...): one shared QString per key text.
+using KeyCache = QHash<QByteArray, QString>;
+
+QVariant fromNode(plist_t node, QString *error, KeyCache &keys)
 {
     switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
@@ -79,7 +84,7 @@ QVariant fromNode(plist_t node, QString *error)
         const uint32_t count = plist_array_get_size(node);
         list.reserve(qsizetype(count));
         for (uint32_t i = 0; i < count; ++i) {
-            QVariant item = fromNode(plist_array_get_item(node, i), error);
+            QVariant item = fromNode(plist_array_get_item(node, i), error, keys);
             if (!item.isValid())
                 return QVariant();
             list.append(item);
@@ -96,14 +101,21 @@ QVariant fromNode(plist_t node, QString *error)
             plist_dict_next_item(node, iterator, &key, &value);
             if (!key)
                 break;
-            const QString name = QString::fromUtf8(key);
+            const QByteArray text = QByteArray::fromRawData(key, qsizetype(strlen(key)));
+            auto known = keys.constFind(text);
+            if (known == keys.cend())
+                known = keys.insert(QByteArray(key), QString::fromUtf8(text));
+            // Copied before the recursion, which may grow the cache and move its entries.
+            const QString name = known.value();
             free(key);
-            QVariant item = fromNode(value, error);
+            QVariant item = fromNode(value, error, keys);
             if (!item.isValid()) {
                 free(iterator);
                 return QVariant();
             }
-            map.insert(name, item);
+            // Keys come in the order they were written, which is sorted when we wrote them: appending
+            // at the end keeps the insertion cheap.
+            map.insert(map.cend(), name, item);
         }
         free(iterator);
         return QVariant(map);
@@ -207,7 +219,8 @@ QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray
         return QVariant();
     }
     PlistPtr owner(root);
-    return fromNode(root, error);
+    KeyCache keys;
+    return fromNode(root, error, keys);
 }
 
 QByteArray TriskVXPropertyListSerialization::dataWithPropertyList(const QVariant &propertyList, Format format,
