@@ -3,9 +3,10 @@
 set -euo pipefail
 build=${1:-build}
 name=org.halvane.Demo$$
-"$build/service/halvaned" --demo --dry-run --name "$name" &
+state=$(mktemp -d)
+"$build/service/halvaned" --demo --dry-run --name "$name" --state-dir "$state" &
 daemon=$!
-trap 'kill "$daemon" 2>/dev/null; wait "$daemon" 2>/dev/null || true' EXIT
+trap 'kill "$daemon" 2>/dev/null; wait "$daemon" 2>/dev/null || true; rm -rf "$state"' EXIT
 ctl() { "$build/service/halvanectl" --name "$name" "$@"; }
 for _ in $(seq 50); do
     ctl status >/dev/null 2>&1 && break
@@ -19,3 +20,6 @@ ctl list
 echo
 echo "== halvanectl perform demo-sleep (on demand, shown only)"
 ctl perform demo-sleep && echo "done"
+echo
+echo "== halvanectl add \"Stretch your legs\" --daily 15:00 --log \"time to stand up\""
+ctl add "Stretch your legs" --daily 15:00 --log "time to stand up" && ctl list pending
