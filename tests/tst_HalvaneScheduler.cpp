@@ -92,6 +92,9 @@ private Q_SLOTS:
     void restoreRefusesAndKeepsTheOldState();
 
 private:
+    // Stores the event "d" with the one daily trigger "d1" at the time.
+    bool storeDaily(const QString &time);
+
     TriskVXClock *m_clock = nullptr;
     HalvaneScheduler *m_scheduler = nullptr;
 };
@@ -448,16 +451,18 @@ QStringList idsOf(const QVariant &list, const QString &key = kVXQueuedTriggerTri
 }
 } // namespace
 
+bool tst_HalvaneScheduler::storeDaily(const QString &time)
+{
+    const QVariantMap event = makeEvent(QStringLiteral("d"), { dailyAt(time, QStringLiteral("d1")) });
+    return m_scheduler->handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { event } } })
+        .succeeded();
+}
+
 void tst_HalvaneScheduler::dailyTriggerThroughItsLife()
 {
     // kNow is 12:00 UTC; in UTC the daily trigger fires at 13:00 today.
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("13:00")));
     const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), first);
     QVERIFY(!pendingIDs(*m_scheduler, kVXObserveNotificationsCurrent).contains(QStringLiteral("d1")));
@@ -511,12 +516,7 @@ void tst_HalvaneScheduler::weeklyTriggerThroughItsLife()
 void tst_HalvaneScheduler::clockJumpsForwardFiresOnce()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("13:00")));
     LogCapture log;
     // Three days pass at once (a suspend, a clock set): one firing now, the rest are reported.
     m_clock->setNow(kNow.addDays(3));
@@ -533,12 +533,7 @@ void tst_HalvaneScheduler::clockJumpsForwardFiresOnce()
 void tst_HalvaneScheduler::clockJumpsBackNeverFiresTwice()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("13:00")));
     const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
     LogCapture log;
     m_clock->setNow(first.addSecs(10));
@@ -554,12 +549,7 @@ void tst_HalvaneScheduler::timeZoneChangeMovesLocalTimes()
     const QTimeZone london(QByteArrayLiteral("Europe/London"));
     m_clock->setTimeZone(berlin);
     m_clock->setNow(QDateTime(QDate(2030, 6, 1), QTime(8, 0), berlin));
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("22:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("22:00")));
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 1), QTime(22, 0), berlin));
     m_clock->setTimeZone(london);
     QCOMPARE(pendingDate(*m_scheduler, QStringLiteral("d1")), QDateTime(QDate(2030, 6, 1), QTime(22, 0), london));
@@ -581,12 +571,7 @@ void tst_HalvaneScheduler::timeZoneChangeMovesLocalTimes()
 void tst_HalvaneScheduler::cancelAdjustAndResetARepeatingTrigger()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("13:00")));
     const QDateTime first(QDate(2030, 6, 1), QTime(13, 0), QTimeZone::utc());
     QVERIFY(
         m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("d1") } }).succeeded());
@@ -622,12 +607,7 @@ void tst_HalvaneScheduler::cancelAdjustAndResetARepeatingTrigger()
 void tst_HalvaneScheduler::postponeARepeatingTrigger()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("13:00")));
     const QDateTime until(QDate(2030, 6, 5), QTime(0, 0), QTimeZone::utc());
     QVERIFY(m_scheduler
                 ->handle(kVXRPCSchedulerCancel,
@@ -678,12 +658,7 @@ void tst_HalvaneScheduler::catchUpRuleAtStart()
 void tst_HalvaneScheduler::stateRoundTrip()
 {
     m_clock->setTimeZone(QTimeZone::utc());
-    QVERIFY(m_scheduler
-                ->handle(kVXRPCEventStoreStore,
-                         { { kVXRPCParameterEvents,
-                             QVariantList { makeEvent(QStringLiteral("d"),
-                                                      { dailyAt(QStringLiteral("13:00"), QStringLiteral("d1")) }) } } })
-                .succeeded());
+    QVERIFY(storeDaily(QStringLiteral("13:00")));
     QVERIFY(
         m_scheduler->handle(kVXRPCSchedulerCancel, { { kVXRPCParameterTriggerID, QStringLiteral("a2") } }).succeeded());
     QVERIFY(
