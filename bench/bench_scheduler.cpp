@@ -48,23 +48,30 @@ int main(int argc, char *argv[])
     QElapsedTimer timer;
     timer.start();
     scheduler.handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, benchEvents(count, now) } });
-    out << QStringLiteral("storing %1 events in one request: %2 ms").arg(count).arg(timer.nsecsElapsed() / 1e6, 0, 'f', 1) << Qt::endl;
+    out << QStringLiteral("storing %1 events in one request: %2 ms")
+               .arg(count)
+               .arg(timer.nsecsElapsed() / 1e6, 0, 'f', 1)
+        << Qt::endl;
     scheduler.start();
     QList<qint64> changes;
     for (int i = 0; i < 50; ++i) {
         timer.start();
-        scheduler.handle(kVXRPCSchedulerAdjust, { { kVXRPCParameterTriggerID, QStringLiteral("t1") }, { kVXRPCParameterDate, now.addSecs(7200 + i) } });
+        scheduler.handle(
+            kVXRPCSchedulerAdjust,
+            { { kVXRPCParameterTriggerID, QStringLiteral("t1") }, { kVXRPCParameterDate, now.addSecs(7200 + i) } });
         changes.append(timer.nsecsElapsed());
     }
     BenchStatistics::report(out, QStringLiteral("recomputation after one change, %1 events").arg(count), changes);
     QList<qint64> encodings;
     for (int i = 0; i < 20; ++i) {
         timer.start();
-        const QList<QVariantMap> wire = TriskVXDBusPropertyList::encodeRecordList(scheduler.variable(kVXObserveSchedulerPending).toList());
+        const QList<QVariantMap> wire
+            = TriskVXDBusPropertyList::encodeRecordList(scheduler.variable(kVXObserveSchedulerPending).toList());
         encodings.append(timer.nsecsElapsed());
         Q_UNUSED(wire)
     }
-    BenchStatistics::report(out, QStringLiteral("encoding the pending list for the bus, %1 entries").arg(count), encodings);
+    BenchStatistics::report(out, QStringLiteral("encoding the pending list for the bus, %1 entries").arg(count),
+                            encodings);
 
     // Start-up: a state file of that size, then the real halvaned until it answers.
     HalvanedProcess service;
@@ -96,25 +103,34 @@ int main(int argc, char *argv[])
         timer.start();
         if (!service.start())
             return 1;
-        QDBusMessage ping = QDBusMessage::createMethodCall(service.serviceName(), kVXDBusObjectPath, kVXDBusInterface, kVXDBusMethodAuthenticate);
+        QDBusMessage ping = QDBusMessage::createMethodCall(service.serviceName(), kVXDBusObjectPath, kVXDBusInterface,
+                                                           kVXDBusMethodAuthenticate);
         QDBusConnection::sessionBus().call(ping);
         startups.append(timer.nsecsElapsed());
         service.stop();
     }
-    BenchStatistics::report(out, QStringLiteral("halvaned start-up with %1 events (until it answers)").arg(count), startups);
+    BenchStatistics::report(out, QStringLiteral("halvaned start-up with %1 events (until it answers)").arg(count),
+                            startups);
 
     // Throughput: 4 clients, each with one request in flight at a time, for 5 seconds, on a small store.
     HalvanedProcess small;
-    if (!small.start({ QStringLiteral("--demo") }))
+    if (!small.start(qEnvironmentVariableIsSet("BENCH_NO_STATE")
+                         ? QStringList { QStringLiteral("--demo"), QStringLiteral("--no-state") }
+                         : QStringList { QStringLiteral("--demo") }))
         return 1;
     const int clients = 4;
     QList<std::shared_ptr<TriskVXConnection>> connections;
     for (int i = 0; i < clients; ++i) {
         const QString name = QStringLiteral("bench-client-%1").arg(i);
         const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
-        connections.append(std::shared_ptr<TriskVXConnection>(TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(bus, small.serviceName()))));
+        connections.append(std::shared_ptr<TriskVXConnection>(
+            TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(bus, small.serviceName()))));
     }
-    if (!waitFor([&] { return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) { return c->isValid(); }); }))
+    if (!waitFor([&] {
+            return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
+                return c->isValid();
+            });
+        }))
         return 1;
     qint64 completed = 0;
     qint64 failed = 0;
@@ -132,15 +148,24 @@ int main(int argc, char *argv[])
     timer.start();
     for (int i = 0; i < clients; ++i)
         sendNext(i);
-    waitFor([&] { return timer.elapsed() >= seconds * 1000; }, int(seconds * 1000 + 1000));
+    waitFor(
+        [&] {
+            return timer.elapsed() >= seconds * 1000;
+        },
+        int(seconds * 1000 + 1000));
     running = false;
     const double elapsed = timer.nsecsElapsed() / 1e9;
-    out << QStringLiteral("4 concurrent clients, state-changing requests (each saved before it is answered): %1 requests/s (%2 in %3 s, %4 failed)")
+    out << QStringLiteral("4 concurrent clients, state-changing requests (each saved before it is answered): %1 "
+                          "requests/s (%2 in %3 s, %4 failed)")
                .arg(completed / elapsed, 0, 'f', 0)
                .arg(completed)
                .arg(elapsed, 0, 'f', 1)
                .arg(failed)
         << Qt::endl;
-    waitFor([] { return false; }, 200);
+    waitFor(
+        [] {
+            return false;
+        },
+        200);
     return 0;
 }

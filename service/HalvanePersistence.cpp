@@ -3,21 +3,32 @@
 #include "HalvaneScheduler.h"
 #include "HalvaneServiceLogging.h"
 #include "HalvaneStateFile.h"
+#include "HalvaneStateWriter.h"
 
+#include <QCoreApplication>
 #include <QTimer>
 
 HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QString &path, QObject *parent)
     : QObject(parent)
     , m_scheduler(scheduler)
     , m_path(path)
+    , m_writer(new HalvaneStateWriter)
 {
+    m_thread.setObjectName(QStringLiteral("halvaned state writer"));
+    m_writer->moveToThread(&m_thread);
+    connect(&m_thread, &QThread::finished, m_writer, &QObject::deleteLater);
+    connect(m_writer, &HalvaneStateWriter::written, this, &HalvanePersistence::written);
+    m_thread.start();
     connect(m_scheduler, &HalvaneScheduler::stateChanged, this, [this] {
-        m_dirty = true;
-        if (m_scheduled)
-            return;
-        m_scheduled = true;
-        QTimer::singleShot(0, this, &HalvanePersistence::saveNow);
+        ++m_changes;
+        schedule();
     });
+}
+
+HalvanePersistence::~HalvanePersistence()
+{
+    m_thread.quit();
+    m_thread.wait();
 }
 
 bool HalvanePersistence::load()
@@ -41,10 +52,9 @@ bool HalvanePersistence::load()
     QString moveError;
     const QString aside = HalvaneStateFile::keepAside(m_path, &moveError);
     if (aside.isEmpty()) {
-        qCCritical(lcHalvaned).noquote() << QStringLiteral(
-                                                "the state file cannot be read (%1) and %2; not starting, so as not to "
-                                                "overwrite it")
-                                                .arg(error, moveError);
+        qCCritical(lcHalvaned).noquote()
+            << QStringLiteral("the state file cannot be read (%1) and %2; not starting, so as not to overwrite it")
+                   .arg(error, moveError);
         return false;
     }
     qCCritical(lcHalvaned).noquote()
@@ -54,24 +64,71 @@ bool HalvanePersistence::load()
 
 void HalvanePersistence::whenSaved(std::function<void(bool)> done)
 {
-    if (!m_dirty) {
+    if (!isDirty()) {
         done(true);
         return;
     }
-    m_waiting.append(std::move(done));
+    m_waiting.append({ m_changes, std::move(done) });
+}
+
+void HalvanePersistence::schedule()
+{
+    // One write at a time; the changes made meanwhile go into the next.
+    if (m_scheduled || m_writing)
+        return;
+    m_scheduled = true;
+    QTimer::singleShot(0, this, &HalvanePersistence::startWrite);
+}
+
+void HalvanePersistence::startWrite()
+{
+    m_scheduled = false;
+    if (!isDirty() || m_writing)
+        return;
+    m_writing = true;
+    // The state is implicitly shared: the writer reads its own copy while the scheduler goes on.
+    QMetaObject::invokeMethod(m_writer, "write", Qt::QueuedConnection, Q_ARG(QString, m_path),
+                              Q_ARG(QVariantMap, m_scheduler->toPropertyList()), Q_ARG(quint64, m_changes));
+}
+
+void HalvanePersistence::written(quint64 generation, bool saved, const QString &error)
+{
+    m_writing = false;
+    if (saved)
+        m_saved = qMax(m_saved, generation);
+    else
+        qCCritical(lcHalvaned).noquote() << QStringLiteral("the state was not saved: %1").arg(error);
+    answer(generation, saved);
+    if (isDirty())
+        schedule();
+}
+
+void HalvanePersistence::answer(quint64 generation, bool saved)
+{
+    QList<std::function<void(bool)>> ready;
+    m_waiting.removeIf([&](const QPair<quint64, std::function<void(bool)>> &waiting) {
+        if (waiting.first > generation)
+            return false;
+        ready.append(waiting.second);
+        return true;
+    });
+    for (const auto &done : std::as_const(ready))
+        done(saved);
 }
 
 void HalvanePersistence::saveNow()
 {
+    while (m_writing)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
     m_scheduled = false;
-    if (!m_dirty)
+    if (!isDirty())
         return;
-    m_dirty = false;
+    const quint64 generation = m_changes;
     QString error;
     const bool saved = HalvaneStateFile::save(m_path, m_scheduler->toPropertyList(), &error);
-    if (!saved)
+    if (saved)
+        m_saved = generation;
+    else
         qCCritical(lcHalvaned).noquote() << QStringLiteral("the state was not saved: %1").arg(error);
-    const QList<std::function<void(bool)>> waiting = std::exchange(m_waiting, {});
-    for (const auto &done : waiting)
-        done(saved);
+    answer(generation, saved);
 }

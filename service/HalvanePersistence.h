@@ -2,21 +2,26 @@
 
 #include <QList>
 #include <QObject>
+#include <QPair>
 #include <QString>
+#include <QThread>
 
 #include <functional>
 
 class HalvaneScheduler;
+class HalvaneStateWriter;
 
 // Keeps the scheduler's state in its state file: loads it at start (an unreadable file is kept aside and
-// the service starts empty), and saves after every change, several changes of one event-loop turn in one
-// write. Answers to requests wait for the save, so that no acknowledged change is lost.
+// the service starts empty), and saves after every change on a writer thread, all the changes made
+// while a write was under way in the next one. Answers to requests wait for the save that holds their
+// change, so that no acknowledged change is lost.
 class HalvanePersistence : public QObject
 {
     Q_OBJECT
 
 public:
     HalvanePersistence(HalvaneScheduler *scheduler, const QString &path, QObject *parent = nullptr);
+    ~HalvanePersistence() override;
 
     QString path() const { return m_path; }
     // False only when the state file exists, cannot be read and cannot be moved aside either: the service
@@ -24,13 +29,23 @@ public:
     bool load();
     // Runs done(saved) once the changes made so far are on disk, at once when there are none.
     void whenSaved(std::function<void(bool saved)> done);
-    bool isDirty() const { return m_dirty; }
+    bool isDirty() const { return m_saved < m_changes; }
+    // Writes now, on this thread, after any write under way: for start-up and shutdown.
     void saveNow();
 
 private:
+    void schedule();
+    void startWrite();
+    void written(quint64 generation, bool saved, const QString &error);
+    void answer(quint64 generation, bool saved);
+
     HalvaneScheduler *m_scheduler;
     QString m_path;
-    bool m_dirty = false;
+    QThread m_thread;
+    HalvaneStateWriter *m_writer;
+    quint64 m_changes = 0;
+    quint64 m_saved = 0;
+    bool m_writing = false;
     bool m_scheduled = false;
-    QList<std::function<void(bool)>> m_waiting;
+    QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };

@@ -151,7 +151,8 @@ bool HalvaneStateFile::save(const QString &path, const QVariantMap &state, QStri
         *error = QStringLiteral("cannot write %1: %2").arg(QFile::decodeName(temporary), errnoText());
         return false;
     }
-    if (!writeAll(fd, data) || ::fsync(fd) != 0) {
+    // fdatasync: the data and the size, which is all a reader needs; the rename is made durable below.
+    if (!writeAll(fd, data) || ::fdatasync(fd) != 0) {
         *error = QStringLiteral("cannot write %1: %2").arg(QFile::decodeName(temporary), errnoText());
         ::close(fd);
         ::unlink(temporary.constData());
