@@ -1,15 +1,18 @@
 #include "HalvanePersistence.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneStateFile.h"
+#include "HalvaneStateWriter.h"
 #include "LogCapture.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 
 #include <QDir>
 #include <QFile>
+#include <QMutex>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QTimeZone>
 
 namespace {
@@ -35,6 +38,7 @@ private Q_SLOTS:
     void missingFileStartsEmpty();
     void changesAreSavedOncePerTurnAndSurviveARestart();
     void whenSavedWaitsForTheWrite();
+    void writerWritesOnItsThread();
     void unreadableFileIsKeptAside_data();
     void unreadableFileIsKeptAside();
 
@@ -119,6 +123,56 @@ void tst_HalvanePersistence::whenSavedWaitsForTheWrite()
     QVERIFY(answers.isEmpty());
     QTRY_COMPARE(answers.size(), 2);
     QCOMPARE(answers, (QList<bool> { false, true }));
+}
+
+void tst_HalvanePersistence::writerWritesOnItsThread()
+{
+    QThread thread;
+    auto *writer = new HalvaneStateWriter;
+    writer->moveToThread(&thread);
+    connect(&thread, &QThread::finished, writer, &QObject::deleteLater);
+    thread.start();
+    struct Written
+    {
+        quint64 generation;
+        bool saved;
+        QString error;
+        QThread *thread;
+    };
+    // Filled on the writer's thread, read here: under a lock.
+    QMutex lock;
+    QList<Written> results;
+    connect(
+        writer, &HalvaneStateWriter::written, writer,
+        [&results, &lock](quint64 generation, bool saved, const QString &error) {
+            QMutexLocker locker(&lock);
+            results.append({ generation, saved, error, QThread::currentThread() });
+        },
+        Qt::DirectConnection);
+    auto count = [&] {
+        QMutexLocker locker(&lock);
+        return results.size();
+    };
+    QMetaObject::invokeMethod(writer, "write", Qt::QueuedConnection, Q_ARG(QString, path()),
+                              Q_ARG(QVariantMap, (QVariantMap { { QStringLiteral("v"), qint64(7) } })),
+                              Q_ARG(quint64, quint64(3)));
+    QTRY_COMPARE(count(), 1);
+    QCOMPARE(results.first().generation, quint64(3));
+    QVERIFY(results.first().saved);
+    QCOMPARE(results.first().thread, &thread);
+    QVariantMap state;
+    QString error;
+    QCOMPARE(HalvaneStateFile::load(path(), &state, &error), HalvaneStateFile::Outcome::Loaded);
+    QCOMPARE(state.value(QStringLiteral("v")).toLongLong(), 7);
+    // A folder it cannot write to is reported, not hidden.
+    QMetaObject::invokeMethod(writer, "write", Qt::QueuedConnection,
+                              Q_ARG(QString, QStringLiteral("/proc/x/store.plist")), Q_ARG(QVariantMap, QVariantMap()),
+                              Q_ARG(quint64, quint64(4)));
+    QTRY_COMPARE(count(), 2);
+    QVERIFY(!results.last().saved);
+    QVERIFY(!results.last().error.isEmpty());
+    thread.quit();
+    thread.wait();
 }
 
 void tst_HalvanePersistence::unreadableFileIsKeptAside_data()
