@@ -296,12 +296,6 @@ qint64 HalvaneScheduler::secondsOf(const QVariantMap &event, const QString &key,
     return value == event.cend() ? fallback : qint64(value->toDouble());
 }
 
-QVariantMap HalvaneScheduler::triggerRecordOf(const QString &triggerID) const
-{
-    const IndexedTrigger *entry = indexed(triggerID);
-    return entry ? entry->record : QVariantMap();
-}
-
 void HalvaneScheduler::storeChanged()
 {
     m_indexValid = false;

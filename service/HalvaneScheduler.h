@@ -98,7 +98,6 @@ private:
     void storeChanged();
     // One trigger's state changed: its next firing is stale.
     void triggerChanged(const QString &triggerID) { m_naturals.remove(triggerID); }
-    QVariantMap triggerRecordOf(const QString &triggerID) const;
     QVariantMap queuedTriggerRecord(const QueuedFiring &firing) const;
     void republish(const QList<QueuedFiring> &firings);
     void handleDue(Pass pass = Pass::Running);
