@@ -2,6 +2,7 @@
 
 #include "TriskVXConnection.h"
 #include "TriskVXConstants.h"
+#include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXObserver.h"
 #include "TriskVXPropertyListSerialization.h"
 #include "TriskVXRecords.h"
@@ -511,11 +512,9 @@ int HalvaneCtl::setPreference(const QString &key, const QVariant &value)
         m_err << tr("halvanectl: %1").arg(error) << Qt::endl;
         return kExitRefused;
     }
-    QDBusMessage signal = QDBusMessage::createSignal(kVXDBusPreferencesObjectPath, kVXDBusPreferencesInterface,
-                                                     kVXPreferencesNotificationSynchronise);
-    signal << kVXPreferencesDomain;
     QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.send(signal)) {
+    TriskVXDistributedNotificationCenter center(bus);
+    if (!center.postNotificationNameObjectUserInfo(kVXPreferencesNotificationSynchronise, kVXPreferencesDomain)) {
         m_err << tr("halvanectl: saved, but the notifiers could not be told: no session bus") << Qt::endl;
         return kExitOK;
     }

@@ -1,5 +1,6 @@
 #include "HalvanedProcess.h"
 #include "TriskVXConstants.h"
+#include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXPropertyListSerialization.h"
 
 #include <QDBusConnection>
@@ -54,9 +55,6 @@ private Q_SLOTS:
     void json();
     void setPreference();
     void setPreferenceKeepsAnUnreadableDomain();
-
-public Q_SLOTS:
-    void recordSynchronise(const QString &domain) { m_synchronised.append(domain); }
 
 private:
     QStringList m_synchronised;
@@ -448,9 +446,13 @@ void tst_HalvaneCtl::setPreference()
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_directory.filePath(QStringLiteral("config")));
     const QString domainFile
         = m_directory.filePath(QStringLiteral("config/halvane/") + kVXPreferencesDomain + QStringLiteral(".plist"));
-    QVERIFY(QDBusConnection::sessionBus().connect(QString(), kVXDBusPreferencesObjectPath, kVXDBusPreferencesInterface,
-                                                  kVXPreferencesNotificationSynchronise, this,
-                                                  SLOT(recordSynchronise(QString))));
+    TriskVXDistributedNotificationCenter center(QDBusConnection::sessionBus());
+    QVERIFY(center.addObserverSelectorNameObject(
+        this,
+        [this](const QString &, const QString &object, const QVariantMap &) {
+            m_synchronised.append(object);
+        },
+        kVXPreferencesNotificationSynchronise, kVXPreferencesDomain));
     QCOMPARE(run({ QStringLiteral("set-preference"), kVXPreferencesKeyNotifierStatusMenu, QStringLiteral("false") },
                  environment)
                  .exitCode,

@@ -117,5 +117,3 @@ const QString kVXDBusServiceName = QStringLiteral("org.halvane.Scheduler");
 const QString kVXDBusObjectPath = QStringLiteral("/org/halvane/Scheduler");
 const QString kVXDBusInterface = QStringLiteral("org.halvane.Scheduler1");
 const QString kVXDBusMethodAuthenticate = QStringLiteral("Authenticate");
-const QString kVXDBusPreferencesObjectPath = QStringLiteral("/org/halvane/Preferences");
-const QString kVXDBusPreferencesInterface = QStringLiteral("org.halvane.Preferences1");

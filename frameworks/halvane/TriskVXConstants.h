@@ -127,8 +127,6 @@ extern const QString kVXDBusServiceName;
 extern const QString kVXDBusObjectPath;
 extern const QString kVXDBusInterface;
 extern const QString kVXDBusMethodAuthenticate;
-extern const QString kVXDBusPreferencesObjectPath;
-extern const QString kVXDBusPreferencesInterface;
 
 // Status codes of TriskVXResponse (docs/protocol.md). The service answers the first group; the connection
 // makes the second when the call itself fails; -400 is the requests controller's own (Part 1.5).

@@ -5,6 +5,7 @@
 #include "TriskVXConstants.h"
 #include "TriskVXHalvaneLogging.h"
 #include "TriskVXPropertyListSerialization.h"
+#include "TriskVXUserDefaults.h"
 
 #include <QFileInfo>
 #include <QMetaMethod>
@@ -25,9 +26,8 @@ QString programOfTool(const QString &tool)
 TriskVXWorkspace::TriskVXWorkspace(QObject *parent)
     : QObject(parent)
 {
-    const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    if (!config.isEmpty())
-        m_preferencesDirectory = config + QStringLiteral("/halvane");
+    // The scheduler's domain lives with every other preference domain.
+    m_preferencesDirectory = TriskVXUserDefaults::defaultFolder();
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     if (!data.isEmpty())
         m_supportFolder = data + QStringLiteral("/halvane");
