@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+
+// NSBundle for the notifier: a resource folder (installed under share/trisk-notifier, or the build tree's
+// copy when run uninstalled, or $TRISK_RESOURCES) with resources by name and type, an Info.plist, and the
+// localised strings of Qt Linguist translations (context = table, source = key).
+class TriskVXBundle
+{
+public:
+    explicit TriskVXBundle(const QString &resourcePath);
+
+    // The main bundle; nullptr when no resource folder can be found.
+    static TriskVXBundle *mainBundle();
+    // Where the main bundle is looked for, in order.
+    static QStringList resourceSearchPath();
+
+    QString resourcePath() const { return m_resourcePath; }
+    QUrl resourceURL() const { return QUrl::fromLocalFile(m_resourcePath); }
+    // <folder>/<name>.<type>, or a null string when there is no such file.
+    QString pathForResource(const QString &name, const QString &type) const;
+    // Info.plist's dictionary; empty when there is none.
+    QVariantMap infoDictionary() const;
+    // The text of key in table ("Localizable" when empty); value when the translations have none.
+    QString localizedStringForKey(const QString &key, const QString &value, const QString &table = QString()) const;
+
+    // Loads <folder>/translations/trisk_<language>.qm for the locale (English when there is none).
+    bool installTranslations() const;
+
+private:
+    QString m_resourcePath;
+};
