@@ -1,5 +1,6 @@
 #include "TriskVXConnection.h"
 
+#include "TriskVXClassRegistry.h"
 #include "TriskVXConnectionDelegate.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
@@ -14,6 +15,11 @@
 #include <QTimer>
 
 namespace {
+// The notifier checks that the client framework is there by looking this class up by name.
+const TriskVXClassRegistration kRegistration(QStringLiteral("TriskVXConnection"), [] {
+    return nullptr;
+});
+
 // Retries while the service cannot be reached back off from one second to a minute; an appearing
 // bus name cuts the wait short.
 const int kFirstRetryDelay = 1000;

@@ -1,5 +1,7 @@
 #include "TriskVXClock.h"
 
+#include "TriskVXNotificationCenter.h"
+
 #include <QFileSystemWatcher>
 
 TriskVXClock::TriskVXClock(QObject *parent)
@@ -70,11 +72,18 @@ void TriskVXClock::watchSystemTimeZone()
             return;
         m_systemZone = zone;
         m_systemZoneId = zone.id();
+        TriskVXNotificationCenter::defaultCenter()->postNotificationNameObject(
+            TriskVXSystemTimeZoneDidChangeNotification(), this);
         if (!m_manualZone)
             Q_EMIT timeChanged();
     };
     connect(watcher, &QFileSystemWatcher::fileChanged, this, check);
     connect(watcher, &QFileSystemWatcher::directoryChanged, this, check);
+}
+
+QString TriskVXClock::TriskVXSystemTimeZoneDidChangeNotification()
+{
+    return QStringLiteral("NSSystemTimeZoneDidChangeNotification");
 }
 
 TriskVXClock *TriskVXClock::systemClock()

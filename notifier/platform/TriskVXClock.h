@@ -29,6 +29,9 @@ public:
     // clock's owner turns this on once.
     void watchSystemTimeZone();
 
+    // Posted on the default notification centre, with the clock as object, when the system zone changes.
+    static QString TriskVXSystemTimeZoneDidChangeNotification();
+
     // The clock everything uses unless it was handed another one.
     static TriskVXClock *systemClock();
 
