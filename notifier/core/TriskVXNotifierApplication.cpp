@@ -1,0 +1,47 @@
+#include "TriskVXNotifierApplication.h"
+
+#include "TriskVXBundle.h"
+#include "TriskVXInternalInconsistencyException.h"
+#include "TriskVXNotifierLogging.h"
+#include "TriskVXNotifyController.h"
+#include "TriskVXUnixSignalWatcher.h"
+
+#include <QApplication>
+
+#include <csignal>
+
+namespace {
+// sysexits' EX_SOFTWARE: the program found a programming error and stopped.
+const int kProgrammingError = 70;
+} // namespace
+
+int TriskVXNotifierApplication::run()
+{
+    QApplication::setApplicationName(QStringLiteral("trisk-notifier"));
+    QApplication::setOrganizationDomain(QStringLiteral("org.halvane"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    // Under systemd the journal reads the priority from a <n> prefix.
+    if (qEnvironmentVariableIsSet("JOURNAL_STREAM"))
+        qSetMessagePattern(QStringLiteral(
+            "%{if-debug}<7>%{endif}%{if-info}<6>%{endif}%{if-warning}<4>%{endif}%{if-critical}<3>%{endif}"
+            "%{if-fatal}<2>%{endif}%{if-category}%{category}: %{endif}%{message}"));
+    if (TriskVXBundle *bundle = TriskVXBundle::mainBundle())
+        bundle->installTranslations();
+
+    TriskVXUnixSignalWatcher signals({ SIGTERM, SIGINT, SIGHUP });
+    QObject::connect(&signals, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
+        qCInfo(lcTriskNotifier).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
+        QApplication::quit();
+    });
+    try {
+        TriskVXNotifyController controller;
+        controller.init();
+        controller.awakeFromNib();
+        qCInfo(lcTriskNotifier).noquote()
+            << QStringLiteral("started with %1 notifiers").arg(controller.notifiers().size());
+        return QApplication::exec();
+    } catch (const TriskVXInternalInconsistencyException &exception) {
+        // The assertion handler has logged what and where; the agent does not start.
+        return kProgrammingError;
+    }
+}
