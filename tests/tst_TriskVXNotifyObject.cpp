@@ -6,6 +6,9 @@
 #include "TriskVXNotifyObject.h"
 #include "TriskVXUserDefaults.h"
 
+#include <QApplication>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
 
@@ -87,6 +90,7 @@ private Q_SLOTS:
     void queuedTriggerAccessors_data();
     void queuedTriggerAccessors();
     void loginWindow();
+    void classNibAndDefaults();
 
 private:
     bool setEnabled(bool enabled)
@@ -271,5 +275,42 @@ void tst_TriskVXNotifyObject::loginWindow()
     QVERIFY(TriskVXNotifyEnvironment::runningWithinLoginWindow());
 }
 
-QTEST_MAIN(tst_TriskVXNotifyObject)
+void tst_TriskVXNotifyObject::classNibAndDefaults()
+{
+    // The resource folder of this test (TRISK_RESOURCES, set in main): RecordingNotifier has an
+    // interface and class defaults, ForgetfulNotifier neither.
+    RecordingNotifier recording;
+    QVERIFY(recording.loadClassNib());
+    QVERIFY(recording.outlet(QStringLiteral("cancelButton")));
+    QVERIFY(!recording.outlet(QStringLiteral("missingOutlet")));
+    recording.registerClassDefaults();
+    QCOMPARE(TriskVXUserDefaults::standardUserDefaults()->integerForKey(QStringLiteral("emphasize icon")), 2);
+    ForgetfulNotifier forgetful;
+    QVERIFY(!forgetful.loadClassNib());
+    QVERIFY(!forgetful.nib());
+}
+
+int main(int argc, char *argv[])
+{
+    QTemporaryDir resources;
+    QFile info(resources.filePath(QStringLiteral("Info.plist")));
+    info.open(QIODevice::WriteOnly);
+    info.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
+    info.close();
+    QFile ui(resources.filePath(QStringLiteral("RecordingNotifier.ui")));
+    ui.open(QIODevice::WriteOnly);
+    ui.write("<?xml version=\"1.0\"?><ui version=\"4.0\"><widget class=\"QWidget\" name=\"panel\"><widget "
+             "class=\"QPushButton\" "
+             "name=\"cancelButton\"/></widget></ui>");
+    ui.close();
+    QFile defaults(resources.filePath(QStringLiteral("RecordingNotifier.plist")));
+    defaults.open(QIODevice::WriteOnly);
+    defaults.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>emphasize "
+                   "icon</key><integer>2</integer></dict></plist>");
+    defaults.close();
+    qputenv("TRISK_RESOURCES", resources.path().toUtf8());
+    QApplication application(argc, argv);
+    tst_TriskVXNotifyObject test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_TriskVXNotifyObject.moc"

@@ -4,7 +4,9 @@
 #include "TriskVXBundle.h"
 #include "TriskVXConstants.h"
 #include "TriskVXIImageAssistant.h"
+#include "TriskVXNibLoader.h"
 #include "TriskVXNil.h"
+#include "TriskVXNotifierLogging.h"
 #include "TriskVXPropertyListSerialization.h"
 #include "TriskVXUserDefaults.h"
 
@@ -13,7 +15,10 @@ TriskVXNotifyObject::TriskVXNotifyObject(QObject *parent)
 {
 }
 
-TriskVXNotifyObject::~TriskVXNotifyObject() = default;
+TriskVXNotifyObject::~TriskVXNotifyObject()
+{
+    delete m_nib;
+}
 
 QSet<QString> TriskVXNotifyObject::observes() const
 {
@@ -84,7 +89,18 @@ bool TriskVXNotifyObject::loadClassNib()
 {
     TriskVXBundle *bundle = TriskVXBundle::mainBundle();
     TRISK_ASSERT(bundle != nil, QStringLiteral("%1 missing bundle").arg(className()));
-    return !bundle->pathForResource(className(), QStringLiteral("ui")).isEmpty();
+    const QString path = bundle->pathForResource(className(), QStringLiteral("ui"));
+    QString error;
+    delete m_nib;
+    m_nib = path.isEmpty() ? nullptr : TriskVXNibLoader::load(path, this, nullptr, &error);
+    if (!m_nib && !path.isEmpty())
+        qCWarning(lcTriskNotifier).noquote() << error;
+    return m_nib != nullptr;
+}
+
+QObject *TriskVXNotifyObject::outlet(const QString &name) const
+{
+    return TriskVXNibLoader::outlet(m_nib, name);
 }
 
 void TriskVXNotifyObject::show()

@@ -8,6 +8,7 @@
 #include <QPointer>
 #include <QSet>
 #include <QSizeF>
+#include <QWidget>
 
 class TriskVXIImageAssistant;
 
@@ -43,7 +44,11 @@ public:
     virtual bool init();
     virtual bool initWithObserverRequests(TriskVXObserver *observer, TriskVXRequestsController *requests);
     virtual void registerClassDefaults();
+    // Loads <Class>.ui from the main bundle with this object as owner; "%@ missing bundle" without one.
     virtual bool loadClassNib();
+    // An object of the loaded interface by name (an outlet), or nullptr.
+    QObject *outlet(const QString &name) const;
+    QWidget *nib() const { return m_nib; }
 
     virtual void show();
     virtual void hide();
@@ -80,4 +85,5 @@ private:
     TriskVXIImageAssistant *m_imageAssistant = nullptr;
     QMetaObject::Connection m_observation;
     QSet<QString> m_observed;
+    QPointer<QWidget> m_nib;
 };
