@@ -1,3 +1,4 @@
+#include "AssertionOf.h"
 #include "HalvanedProcess.h"
 #include "ServiceClient.h"
 #include "TriskVXConstants.h"
@@ -52,16 +53,6 @@ class RefusingNotifier : public RecordingNotifier
 public:
     bool init() override { return false; }
 };
-
-QString assertionOf(const std::function<void()> &call)
-{
-    try {
-        call();
-    } catch (const TriskVXInternalInconsistencyException &exception) {
-        return exception.file() + QLatin1Char('|') + exception.description();
-    }
-    return QString();
-}
 
 QStringList namesOf(const QList<QPair<QString, QVariant>> &calls)
 {

@@ -1,3 +1,4 @@
+#include "AssertionOf.h"
 #include "FakeScheduler.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
@@ -63,15 +64,6 @@ Subject controllerOn(const TriskVXServiceLocation &location, bool waitForValid =
     return subject;
 }
 
-QString assertionOf(const std::function<void()> &call)
-{
-    try {
-        call();
-    } catch (const TriskVXInternalInconsistencyException &exception) {
-        return exception.file() + QLatin1Char('|') + exception.description();
-    }
-    return QString();
-}
 } // namespace
 
 class tst_TriskVXRequestsController : public QObject
