@@ -19,6 +19,7 @@ private Q_SLOTS:
     void startsConnectsAndStopsOnSigterm();
     void loginWindowTable();
     void noBusAtAll();
+    void journalFormatUnderSystemd();
 
 private:
     QProcessEnvironment environment() const;
@@ -84,6 +85,22 @@ void tst_TriskVXNotifierApplication::noBusAtAll()
     QCOMPARE(notifier.exitCode(), 70);
     QVERIFY2(output.contains("Connection failed"), output.constData());
     QVERIFY(output.contains("*** Assertion failure in awakeFromNib, TriskVXNotifyController:"));
+}
+
+void tst_TriskVXNotifierApplication::journalFormatUnderSystemd()
+{
+    QProcessEnvironment journal = environment();
+    journal.insert(QStringLiteral("JOURNAL_STREAM"), QStringLiteral("8:12345"));
+    QProcess notifier;
+    notifier.setProcessEnvironment(journal);
+    notifier.setProcessChannelMode(QProcess::MergedChannels);
+    notifier.start(QStringLiteral(TRISK_NOTIFIER_PATH), {});
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT((output += notifier.readAll()).contains("variables are read"), kWait);
+    notifier.terminate();
+    QVERIFY(notifier.waitForFinished(kWait));
+    // Priority 6 (info) before every line the notifier writes.
+    QVERIFY2(output.contains("<6>trisk.notifier: started with"), output.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_TriskVXNotifierApplication)

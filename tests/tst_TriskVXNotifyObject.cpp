@@ -276,9 +276,21 @@ void tst_TriskVXNotifyObject::classNibAndDefaults()
     QVERIFY(!recording.outlet(QStringLiteral("missingOutlet")));
     recording.registerClassDefaults();
     QCOMPARE(TriskVXUserDefaults::standardUserDefaults()->integerForKey(QStringLiteral("emphasize icon")), 2);
+    QCOMPARE(
+        recording.requiredOutlet(QStringLiteral("cancelButton"), QStringLiteral("%@'s cancelButton is not connected")),
+        recording.outlet(QStringLiteral("cancelButton")));
+    QCOMPARE(assertionOf([&] {
+                 recording.requiredOutlet(QStringLiteral("panel2"), QStringLiteral("%@'s panel is not connected"));
+             }),
+             QStringLiteral("TriskVXNotifyObject|RecordingNotifier's panel is not connected"));
     ForgetfulNotifier forgetful;
     QVERIFY(!forgetful.loadClassNib());
     QVERIFY(!forgetful.nib());
+    QCOMPARE(assertionOf([&] {
+                 forgetful.requiredOutlet(QStringLiteral("warningPanel"),
+                                          QStringLiteral("%@'s warningPanel must be connected"));
+             }),
+             QStringLiteral("TriskVXNotifyObject|ForgetfulNotifier's warningPanel must be connected"));
 }
 
 int main(int argc, char *argv[])

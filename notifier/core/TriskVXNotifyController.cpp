@@ -99,8 +99,9 @@ void TriskVXNotifyController::awakeFromNib()
     connection->setDelegate(this);
     m_connection = connection;
     m_observer = new TriskVXObserver(connection, this);
-    connect(m_observer, &TriskVXObserver::reloaded, this,
-            [] { qCInfo(lcTriskNotifier).noquote() << QStringLiteral("the scheduler's variables are read"); });
+    connect(m_observer, &TriskVXObserver::reloaded, this, [] {
+        qCInfo(lcTriskNotifier).noquote() << QStringLiteral("the scheduler's variables are read");
+    });
     m_requests = TriskVXRequestsController::requestsControllerWithConnection(connection, this);
     deployDefaultNotifiers();
     TriskVXDistributedNotificationCenter::defaultCenter()->addObserverSelectorNameObject(

@@ -103,6 +103,13 @@ QObject *TriskVXNotifyObject::outlet(const QString &name) const
     return TriskVXNibLoader::outlet(m_nib, name);
 }
 
+QObject *TriskVXNotifyObject::requiredOutlet(const QString &name, const QString &description) const
+{
+    QObject *object = outlet(name);
+    TRISK_ASSERT(object != nil, QString(description).replace(QStringLiteral("%@"), className()));
+    return object;
+}
+
 void TriskVXNotifyObject::show()
 {
     setVisible(true);

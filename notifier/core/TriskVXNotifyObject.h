@@ -48,6 +48,9 @@ public:
     virtual bool loadClassNib();
     // An object of the loaded interface by name (an outlet), or nullptr.
     QObject *outlet(const QString &name) const;
+    // The outlet, which must be connected: without it, the spec's assertion with the description given
+    // ("%@'s panel is not connected", "%@" filled with the class name).
+    QObject *requiredOutlet(const QString &name, const QString &description) const;
     QWidget *nib() const { return m_nib; }
 
     virtual void show();
