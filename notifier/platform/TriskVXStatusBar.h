@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QFont>
+#include <QList>
+#include <QObject>
+
+class TriskVXStatusItem;
+
+// NSStatusBar's contract: the bar's thickness, its font, and the status items in it. What shows them
+// on the desktop (a StatusNotifierItem host, a tray) follows the items it is given.
+class TriskVXStatusBar : public QObject
+{
+    Q_OBJECT
+
+public:
+    // The default thickness where the host's cannot be known, in points (the classic menu bar's).
+    static constexpr double kDefaultThickness = 22.0;
+
+    explicit TriskVXStatusBar(QObject *parent = nullptr);
+
+    static TriskVXStatusBar *systemStatusBar();
+
+    double thickness() const { return m_thickness; }
+    void setThickness(double thickness) { m_thickness = thickness; }
+    // menuBarFontOfSize: with 0.0, the default menu-bar size: the application's menu font.
+    QFont menuBarFontOfSize(double size) const;
+
+    TriskVXStatusItem *statusItemWithLength(double length);
+    void removeStatusItem(TriskVXStatusItem *item);
+    QList<TriskVXStatusItem *> items() const { return m_items; }
+
+Q_SIGNALS:
+    void itemAdded(TriskVXStatusItem *item);
+    void itemRemoved(TriskVXStatusItem *item);
+
+private:
+    double m_thickness = kDefaultThickness;
+    QList<TriskVXStatusItem *> m_items;
+};

@@ -1,0 +1,66 @@
+#include "TriskVXStatusItem.h"
+
+#include <QMenu>
+
+TriskVXStatusItem::TriskVXStatusItem(double length, QObject *parent)
+    : QObject(parent)
+    , m_length(length)
+{
+}
+
+void TriskVXStatusItem::setLength(double length)
+{
+    if (m_length == length)
+        return;
+    m_length = length;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setAttributedTitle(const QString &title, const QFont &font)
+{
+    m_title = title;
+    m_titleFont = font;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setImage(const QImage &image)
+{
+    m_image = image;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setAlternateImage(const QImage &image)
+{
+    m_alternateImage = image;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setMenu(QMenu *menu)
+{
+    m_menu = menu;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setToolTip(const QString &toolTip)
+{
+    m_toolTip = toolTip;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setHighlightMode(bool highlightMode)
+{
+    m_highlightMode = highlightMode;
+    Q_EMIT changed();
+}
+
+double TriskVXStatusItem::viewWidth() const
+{
+    if (m_viewWidth >= 0)
+        return m_viewWidth;
+    return m_length >= 0 ? m_length : 0.0;
+}
+
+void TriskVXStatusItem::setViewWidth(double width)
+{
+    m_viewWidth = width;
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QFont>
+#include <QImage>
+#include <QMenu>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+// NSStatusItem's contract, whatever draws it (a StatusNotifierItem, a tray icon, a test): length,
+// attributed title (text and font), image and alternate image, menu, tool tip, highlight mode, and the
+// width its view has on screen.
+class TriskVXStatusItem : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(double length READ length WRITE setLength NOTIFY changed)
+    Q_PROPERTY(QString title READ title NOTIFY changed)
+    Q_PROPERTY(QString toolTip READ toolTip WRITE setToolTip NOTIFY changed)
+    Q_PROPERTY(bool highlightMode READ highlightMode WRITE setHighlightMode NOTIFY changed)
+
+public:
+    // The variable-length marker: the item takes the width its content needs.
+    static constexpr double kVariableLength = -1.0;
+
+    explicit TriskVXStatusItem(double length, QObject *parent = nullptr);
+
+    double length() const { return m_length; }
+    void setLength(double length);
+    QString title() const { return m_title; }
+    QFont titleFont() const { return m_titleFont; }
+    // setAttributedTitle: the text and the one attribute the notifier gives it, the font.
+    void setAttributedTitle(const QString &title, const QFont &font);
+    QImage image() const { return m_image; }
+    void setImage(const QImage &image);
+    QImage alternateImage() const { return m_alternateImage; }
+    void setAlternateImage(const QImage &image);
+    QMenu *menu() const { return m_menu; }
+    void setMenu(QMenu *menu);
+    QString toolTip() const { return m_toolTip; }
+    void setToolTip(const QString &toolTip);
+    bool highlightMode() const { return m_highlightMode; }
+    void setHighlightMode(bool highlightMode);
+    // The width of the item's view as drawn; what the renderer reports, else the length when fixed.
+    double viewWidth() const;
+    void setViewWidth(double width);
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    double m_length;
+    QString m_title;
+    QFont m_titleFont;
+    QImage m_image;
+    QImage m_alternateImage;
+    QPointer<QMenu> m_menu;
+    QString m_toolTip;
+    bool m_highlightMode = false;
+    double m_viewWidth = -1.0;
+};
