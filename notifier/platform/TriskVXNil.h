@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDateTime>
+#include <QPointer>
 #include <QString>
 #include <QVariant>
 
@@ -33,4 +34,9 @@ template<typename T> inline bool operator==(const T *value, TriskVXNil)
 template<typename T> inline bool operator==(const std::shared_ptr<T> &value, TriskVXNil)
 {
     return value == nullptr;
+}
+// Spelled out, since QPointer's own comparison operators hide the rewritten form.
+template<typename T> inline bool operator!=(const QPointer<T> &value, TriskVXNil)
+{
+    return !value.isNull();
 }
