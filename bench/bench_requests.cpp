@@ -9,24 +9,14 @@
 #include "TriskVXObserver.h"
 #include "TriskVXRequest.h"
 #include "TriskVXRequestsController.h"
+#include "WaitFor.h"
 #include "halvane_properties_interface.h"
 
 #include <QCoreApplication>
 #include <QDBusPendingCallWatcher>
-#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QLoggingCategory>
 #include <QTimeZone>
-
-namespace {
-bool waitFor(const std::function<bool()> &done)
-{
-    QDeadlineTimer deadline(10000);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-    return done();
-}
-} // namespace
 
 int main(int argc, char *argv[])
 {

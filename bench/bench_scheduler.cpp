@@ -11,27 +11,17 @@
 #include "TriskVXConnection.h"
 #include "TriskVXDBusPropertyList.h"
 #include "TriskVXRequest.h"
+#include "WaitFor.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLoggingCategory>
 #include <QProcess>
 #include <QTemporaryDir>
-
-namespace {
-bool waitFor(const std::function<bool()> &done, int timeout = 30000)
-{
-    QDeadlineTimer deadline(timeout);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
-    return done();
-}
-} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -126,11 +116,13 @@ int main(int argc, char *argv[])
         connections.append(std::shared_ptr<TriskVXConnection>(
             TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(bus, small.serviceName()))));
     }
-    if (!waitFor([&] {
-            return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
-                return c->isValid();
-            });
-        }))
+    if (!waitFor(
+            [&] {
+                return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
+                    return c->isValid();
+                });
+            },
+            30000))
         return 1;
     qint64 completed = 0;
     qint64 failed = 0;

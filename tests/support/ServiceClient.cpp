@@ -1,24 +1,11 @@
 #include "ServiceClient.h"
 
 #include "TriskVXConstants.h"
+#include "WaitFor.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
-#include <QDeadlineTimer>
 
 #include <optional>
-
-namespace {
-const int kWait = 10000;
-
-bool waitFor(const std::function<bool()> &done)
-{
-    QDeadlineTimer deadline(kWait);
-    while (!done() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
-    return done();
-}
-} // namespace
 
 ServiceClient::ServiceClient(const TriskVXServiceLocation &location, QObject *parent)
     : QObject(parent)
