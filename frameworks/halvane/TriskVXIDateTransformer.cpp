@@ -24,9 +24,11 @@ QVariant TriskVXIDateTransformer::transformedValue(const QVariant &value) const
     const QDateTime date = value.toDateTime();
     if (!date.isValid())
         return QVariant();
-    const QDateTime local = date.toTimeZone(m_zone);
+    // Without a zone of its own the transformer follows the clock's, which moves with the system's.
+    const QTimeZone zone = m_zone.isValid() ? m_zone : m_clock->timeZone();
+    const QDateTime local = date.toTimeZone(zone);
     const QString time = m_locale.toString(local.time(), QLocale::ShortFormat);
-    const qint64 days = relativeDaysAway(date, m_clock, m_zone);
+    const qint64 days = relativeDaysAway(date, m_clock, zone);
     if (days == 0)
         return QVariant(time);
     if (days > 0 && days < 7)

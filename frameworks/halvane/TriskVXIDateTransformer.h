@@ -12,6 +12,7 @@ class TriskVXClock;
 class TriskVXIDateTransformer
 {
 public:
+    // An invalid zone (QTimeZone()) means the clock's zone at each call.
     explicit TriskVXIDateTransformer(const TriskVXClock *clock = nullptr, const QLocale &locale = QLocale(),
                                      const QTimeZone &zone = QTimeZone::systemTimeZone());
 

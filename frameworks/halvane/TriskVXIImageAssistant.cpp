@@ -11,6 +11,9 @@ namespace {
 const QString kGenericEventImage = QStringLiteral("event");
 // Disabled images are drawn faint, as menus draw disabled icons.
 const qreal kDisabledOpacity = 0.35;
+const qsizetype kBuiltInCacheLimit = 256;
+// NSImage's isTemplate, kept in the image's text so that it travels with every copy.
+const QString kTemplateKey = QStringLiteral("TriskVXTemplate");
 
 QString resourcePathOf(const QString &name)
 {
@@ -44,6 +47,25 @@ bool TriskVXIImageAssistant::isBuiltIn(const QUrl &identifier)
     return identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn;
 }
 
+QString TriskVXIImageAssistant::builtInNameOf(const QUrl &identifier)
+{
+    // "halvane-image:none" names it in the path, "halvane-image://none" (the spec's "%@://%@") in the host.
+    const QString path = identifier.path();
+    return path.isEmpty() ? identifier.host() : path;
+}
+
+bool TriskVXIImageAssistant::isTemplate(const QImage &image)
+{
+    return image.text(kTemplateKey) == QLatin1String("1");
+}
+
+void TriskVXIImageAssistant::setTemplate(QImage &image, bool isTemplate)
+{
+    if (image.isNull() || TriskVXIImageAssistant::isTemplate(image) == isTemplate)
+        return;
+    image.setText(kTemplateKey, isTemplate ? QStringLiteral("1") : QString());
+}
+
 QUrl TriskVXIImageAssistant::UIIdentifierForEvent(const QVariant &event) const
 {
     if (event.typeId() != QMetaType::QVariantMap)
@@ -64,10 +86,22 @@ QImage TriskVXIImageAssistant::imageForUIIdentifierScaleToFitVariation(const QUr
     if (pixels.isEmpty())
         return QImage();
     QImage image;
+    QString cacheKey;
     if (isBuiltIn(identifier)) {
-        if (!builtInImageNames().contains(identifier.path()))
+        const QString name = builtInNameOf(identifier);
+        if (!builtInImageNames().contains(name))
             return QImage();
-        QSvgRenderer renderer(resourcePathOf(identifier.path()));
+        // Built-in images never change and menus ask for the same few at every rebuild.
+        cacheKey = QStringLiteral("%1|%2x%3|%4|%5")
+                       .arg(name)
+                       .arg(pixels.width())
+                       .arg(pixels.height())
+                       .arg(variation)
+                       .arg(devicePixelRatio);
+        const auto cached = m_builtInCache.constFind(cacheKey);
+        if (cached != m_builtInCache.constEnd())
+            return *cached;
+        QSvgRenderer renderer(resourcePathOf(name));
         if (!renderer.isValid())
             return QImage();
         const QSize fitted = renderer.defaultSize().scaled(pixels, Qt::KeepAspectRatio);
@@ -97,6 +131,11 @@ QImage TriskVXIImageAssistant::imageForUIIdentifierScaleToFitVariation(const QUr
         image = faint;
     }
     image.setDevicePixelRatio(devicePixelRatio);
+    if (!cacheKey.isEmpty()) {
+        if (m_builtInCache.size() >= kBuiltInCacheLimit)
+            m_builtInCache.clear();
+        m_builtInCache.insert(cacheKey, image);
+    }
     return image;
 }
 

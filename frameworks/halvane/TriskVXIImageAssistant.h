@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QHash>
 #include <QImage>
 #include <QSizeF>
 #include <QStringList>
@@ -26,7 +27,14 @@ public:
                                                    qreal devicePixelRatio = 1.0) const;
 
     static bool isBuiltIn(const QUrl &identifier);
+    static QString builtInNameOf(const QUrl &identifier);
+    // NSImage's template flag: a template image is drawn in the colour of where it stands.
+    static bool isTemplate(const QImage &image);
+    static void setTemplate(QImage &image, bool isTemplate);
     static QStringList builtInImageNames();
     // A template image drawn in a colour (the panel's or menu's text colour), alpha kept.
     static QImage tintedTemplateImage(const QImage &templateImage, const QColor &colour);
+
+private:
+    mutable QHash<QString, QImage> m_builtInCache;
 };

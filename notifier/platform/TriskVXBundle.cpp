@@ -67,7 +67,10 @@ QString TriskVXBundle::localizedStringForKey(const QString &key, const QString &
     const QByteArray context = (table.isEmpty() ? QStringLiteral("Localizable") : table).toUtf8();
     const QByteArray source = key.toUtf8();
     const QString text = QCoreApplication::translate(context.constData(), source.constData());
-    return text == key ? value : text;
+    if (text != key)
+        return text;
+    // Cocoa's answer for a key without text: the value, or the key itself when the value is empty.
+    return value.isEmpty() ? key : value;
 }
 
 bool TriskVXBundle::installTranslations() const

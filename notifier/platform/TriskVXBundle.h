@@ -23,7 +23,8 @@ public:
     QString pathForResource(const QString &name, const QString &type) const;
     // Info.plist's dictionary; empty when there is none.
     QVariantMap infoDictionary() const;
-    // The text of key in table ("Localizable" when empty); value when the translations have none.
+    // The text of key in table ("Localizable" when empty); when the translations have none, value, or the
+    // key itself when value is empty (as Cocoa answers).
     QString localizedStringForKey(const QString &key, const QString &value, const QString &table = QString()) const;
 
     // Loads <folder>/translations/trisk_<language>.qm for the locale (English when there is none).

@@ -1,5 +1,6 @@
 #include "TriskVXNibLoader.h"
 
+#include "TriskVXMenuItem.h"
 #include "TriskVXPlatformLogging.h"
 
 #include <QAbstractButton>
@@ -26,17 +27,19 @@ bool connectAction(QObject *sender, QObject *owner)
                    .arg(QString::fromLatin1(owner->metaObject()->className()), selector, sender->objectName());
         return false;
     }
+    // A menu item keeps its target and action, so that its copies send the action too.
+    if (auto *item = qobject_cast<QAction *>(sender)) {
+        TriskVXMenuItem::setTargetAction(item, owner, selector);
+        return true;
+    }
     const QByteArray name = method.toLatin1();
-    auto send = [owner, sender, name] {
-        QMetaObject::invokeMethod(owner, name.constData(), Q_ARG(QObject *, sender));
-    };
-    if (auto *button = qobject_cast<QAbstractButton *>(sender))
-        QObject::connect(button, &QAbstractButton::clicked, owner, send);
-    else if (auto *action = qobject_cast<QAction *>(sender))
-        QObject::connect(action, &QAction::triggered, owner, send);
-    else
-        return false;
-    return true;
+    if (auto *button = qobject_cast<QAbstractButton *>(sender)) {
+        QObject::connect(button, &QAbstractButton::clicked, owner, [owner, sender, name] {
+            QMetaObject::invokeMethod(owner, name.constData(), Q_ARG(QObject *, sender));
+        });
+        return true;
+    }
+    return false;
 }
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "TriskVXStatusMenu.h"
 
 #include "TriskVXAssertionHandler.h"
+#include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXNil.h"
 #include "TriskVXStatusBar.h"
@@ -119,6 +120,11 @@ void TriskVXStatusMenu::removeHalvane(QObject *sender)
     Q_UNUSED(sender)
     if (m_workspace)
         m_workspace->open(TriskVXWorkspaceToolRemove);
+}
+
+const TriskVXClock *TriskVXStatusMenu::clock() const
+{
+    return m_clock ? m_clock : TriskVXClock::systemClock();
 }
 
 double TriskVXStatusMenu::systemFontHeight() const

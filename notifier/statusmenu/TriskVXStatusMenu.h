@@ -48,6 +48,8 @@ public:
     void setStatusBar(TriskVXStatusBar *bar) { m_bar = bar; }
     TriskVXStatusBar *statusBar() const { return m_bar; }
     void setClock(const TriskVXClock *clock) { m_clock = clock; }
+    // The injected clock, else the system's.
+    const TriskVXClock *clock() const;
 
 public Q_SLOTS:
     void openHalvane(QObject *sender);

@@ -7,5 +7,124 @@
         <source>TriskVXNotifyController.name</source>
         <translation>Trisk-Benachrichtigungen</translation>
     </message>
+    <message>
+        <source>TriskVXStatusMenuController.section.active</source>
+        <translation>Wird ausgeführt</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.section.ondemand</source>
+        <translation>Auf Abruf</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.section.pending</source>
+        <translation>Als Nächstes</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_EMPTY</source>
+        <translation>Nichts geplant</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_EMPTY_TOOLTIP</source>
+        <translation>Der Planer hat keine anstehenden Ereignisse.</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_UNAVAILABLE</source>
+        <translation>Zeitplan nicht verfügbar</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_UNAVAILABLE_TOOLTIP</source>
+        <translation>Der Planer hat seine anstehenden Ereignisse noch nicht gemeldet.</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_STOPPED</source>
+        <translation>Planer angehalten</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_STOPPED_TOOLTIP</source>
+        <translation>Der Planer ist ausgeschaltet: Kein Ereignis wird ausgeführt.</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_PENDING_TOOLTIP</source>
+        <translation>Als Nächstes: %1, %2</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.title.performing</source>
+        <translation>%1 in Ausführung</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_FORMAT_HMS</source>
+        <translation>%1:%2:%3</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_FORMAT_MS</source>
+        <translation>%1:%2</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_FORMAT_S</source>
+        <translation>0:%1</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.quick.title.group</source>
+        <translation>In %1 Minuten:</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.quick.title</source>
+        <translation>%1 in %2 Minuten</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.quick.title.more</source>
+        <translation>Weitere Schnellplanung…</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXStatusMenuController</name>
+    <message>
+        <source>Quick Schedule</source>
+        <translation>Schnellplanung</translation>
+    </message>
+    <message>
+        <source>Open Halvane…</source>
+        <translation>Halvane öffnen…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Nach Aktualisierungen suchen…</translation>
+    </message>
+    <message>
+        <source>Cancel This Time</source>
+        <translation>Dieses Mal absagen</translation>
+    </message>
+    <message>
+        <source>Delay 5 Minutes</source>
+        <translation>5 Minuten verschieben</translation>
+    </message>
+    <message>
+        <source>Delay 15 Minutes</source>
+        <translation>15 Minuten verschieben</translation>
+    </message>
+    <message>
+        <source>Delay 1 Hour</source>
+        <translation>1 Stunde verschieben</translation>
+    </message>
+    <message>
+        <source>Reset</source>
+        <translation>Zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Adjust…</source>
+        <translation>Anpassen…</translation>
+    </message>
+    <message>
+        <source>Perform Now</source>
+        <translation>Jetzt ausführen</translation>
+    </message>
+    <message>
+        <source>Trigger Now</source>
+        <translation>Jetzt auslösen</translation>
+    </message>
+    <message>
+        <source>Remove Trisk Notifier…</source>
+        <translation>Trisk Notifier entfernen…</translation>
+    </message>
 </context>
 </TS>

@@ -7,5 +7,124 @@
         <source>TriskVXNotifyController.name</source>
         <translation>Trisk Notifier</translation>
     </message>
+    <message>
+        <source>TriskVXStatusMenuController.section.active</source>
+        <translation>Being performed</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.section.ondemand</source>
+        <translation>On demand</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.section.pending</source>
+        <translation>Coming up</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_EMPTY</source>
+        <translation>Nothing scheduled</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_EMPTY_TOOLTIP</source>
+        <translation>The scheduler has no pending events.</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_UNAVAILABLE</source>
+        <translation>Schedule unavailable</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_UNAVAILABLE_TOOLTIP</source>
+        <translation>The scheduler has not reported its pending events yet.</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_STOPPED</source>
+        <translation>Scheduler stopped</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_STOPPED_TOOLTIP</source>
+        <translation>The scheduler is turned off: no event will be performed.</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_PENDING_TOOLTIP</source>
+        <translation>Next: %1, %2</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.title.performing</source>
+        <translation>Performing %1</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_FORMAT_HMS</source>
+        <translation>%1:%2:%3</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_FORMAT_MS</source>
+        <translation>%1:%2</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_FORMAT_S</source>
+        <translation>0:%1</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.quick.title.group</source>
+        <translation>In %1 minutes:</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.quick.title</source>
+        <translation>%1 in %2 minutes</translation>
+    </message>
+    <message>
+        <source>TriskVXStatusMenuController.quick.title.more</source>
+        <translation>More Quick Schedule…</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXStatusMenuController</name>
+    <message>
+        <source>Quick Schedule</source>
+        <translation>Quick Schedule</translation>
+    </message>
+    <message>
+        <source>Open Halvane…</source>
+        <translation>Open Halvane…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Check for Updates…</translation>
+    </message>
+    <message>
+        <source>Cancel This Time</source>
+        <translation>Cancel This Time</translation>
+    </message>
+    <message>
+        <source>Delay 5 Minutes</source>
+        <translation>Delay 5 Minutes</translation>
+    </message>
+    <message>
+        <source>Delay 15 Minutes</source>
+        <translation>Delay 15 Minutes</translation>
+    </message>
+    <message>
+        <source>Delay 1 Hour</source>
+        <translation>Delay 1 Hour</translation>
+    </message>
+    <message>
+        <source>Reset</source>
+        <translation>Reset</translation>
+    </message>
+    <message>
+        <source>Adjust…</source>
+        <translation>Adjust…</translation>
+    </message>
+    <message>
+        <source>Perform Now</source>
+        <translation>Perform Now</translation>
+    </message>
+    <message>
+        <source>Trigger Now</source>
+        <translation>Trigger Now</translation>
+    </message>
+    <message>
+        <source>Remove Trisk Notifier…</source>
+        <translation>Remove Trisk Notifier…</translation>
+    </message>
 </context>
 </TS>

@@ -1,0 +1,593 @@
+#include "TriskVXStatusMenuController.h"
+
+#include "TriskVXAssertionHandler.h"
+#include "TriskVXBundle.h"
+#include "TriskVXClassRegistry.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXIDateTransformer.h"
+#include "TriskVXIImageAssistant.h"
+#include "TriskVXKeyedPlaceholders.h"
+#include "TriskVXMenuItem.h"
+#include "TriskVXNil.h"
+#include "TriskVXStatusItem.h"
+#include "TriskVXUserDefaults.h"
+
+#include <QApplication>
+#include <QPalette>
+#include <QPixmap>
+
+namespace {
+const QString kEmphasizeIconDefault = QStringLiteral("emphasize icon");
+const QString kSectionTitle = QStringLiteral("title");
+const QString kSectionItems = QStringLiteral("items");
+const QString kSectionName = QStringLiteral("SectionName");
+const int kPlaceholderTag = 1;
+const int kSectionItemsTag = 1;
+const int kSectionHeadingTag = 2;
+const QString kQuickScheduleAction = QStringLiteral("quickSchedule:");
+
+QVariantMap mapOf(const QVariant &value)
+{
+    return value.toMap();
+}
+
+// The spec's parameter text where it names the parameter alone ("anEvent"), not a condition.
+QString invalidParameter(const QString &name)
+{
+    return QStringLiteral("Invalid parameter not satisfying: %1").arg(name);
+}
+
+// Replacing a timer invalidates the old one; it may be the one whose tick is running, so it goes later.
+void invalidate(QTimer *timer)
+{
+    if (!timer)
+        return;
+    timer->stop();
+    timer->deleteLater();
+}
+} // namespace
+
+TriskVXStatusMenuController::TriskVXStatusMenuController(QObject *parent)
+    : TriskVXStatusMenu(parent)
+{
+}
+
+TriskVXStatusMenuController::~TriskVXStatusMenuController()
+{
+    m_onDemandEvents.clear();
+    m_pendingEvents.clear();
+    m_allEvents.clear();
+    m_schedulerEnabled.clear();
+    m_nextCurrentQueuedTrigger.clear();
+    m_nextPendingQueuedTrigger.clear();
+    setEmphasizeTimer(nullptr);
+    setCountDownTimer(nullptr);
+    m_dateTransformer.reset();
+    delete m_statusMenu;
+    delete m_quickMenu;
+}
+
+void TriskVXStatusMenuController::registerClass()
+{
+    TriskVXClassRegistry::registerClass(QStringLiteral("TriskVXStatusMenuController"), [] {
+        return new TriskVXStatusMenuController;
+    });
+}
+
+QSet<QString> TriskVXStatusMenuController::observes() const
+{
+    return { kVXObserveSchedulerEnabled, kVXObserveSchedulerPending, kVXObserveNotificationsCurrent,
+             kVXObserveOnDemandAvailable, kVXObserveSchedulerActive };
+}
+
+bool TriskVXStatusMenuController::initWithObserverRequests(TriskVXObserver *observer,
+                                                           TriskVXRequestsController *requests)
+{
+    // The superclass loads the interface; the outlets are read before its closing didShow rebuilds.
+    if (!TriskVXStatusMenu::initWithObserverRequests(observer, requests))
+        return false;
+    TRISK_ASSERT(templateMenu() != nil, QStringLiteral("%1's templateMenu must be connected").arg(className()));
+    TRISK_ASSERT(m_triggerTemplateMenu != nil,
+                 QStringLiteral("%1's triggerTemplateMenu must be connected").arg(className()));
+    // An invalid zone: dates follow the clock's zone, which moves with the system's.
+    m_dateTransformer = std::make_unique<TriskVXIDateTransformer>(clock(), QLocale(), QTimeZone());
+    const QVariant emphasize = TriskVXUserDefaults::standardUserDefaults()->objectForKey(kEmphasizeIconDefault);
+    TRISK_ASSERT(emphasize != nil, QStringLiteral("%1 default is required").arg(kEmphasizeIconDefault));
+    setEmphasizeInterval(emphasize.toDouble());
+    m_quickMenu = makeQuickScheduleMenu();
+    // QIcon's mask flag is NSImage's template flag: the icon takes the colour of where it is drawn.
+    const QList<QAction *> triggerItems = m_triggerTemplateMenu->actions();
+    for (QAction *item : triggerItems) {
+        QIcon icon = item->icon();
+        if (icon.isNull())
+            continue;
+        icon.setIsMask(true);
+        item->setIcon(icon);
+    }
+    updateWithPending(QVariant());
+    return true;
+}
+
+void TriskVXStatusMenuController::didShow()
+{
+    // The outlets are needed by every rebuild, also the one the superclass's initialiser runs.
+    if (!m_triggerTemplateMenu) {
+        m_triggerTemplateMenu = qobject_cast<QMenu *>(outlet(QStringLiteral("triggerTemplateMenu")));
+        m_sectionTemplateMenu = qobject_cast<QMenu *>(outlet(QStringLiteral("sectionTemplateMenu")));
+        m_performNowTemplateMenu = qobject_cast<QMenu *>(outlet(QStringLiteral("performNowTemplateMenu")));
+        m_removeHalvaneTemplateItem = qobject_cast<QAction *>(outlet(QStringLiteral("removeHalvaneTemplateItem")));
+    }
+    TriskVXStatusMenu::didShow();
+    updateWithPending(QVariant());
+}
+
+void TriskVXStatusMenuController::observedVariableDidBecome(const QString &observed, const QVariant &value)
+{
+    if (observed == kVXObserveSchedulerPending) {
+        m_pendingEvents = value;
+        updateWithPending(value);
+    }
+    if (observed == kVXObserveNotificationsCurrent)
+        updateWithCurrent(value);
+    if (observed == kVXObserveOnDemandAvailable) {
+        m_onDemandEvents = value;
+        updateWithPending(m_pendingEvents);
+    }
+    if (observed == kVXObserveSchedulerActive) {
+        m_activeEvents = value;
+        m_onDemandEvents = QVariant(m_onDemandEvents);
+        updateWithPending(m_pendingEvents);
+    }
+    if (observed == kVXObserveSchedulerEnabled) {
+        m_schedulerEnabled = value;
+        updateWithPending(m_pendingEvents);
+    }
+}
+
+bool TriskVXStatusMenuController::isSchedulerEnabled() const
+{
+    return m_schedulerEnabled == nil || m_schedulerEnabled.toBool();
+}
+
+void TriskVXStatusMenuController::setEmphasizeInterval(double interval)
+{
+    if (interval != m_emphasizeInterval)
+        m_emphasizeInterval = interval;
+}
+
+void TriskVXStatusMenuController::setEmphasizeTimer(QTimer *timer)
+{
+    if (timer == m_emphasizeTimer)
+        return;
+    invalidate(m_emphasizeTimer);
+    m_emphasizeTimer = timer;
+}
+
+void TriskVXStatusMenuController::setCountDownTimer(QTimer *timer)
+{
+    if (timer == m_countDownTimer)
+        return;
+    invalidate(m_countDownTimer);
+    m_countDownTimer = timer;
+}
+
+void TriskVXStatusMenuController::updateWithCurrent(const QVariant &current)
+{
+    const QVariantList list = current.toList();
+    m_nextCurrentQueuedTrigger = list.isEmpty() ? QVariant() : list.first();
+    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+QString TriskVXStatusMenuController::localized(const QString &key) const
+{
+    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
+    return bundle ? bundle->localizedStringForKey(key, QString()) : key;
+}
+
+QIcon TriskVXStatusMenuController::iconForImage(const QImage &image) const
+{
+    if (image.isNull())
+        return QIcon();
+    const bool isTemplate = TriskVXIImageAssistant::isTemplate(image);
+    const qint64 key = image.cacheKey();
+    const auto cached = m_iconCache.constFind(key);
+    if (cached != m_iconCache.constEnd())
+        return *cached;
+    // A template image takes the colour of the menu's text, so that it shows on light and dark menus.
+    const QImage shown = isTemplate
+        ? TriskVXIImageAssistant::tintedTemplateImage(image, QApplication::palette("QMenu").color(QPalette::WindowText))
+        : image;
+    QIcon icon(QPixmap::fromImage(shown));
+    icon.setIsMask(isTemplate);
+    if (m_iconCache.size() > 256)
+        m_iconCache.clear();
+    m_iconCache.insert(key, icon);
+    return icon;
+}
+
+QImage TriskVXStatusMenuController::imageForMenuItemForUIIdentifier(const QUrl &identifier) const
+{
+    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
+    QImage image = assistant->imageForUIIdentifierScaleToFitVariation(
+        identifier, QSizeF(imageSizeForMenuItem(), imageSizeForMenuItem()), TriskVXIImageAssistantVariationNone);
+    if (identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn)
+        TriskVXIImageAssistant::setTemplate(image, true);
+    return image;
+}
+
+QAction *TriskVXStatusMenuController::newItemForEvent(const QVariant &event, const QString &title,
+                                                      QObject *parent) const
+{
+    auto *item = new QAction(parent);
+    TriskVXMenuItem::setTitle(item, title);
+    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
+    const QImage image = imageForMenuItemForUIIdentifier(assistant->UIIdentifierForEvent(event));
+    item->setIcon(iconForImage(image));
+    return item;
+}
+
+void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
+{
+    QMenu *templ = templateMenu();
+    if (!templ)
+        return;
+    // Step 5 first, so that every new item is born owned by the menu it goes into.
+    QMenu *menu = TriskVXMenuItem::copyMenu(templ);
+    const QList<QAction *> templateItems = menu->actions();
+    qsizetype placeholderIndex = -1;
+    for (qsizetype i = 0; i < templateItems.size(); ++i) {
+        if (TriskVXMenuItem::tag(templateItems.at(i)) == kPlaceholderTag) {
+            placeholderIndex = i;
+            break;
+        }
+    }
+    if (placeholderIndex < 0) {
+        delete menu;
+        TRISK_ASSERT(false,
+                     QStringLiteral("%1's templateMenu must have a tagged placeholder menu item.").arg(className()));
+        return;
+    }
+
+    // 1. Active events: shown, not actionable.
+    QList<QAction *> activeItems;
+    const QVariantList active = m_activeEvents.toList();
+    for (const QVariant &activeEvent : active) {
+        const QVariant event = mapOf(activeEvent).value(kVXActiveEventEvent);
+        QAction *item = newItemForEvent(event, mapOf(event).value(kVXEventName).toString(), menu);
+        item->setData(event);
+        activeItems.append(item);
+    }
+
+    // 2. On-demand events, listed as observed.
+    QList<QAction *> onDemandItems;
+    const QVariantList onDemand = m_onDemandEvents.toList();
+    for (const QVariant &event : onDemand) {
+        QAction *item = newItemForEvent(event, mapOf(event).value(kVXEventName).toString(), menu);
+        item->setData(event);
+        TriskVXMenuItem::setTargetAction(item, this, QStringLiteral("triggerOnDemandNow:"));
+        onDemandItems.append(item);
+    }
+
+    // 3. Pending triggers, a separator at each change of day.
+    QList<QAction *> pendingItems;
+    const QVariantList queued = pending.toList();
+    qint32 previousDay = 0;
+    const QList<QAction *> performNowItems
+        = m_performNowTemplateMenu ? m_performNowTemplateMenu->actions() : QList<QAction *>();
+    for (const QVariant &queuedTrigger : queued) {
+        const qint32 day = relativeDaysAwayWithQueuedTrigger(queuedTrigger);
+        if (day != previousDay && !pendingItems.isEmpty())
+            pendingItems.append(TriskVXMenuItem::separatorItem(menu));
+        previousDay = day;
+        const QString title = QStringLiteral("%1\n%2").arg(eventNameWithQueuedTrigger(queuedTrigger),
+                                                           triggerDateWithQueuedTrigger(queuedTrigger).toString());
+        QAction *item = newItemForEvent(mapOf(queuedTrigger).value(kVXQueuedTriggerEvent), title, menu);
+        item->setData(queuedTrigger);
+        QMenu *submenu = TriskVXMenuItem::copyMenu(m_triggerTemplateMenu, menu);
+        if (supportsBehaviourWithQueuedTriggerBehaviour(queuedTrigger, kVXElementBehaviour_CanPerformOnDemand)) {
+            for (qsizetype i = performNowItems.size() - 1; i >= 0; --i) {
+                QAction *copy = TriskVXMenuItem::copyItem(performNowItems.at(i), submenu);
+                const QList<QAction *> present = submenu->actions();
+                submenu->insertAction(present.isEmpty() ? nullptr : present.first(), copy);
+            }
+        }
+        const QList<QAction *> submenuItems = submenu->actions();
+        for (QAction *submenuItem : submenuItems)
+            submenuItem->setData(queuedTrigger);
+        TriskVXMenuItem::setSubmenu(item, submenu);
+        pendingItems.append(item);
+    }
+
+    // 4. The sections, each in its frame.
+    const QList<std::pair<QString, QList<QAction *>>> sections = {
+        { QStringLiteral("TriskVXStatusMenuController.section.active"), activeItems },
+        { QStringLiteral("TriskVXStatusMenuController.section.ondemand"), onDemandItems },
+        { QStringLiteral("TriskVXStatusMenuController.section.pending"), pendingItems },
+    };
+    QList<QAction *> collected;
+    TriskVXBundle *classBundle = TriskVXBundle::mainBundle();
+    for (const auto &[key, items] : sections) {
+        if (items.isEmpty())
+            continue;
+        if (!collected.isEmpty())
+            collected.append(TriskVXMenuItem::separatorItem(menu));
+        const QString title = classBundle ? classBundle->localizedStringForKey(key, key) : key;
+        collected.append(encloseMenuItemsAsSection(items, title, menu));
+    }
+
+    // 5. The sections take the placeholder's place.
+    QAction *placeholder = templateItems.at(placeholderIndex);
+    menu->insertActions(placeholder, collected);
+    menu->removeAction(placeholder);
+    delete placeholder;
+
+    // 6. The one Quick Schedule submenu moves into the new menu.
+    if (m_quickMenu && !m_quickMenu->actions().isEmpty()) {
+        const QList<QAction *> items = menu->actions();
+        for (QAction *item : items) {
+            if (TriskVXMenuItem::action(item) != kQuickScheduleAction)
+                continue;
+            if (m_statusMenu) {
+                const QList<QAction *> previous = m_statusMenu->actions();
+                for (QAction *holder : previous) {
+                    if (holder->menu() == m_quickMenu)
+                        TriskVXMenuItem::setSubmenu(holder, nullptr);
+                }
+            }
+            TriskVXMenuItem::setSubmenu(item, m_quickMenu);
+            break;
+        }
+    }
+
+    // 7.
+    appendRemoveItem(menu);
+
+    // 9 comes before 8 here only in that the information item goes in before the item shows the menu.
+    if (!queued.isEmpty()) {
+        m_nextPendingQueuedTrigger = queued.first();
+    } else {
+        m_nextPendingQueuedTrigger = QVariant();
+        if (collected.isEmpty()) {
+            QString title;
+            QString toolTip;
+            if (!isSchedulerEnabled()) {
+                title = localized(QStringLiteral("STATUSMENU_STOPPED"));
+                toolTip = localized(QStringLiteral("STATUSMENU_STOPPED_TOOLTIP"));
+            } else if (pending.typeId() == QMetaType::QVariantList) {
+                title = localized(QStringLiteral("STATUSMENU_EMPTY"));
+                toolTip = localized(QStringLiteral("STATUSMENU_EMPTY_TOOLTIP"));
+            } else {
+                title = localized(QStringLiteral("STATUSMENU_UNAVAILABLE"));
+                toolTip = localized(QStringLiteral("STATUSMENU_UNAVAILABLE_TOOLTIP"));
+            }
+            QAction *information = TriskVXMenuItem::itemWithTitleActionTarget(title, QString(), nullptr, menu);
+            information->setToolTip(toolTip);
+            const QList<QAction *> items = menu->actions();
+            menu->insertAction(placeholderIndex < items.size() ? items.at(placeholderIndex) : nullptr, information);
+        }
+    }
+    TriskVXMenuItem::validateMenu(menu);
+
+    // 8. The item shows the new menu; the previous one goes once control is back in the event loop, as a
+    // report may arrive while it is open.
+    QMenu *previous = m_statusMenu;
+    m_statusMenu = menu;
+    if (statusItem())
+        statusItem()->setMenu(menu);
+    if (previous)
+        previous->deleteLater();
+
+    // 10.
+    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+QList<QAction *> TriskVXStatusMenuController::encloseMenuItemsAsSection(const QList<QAction *> &menuItems,
+                                                                        const QString &sectionTitle, QObject *parent)
+{
+    // A list cannot be nil here, so of the spec's two checks only the title's remains.
+    TRISK_ASSERT(sectionTitle != nil, invalidParameter(QStringLiteral("sectionTitle")));
+    if (menuItems.isEmpty())
+        return {};
+    if (!m_sectionTemplateMenu)
+        return menuItems;
+    QList<QAction *> enclosed;
+    const QList<QAction *> frame = m_sectionTemplateMenu->actions();
+    for (const QAction *frameItem : frame) {
+        if (TriskVXMenuItem::tag(frameItem) == kSectionItemsTag) {
+            enclosed.append(menuItems);
+            continue;
+        }
+        QAction *copy = TriskVXMenuItem::copyItem(frameItem, parent);
+        if (TriskVXMenuItem::tag(copy) == kSectionHeadingTag)
+            TriskVXMenuItem::setTitle(
+                copy, replaceKeyedPlaceholders(TriskVXMenuItem::title(copy), { { kSectionName, sectionTitle } }));
+        enclosed.append(copy);
+    }
+    return enclosed;
+}
+
+void TriskVXStatusMenuController::appendRemoveItem(QMenu *inMenu)
+{
+    TRISK_ASSERT(inMenu != nil, invalidParameter(QStringLiteral("inMenu")));
+    TRISK_ASSERT(m_removeHalvaneTemplateItem != nil,
+                 invalidParameter(QStringLiteral("removeHalvaneTemplateItem != NULL")));
+    // The scheduler application is its editor; where that is installed, it offers the removal itself.
+    if (workspace() && !workspace()->pathOfTool(TriskVXWorkspaceToolEditor).isEmpty())
+        return;
+    inMenu->addAction(TriskVXMenuItem::separatorItem(inMenu));
+    QAction *item = TriskVXMenuItem::copyItem(m_removeHalvaneTemplateItem, inMenu);
+    TriskVXMenuItem::setAlternate(item, false);
+    TriskVXMenuItem::setKeyEquivalentModifierMask(item, 0);
+    inMenu->addAction(item);
+}
+
+QString TriskVXStatusMenuController::eventNameWithQueuedTrigger(const QVariant &aQueuedTrigger) const
+{
+    TRISK_PARAMETER_ASSERT(aQueuedTrigger != nil);
+    const QVariant event = mapOf(aQueuedTrigger).value(kVXQueuedTriggerEvent);
+    return menuItemSuitableEventName(mapOf(event).value(kVXEventName).toString());
+}
+
+bool TriskVXStatusMenuController::supportsBehaviourWithQueuedTriggerBehaviour(const QVariant &aQueuedTrigger,
+                                                                              const QString &behaviour) const
+{
+    TRISK_PARAMETER_ASSERT(aQueuedTrigger != nil);
+    const QVariant event = mapOf(aQueuedTrigger).value(kVXQueuedTriggerEvent);
+    if (event.typeId() != QMetaType::QVariantMap)
+        return false;
+    const QVariant behaviours = mapOf(event).value(kVXEventBehaviours);
+    if (behaviours.typeId() == QMetaType::QVariantList)
+        return behaviours.toList().contains(QVariant(behaviour));
+    if (behaviours.typeId() == QMetaType::QStringList)
+        return behaviours.toStringList().contains(behaviour);
+    return false;
+}
+
+QVariant TriskVXStatusMenuController::triggerDateWithQueuedTrigger(const QVariant &aQueuedTrigger) const
+{
+    TRISK_PARAMETER_ASSERT(aQueuedTrigger != nil);
+    const QVariant trigger = mapOf(aQueuedTrigger).value(kVXQueuedTriggerTrigger);
+    TRISK_ASSERT(trigger != nil, QStringLiteral("Trigger is missing"));
+    // Before the initialiser made the transformer (the superclass's first rebuild) there is no text.
+    if (!m_dateTransformer)
+        return QVariant();
+    return m_dateTransformer->transformedValue(mapOf(trigger).value(kVXTriggerDate));
+}
+
+qint32 TriskVXStatusMenuController::relativeDaysAwayWithQueuedTrigger(const QVariant &aQueuedTrigger) const
+{
+    TRISK_PARAMETER_ASSERT(aQueuedTrigger != nil);
+    const QVariant trigger = mapOf(aQueuedTrigger).value(kVXQueuedTriggerTrigger);
+    TRISK_ASSERT(trigger != nil, QStringLiteral("Trigger is missing"));
+    return static_cast<qint32>(TriskVXIDateTransformer::relativeDaysAway(
+        mapOf(trigger).value(kVXTriggerDate).toDateTime(), clock(), clock()->timeZone()));
+}
+
+double TriskVXStatusMenuController::secondsUntilQueuedTrigger(const QVariant &aQueuedTrigger) const
+{
+    const QVariant trigger = mapOf(aQueuedTrigger).value(kVXQueuedTriggerTrigger);
+    TRISK_ASSERT(trigger != nil, QStringLiteral("Trigger is missing"));
+    const QDateTime date = mapOf(trigger).value(kVXTriggerDate).toDateTime();
+    // Whole seconds, cut toward zero, as a calendar difference in the seconds unit gives them.
+    return static_cast<double>(clock()->now().secsTo(date));
+}
+
+QUrl TriskVXStatusMenuController::imageURLForQueuedTrigger(const QVariant &aQueuedTrigger) const
+{
+    TRISK_PARAMETER_ASSERT(aQueuedTrigger != nil);
+    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
+    return assistant->UIIdentifierForEvent(mapOf(aQueuedTrigger).value(kVXQueuedTriggerEvent));
+}
+
+QVariant TriskVXStatusMenuController::triggerIDForIBAction(QObject *sender) const
+{
+    const auto *item = qobject_cast<QAction *>(sender);
+    if (!item)
+        return QVariant();
+    return mapOf(item->data()).value(kVXQueuedTriggerTriggerID);
+}
+
+bool TriskVXStatusMenuController::onDemandEvent(const QVariant &anEvent) const
+{
+    TRISK_ASSERT(anEvent != nil, invalidParameter(QStringLiteral("anEvent")));
+    const QVariantMap event = mapOf(anEvent);
+    if (!event.value(kVXEventEnabled).toBool())
+        return false;
+    return event.value(kVXEventBehaviours).toList().contains(QVariant(kVXElementBehaviour_CanPerformOnDemand));
+}
+
+// Part 2.5: the menu's actions.
+
+void TriskVXStatusMenuController::cancel(QObject *sender)
+{
+    const QVariant triggerID = triggerIDForIBAction(sender);
+    TRISK_ASSERT(triggerID != nil, QStringLiteral("%1's cancel: trigger ID missing").arg(className()));
+    if (requests())
+        requests()->cancelTrigger(triggerID.toString());
+}
+
+void TriskVXStatusMenuController::delay(QObject *sender)
+{
+    const QVariant triggerID = triggerIDForIBAction(sender);
+    // The same text as cancel:'s, as the spec keeps it.
+    TRISK_ASSERT(triggerID != nil, QStringLiteral("%1's cancel: trigger ID missing").arg(className()));
+    const auto *item = qobject_cast<QAction *>(sender);
+    const qint64 seconds = TriskVXMenuItem::tag(item);
+    const QVariant trigger = mapOf(item->data()).value(kVXQueuedTriggerTrigger);
+    const QDateTime date = mapOf(trigger).value(kVXTriggerDate).toDateTime();
+    // Added to the trigger's own date, not to the present time.
+    const QDateTime newDate = date.addSecs(seconds);
+    if (requests())
+        requests()->adjustTriggerTo(triggerID.toString(), newDate);
+}
+
+void TriskVXStatusMenuController::reset(QObject *sender)
+{
+    const QVariant triggerID = triggerIDForIBAction(sender);
+    TRISK_ASSERT(triggerID != nil, QStringLiteral("%1's reset: trigger ID missing").arg(className()));
+    if (requests())
+        requests()->resetTrigger(triggerID.toString());
+}
+
+void TriskVXStatusMenuController::triggerNow(QObject *sender)
+{
+    const auto *item = qobject_cast<QAction *>(sender);
+    const QVariant event = item ? mapOf(item->data()).value(kVXQueuedTriggerEvent) : QVariant();
+    if (requests())
+        requests()->triggerNow(mapOf(event).value(kVXEventUniqueID).toString());
+}
+
+void TriskVXStatusMenuController::performNow(QObject *sender)
+{
+    const auto *item = qobject_cast<QAction *>(sender);
+    const QVariant event = item ? mapOf(item->data()).value(kVXQueuedTriggerEvent) : QVariant();
+    if (requests())
+        requests()->performNow(mapOf(event).value(kVXEventUniqueID).toString());
+}
+
+void TriskVXStatusMenuController::triggerOnDemandNow(QObject *sender)
+{
+    const auto *item = qobject_cast<QAction *>(sender);
+    const QVariant event = item ? item->data() : QVariant();
+    if (requests())
+        requests()->triggerNow(mapOf(event).value(kVXEventUniqueID).toString());
+}
+
+void TriskVXStatusMenuController::adjust(QObject *sender)
+{
+    if (workspace())
+        workspace()->adjustQueuedTriggerWithConnection(triggerIDForIBAction(sender),
+                                                       observer() ? observer()->connection() : nullptr);
+}
+
+void TriskVXStatusMenuController::quickSchedule(QObject *sender)
+{
+    Q_UNUSED(sender)
+    if (workspace())
+        workspace()->quickScheduleWithConnection(observer() ? observer()->connection() : nullptr);
+}
+
+void TriskVXStatusMenuController::checkForUpdates(QObject *sender)
+{
+    Q_UNUSED(sender)
+    if (workspace())
+        workspace()->checkForSoftwareUpdates();
+}
+
+bool TriskVXStatusMenuController::validateMenuItem(QAction *menuItem) const
+{
+    TRISK_ASSERT(menuItem != nil, invalidParameter(QStringLiteral("menuItem")));
+    const QString selector = TriskVXMenuItem::action(menuItem);
+    if (selector == QLatin1String("checkForUpdates:"))
+        return canCheckForUpdates();
+    return TriskVXMenuItem::respondsToAction(this, selector);
+}
+
+bool TriskVXStatusMenuController::canCheckForUpdates() const
+{
+    if (!workspace())
+        return true;
+    const QVariant preference = workspace()->preferenceForKey(kVXPreferencesKeySoftwareUpdateCheck);
+    return preference == nil || preference.toBool();
+}

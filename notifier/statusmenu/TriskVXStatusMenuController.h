@@ -1,0 +1,152 @@
+#pragma once
+
+#include "TriskVXStatusMenu.h"
+
+#include <QDateTime>
+#include <QImage>
+#include <QList>
+#include <QMenu>
+#include <QPointF>
+#include <QPointer>
+#include <QSizeF>
+#include <QTimer>
+#include <QUrl>
+#include <QVariant>
+
+#include <memory>
+
+class QAction;
+class TriskVXIDateTransformer;
+
+// The status-menu notifier (Parts 2.3 to 2.6): rebuilds the whole status menu from its templates at each
+// report of the scheduler's variables, sets the item's picture, count-down and tool tip, sends the menu's
+// actions to the scheduler, and carries the Quick Schedule submenu from menu to menu.
+class TriskVXStatusMenuController : public TriskVXStatusMenu
+{
+    Q_OBJECT
+    Q_PROPERTY(bool schedulerEnabled READ isSchedulerEnabled)
+    Q_PROPERTY(bool canCheckForUpdates READ canCheckForUpdates)
+
+public:
+    explicit TriskVXStatusMenuController(QObject *parent = nullptr);
+    ~TriskVXStatusMenuController() override;
+
+    // Adds the class to the registry the notify controller deploys from.
+    static void registerClass();
+
+    QSet<QString> observes() const override;
+    bool initWithObserverRequests(TriskVXObserver *observer, TriskVXRequestsController *requests) override;
+    void didShow() override;
+    void observedVariableDidBecome(const QString &observed, const QVariant &value) override;
+
+    // Part 2.3
+    void updateWithCurrent(const QVariant &current);
+    void updateWithPending(const QVariant &pending);
+    QList<QAction *> encloseMenuItemsAsSection(const QList<QAction *> &menuItems, const QString &sectionTitle,
+                                               QObject *parent);
+    void appendRemoveItem(QMenu *inMenu);
+    QImage imageForMenuItemForUIIdentifier(const QUrl &identifier) const;
+    QString eventNameWithQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    bool supportsBehaviourWithQueuedTriggerBehaviour(const QVariant &aQueuedTrigger, const QString &behaviour) const;
+    QVariant triggerDateWithQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    qint32 relativeDaysAwayWithQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    double secondsUntilQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    QUrl imageURLForQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    QVariant triggerIDForIBAction(QObject *sender) const;
+    bool onDemandEvent(const QVariant &anEvent) const;
+
+    // Part 2.4
+    // Where appendPerformingImage puts the picture and the cog, in points.
+    struct PerformingImageLayout
+    {
+        QSizeF size;
+        QPointF baseOrigin;
+        QPointF cogOrigin;
+    };
+    static PerformingImageLayout performingImageLayout(const QSizeF &base, const QSizeF &cog);
+    void updateTitleWithQueuedTrigger(const QVariant &aQueuedTrigger);
+    QString countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    QImage appendPerformingImageVariation(const QImage &image, const QString &variation) const;
+
+    // Part 2.5
+    Q_INVOKABLE bool validateMenuItem(QAction *menuItem) const;
+    bool canCheckForUpdates() const;
+
+    // Part 2.6
+    static const QList<int> &quickDelays();
+    static quint64 alternateModifierMaskAt(qsizetype position);
+    QVariantList quickScheduleEvents() const;
+    QMenu *makeQuickScheduleMenu();
+
+    QMenu *triggerTemplateMenu() const { return m_triggerTemplateMenu; }
+    QMenu *sectionTemplateMenu() const { return m_sectionTemplateMenu; }
+    QMenu *performNowTemplateMenu() const { return m_performNowTemplateMenu; }
+    QAction *removeHalvaneTemplateItem() const { return m_removeHalvaneTemplateItem; }
+    TriskVXIDateTransformer *dateTransformer() const { return m_dateTransformer.get(); }
+    QVariant onDemandEvents() const { return m_onDemandEvents; }
+    void setOnDemandEvents(const QVariant &events) { m_onDemandEvents = events; }
+    QVariant pendingEvents() const { return m_pendingEvents; }
+    void setPendingEvents(const QVariant &events) { m_pendingEvents = events; }
+    QVariant allEvents() const { return m_allEvents; }
+    QVariant activeEvents() const { return m_activeEvents; }
+    void setActiveEvents(const QVariant &events) { m_activeEvents = events; }
+    QVariant schedulerEnabled() const { return m_schedulerEnabled; }
+    void setSchedulerEnabled(const QVariant &enabled) { m_schedulerEnabled = enabled; }
+    bool isSchedulerEnabled() const;
+    QVariant nextPendingQueuedTrigger() const { return m_nextPendingQueuedTrigger; }
+    QVariant nextCurrentQueuedTrigger() const { return m_nextCurrentQueuedTrigger; }
+    double emphasizeInterval() const { return m_emphasizeInterval; }
+    void setEmphasizeInterval(double interval);
+    QTimer *emphasizeTimer() const { return m_emphasizeTimer; }
+    void setEmphasizeTimer(QTimer *timer);
+    QTimer *countDownTimer() const { return m_countDownTimer; }
+    void setCountDownTimer(QTimer *timer);
+    QMenu *quickMenu() const { return m_quickMenu; }
+    // The menu the last rebuild gave the status item; the controller owns it until the next one.
+    QMenu *statusMenu() const { return m_statusMenu; }
+
+public Q_SLOTS:
+    // Part 2.4's timer actions.
+    void updateTitleEmphasis(QObject *timer);
+    void updateTitleCountDown(QObject *timer);
+    void updateTitleCountDownText(QObject *timer);
+
+    // Part 2.5
+    void cancel(QObject *sender);
+    void delay(QObject *sender);
+    void reset(QObject *sender);
+    void triggerNow(QObject *sender);
+    void performNow(QObject *sender);
+    void triggerOnDemandNow(QObject *sender);
+    void adjust(QObject *sender);
+    void quickSchedule(QObject *sender);
+    void checkForUpdates(QObject *sender);
+
+    // Part 2.6
+    void quickScheduleWithEvent(QObject *sender);
+
+private:
+    QAction *newItemForEvent(const QVariant &event, const QString &title, QObject *parent) const;
+    QIcon iconForImage(const QImage &image) const;
+    QString localized(const QString &key) const;
+
+    QPointer<QMenu> m_triggerTemplateMenu;
+    QPointer<QMenu> m_sectionTemplateMenu;
+    QPointer<QMenu> m_performNowTemplateMenu;
+    QPointer<QAction> m_removeHalvaneTemplateItem;
+    std::unique_ptr<TriskVXIDateTransformer> m_dateTransformer;
+    QVariant m_onDemandEvents;
+    QVariant m_pendingEvents;
+    QVariant m_allEvents;
+    QVariant m_activeEvents;
+    QVariant m_schedulerEnabled;
+    QVariant m_nextPendingQueuedTrigger;
+    QVariant m_nextCurrentQueuedTrigger;
+    double m_emphasizeInterval = 0.0;
+    QTimer *m_emphasizeTimer = nullptr;
+    QTimer *m_countDownTimer = nullptr;
+    QMenu *m_quickMenu = nullptr;
+    QPointer<QMenu> m_statusMenu;
+    // Menu icons by image: the same few pictures recur in every rebuild.
+    mutable QHash<qint64, QIcon> m_iconCache;
+};

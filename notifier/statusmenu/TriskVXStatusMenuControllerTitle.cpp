@@ -1,0 +1,158 @@
+// Part 2.4: the status item's picture, count-down and tool tip.
+#include "TriskVXStatusMenuController.h"
+
+#include "TriskVXAssertionHandler.h"
+#include "TriskVXBundle.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXIImageAssistant.h"
+#include "TriskVXNil.h"
+#include "TriskVXStatusItem.h"
+
+#include <QPainter>
+#include <QtMath>
+
+namespace {
+const int kCountDownIntervalMSecs = 1000;
+
+QUrl builtInIdentifier(const QString &image)
+{
+    return QUrl(QStringLiteral("%1://%2").arg(TriskVXIImageAssistantSchemeBuiltIn,
+                                              QString::fromLatin1(QUrl::toPercentEncoding(image))));
+}
+} // namespace
+
+TriskVXStatusMenuController::PerformingImageLayout
+TriskVXStatusMenuController::performingImageLayout(const QSizeF &base, const QSizeF &cog)
+{
+    const double gap = 0.1 * base.width();
+    return { QSizeF(cog.width() + base.width() + 3 * gap, std::max(base.height(), cog.height())), QPointF(gap, 0.0),
+             QPointF(2 * gap + base.width(), 0.0) };
+}
+
+void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &aQueuedTrigger)
+{
+    const QSizeF size(imageSizeForMenuStatus(), imageSizeForMenuStatus());
+    const QString variation = TriskVXIImageAssistantVariationNone;
+    QString title;
+    QString toolTip;
+    QUrl identifier;
+    if (aQueuedTrigger != nil) {
+        const QString name = eventNameWithQueuedTrigger(aQueuedTrigger);
+        const QString date = triggerDateWithQueuedTrigger(aQueuedTrigger).toString();
+        toolTip = localized(QStringLiteral("STATUSMENU_PENDING_TOOLTIP")).arg(name, date);
+        identifier = imageURLForQueuedTrigger(aQueuedTrigger);
+        setEmphasizeTimer(nullptr);
+        if (m_nextCurrentQueuedTrigger != nil
+            && m_nextCurrentQueuedTrigger.toMap().value(kVXQueuedTriggerTriggerID)
+                == m_nextPendingQueuedTrigger.toMap().value(kVXQueuedTriggerTriggerID)) {
+            auto *timer = new QTimer(this);
+            timer->setInterval(kCountDownIntervalMSecs);
+            // Each tick reads the wall clock, so a late tick never shows a wrong time; precise ticks keep
+            // the seconds from skipping.
+            timer->setTimerType(Qt::PreciseTimer);
+            connect(timer, &QTimer::timeout, this, [this, timer] {
+                updateTitleCountDownText(timer);
+            });
+            timer->start();
+            setCountDownTimer(timer);
+            title = countDownTimeForQueuedTrigger(aQueuedTrigger);
+        } else {
+            setCountDownTimer(nullptr);
+        }
+    } else {
+        identifier = builtInIdentifier(isSchedulerEnabled() ? kVXElementImage_None : kVXElementImage_Stopped);
+    }
+
+    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
+    QImage image = assistant->imageForUIIdentifierScaleToFitVariation(identifier, size, variation);
+    if (identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn)
+        TriskVXIImageAssistant::setTemplate(image, true);
+
+    const qsizetype performing = m_activeEvents.toList().size();
+    if (performing >= 1) {
+        title = localized(QStringLiteral("TriskVXStatusMenuController.title.performing")).arg(performing);
+        image = appendPerformingImageVariation(image, variation);
+    }
+
+    if (TriskVXStatusItem *item = statusItem()) {
+        item->setImage(image);
+        // A coloured picture is not inverted when highlighted; a template one is redrawn by the host.
+        item->setAlternateImage(TriskVXIImageAssistant::isTemplate(image) ? QImage() : image);
+    }
+    if (TriskVXStatusMenuResize *titleResize = resize())
+        titleResize->setTitle(title);
+    if (TriskVXStatusItem *item = statusItem())
+        item->setToolTip(toolTip);
+}
+
+void TriskVXStatusMenuController::updateTitleEmphasis(QObject *timer)
+{
+    Q_UNUSED(timer)
+    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+void TriskVXStatusMenuController::updateTitleCountDown(QObject *timer)
+{
+    Q_UNUSED(timer)
+    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+void TriskVXStatusMenuController::updateTitleCountDownText(QObject *timer)
+{
+    Q_UNUSED(timer)
+    const QString title
+        = m_nextPendingQueuedTrigger != nil ? countDownTimeForQueuedTrigger(m_nextPendingQueuedTrigger) : QString();
+    if (TriskVXStatusMenuResize *titleResize = resize())
+        titleResize->setTitle(title);
+}
+
+QString TriskVXStatusMenuController::countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const
+{
+    if (aQueuedTrigger == nil)
+        return QString();
+    const QVariant trigger = aQueuedTrigger.toMap().value(kVXQueuedTriggerTrigger);
+    TRISK_ASSERT(trigger != nil, QStringLiteral("Trigger is missing"));
+    const QVariant date = trigger.toMap().value(kVXTriggerDate);
+    TRISK_ASSERT(date != nil, QStringLiteral("Trigger date is missing"));
+    // Hours, minutes and seconds of the difference; hours are not folded into days.
+    const qint64 difference = clock()->now().secsTo(date.toDateTime());
+    const qint64 hours = difference / 3600;
+    const qint64 minutes = (difference % 3600) / 60;
+    const qint64 seconds = difference % 60;
+    if (hours <= 0 && minutes <= 0 && seconds <= 0)
+        return QString();
+    // Minutes and seconds after a larger unit take two digits, as a clock shows them ("2:05:09").
+    const QChar zero = QLatin1Char('0');
+    if (hours >= 1)
+        return localized(QStringLiteral("COUNTDOWN_FORMAT_HMS"))
+            .arg(hours)
+            .arg(minutes, 2, 10, zero)
+            .arg(seconds, 2, 10, zero);
+    if (minutes >= 1)
+        return localized(QStringLiteral("COUNTDOWN_FORMAT_MS")).arg(minutes).arg(seconds, 2, 10, zero);
+    return localized(QStringLiteral("COUNTDOWN_FORMAT_S")).arg(seconds, 2, 10, zero);
+}
+
+QImage TriskVXStatusMenuController::appendPerformingImageVariation(const QImage &image, const QString &variation) const
+{
+    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
+    const QImage cog = assistant->imageForUIIdentifierScaleToFitVariation(
+        builtInIdentifier(kVXElementImage_ActionCog), QSizeF(imageSizeForMenuStatus(), imageSizeForMenuStatus()),
+        variation, image.isNull() ? 1.0 : image.devicePixelRatio());
+    const PerformingImageLayout layout
+        = performingImageLayout(image.deviceIndependentSize(), cog.deviceIndependentSize());
+    const qreal ratio = image.isNull() ? cog.devicePixelRatio() : image.devicePixelRatio();
+    QImage combined(qCeil(layout.size.width() * ratio), qCeil(layout.size.height() * ratio),
+                    QImage::Format_ARGB32_Premultiplied);
+    combined.fill(Qt::transparent);
+    combined.setDevicePixelRatio(ratio);
+    QPainter painter(&combined);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.setOpacity(1.0);
+    painter.drawImage(layout.baseOrigin, image);
+    painter.drawImage(layout.cogOrigin, cog);
+    painter.end();
+    TriskVXIImageAssistant::setTemplate(combined, TriskVXIImageAssistant::isTemplate(image));
+    return combined;
+}

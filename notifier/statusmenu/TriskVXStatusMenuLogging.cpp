@@ -1,0 +1,3 @@
+#include "TriskVXStatusMenuLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskStatusMenu, "trisk.statusmenu", QtInfoMsg)
