@@ -22,6 +22,7 @@ private Q_SLOTS:
     void transformedValue_data();
     void transformedValue();
     void followsTheLocale();
+    void followsTheClocksZoneWithoutOneOfItsOwn();
 };
 
 void tst_TriskVXIDateTransformer::relativeDaysAway_data()
@@ -91,6 +92,18 @@ void tst_TriskVXIDateTransformer::followsTheLocale()
              QVariant(QStringLiteral("Donnerstag 07:30")));
     const TriskVXIDateTransformer american(&clock, QLocale(QLocale::English, QLocale::UnitedStates), kBerlin);
     QVERIFY(american.transformedValue(QVariant(berlin(2030, 3, 13, 18, 5))).toString().contains(QStringLiteral("PM")));
+}
+
+void tst_TriskVXIDateTransformer::followsTheClocksZoneWithoutOneOfItsOwn()
+{
+    TriskVXClock clock;
+    clock.setTimeZone(kBerlin);
+    clock.setNow(berlin(2030, 3, 13, 8, 0));
+    const TriskVXIDateTransformer transformer(&clock, QLocale(QLocale::English, QLocale::UnitedKingdom), QTimeZone());
+    QCOMPARE(transformer.transformedValue(QVariant(berlin(2030, 3, 13, 18, 5))), QVariant(QStringLiteral("18:05")));
+    // The zone moves (as the system's does when the clock posts its change): so do the texts.
+    clock.setTimeZone(QTimeZone("America/New_York"));
+    QCOMPARE(transformer.transformedValue(QVariant(berlin(2030, 3, 13, 18, 5))), QVariant(QStringLiteral("13:05")));
 }
 
 QTEST_GUILESS_MAIN(tst_TriskVXIDateTransformer)

@@ -21,6 +21,8 @@ private Q_SLOTS:
     void imageFiles();
     void unknownIdentifiers_data();
     void unknownIdentifiers();
+    void builtInNamesInHostOrPath();
+    void templateFlag();
 };
 
 void tst_TriskVXIImageAssistant::identifiersForEvents_data()
@@ -153,6 +155,47 @@ void tst_TriskVXIImageAssistant::unknownIdentifiers()
     QVERIFY(TriskVXIImageAssistant::imageAssistant()
                 ->imageForUIIdentifierScaleToFitVariation(identifier, size, TriskVXIImageAssistantVariationNone)
                 .isNull());
+}
+
+void tst_TriskVXIImageAssistant::builtInNamesInHostOrPath()
+{
+    TriskVXIImageAssistant *assistant = TriskVXIImageAssistant::imageAssistant();
+    // The spec's "%@://%@" form names the image in the host; ours in the path. Both draw the same.
+    const QUrl hostForm(QStringLiteral("halvane-image://stopped"));
+    QCOMPARE(TriskVXIImageAssistant::builtInNameOf(hostForm), kVXElementImage_Stopped);
+    QCOMPARE(TriskVXIImageAssistant::builtInNameOf(
+                 TriskVXIImageAssistant::UIIdentifierForElementImage(kVXElementImage_None)),
+             kVXElementImage_None);
+    const QImage fromHost = assistant->imageForUIIdentifierScaleToFitVariation(hostForm, QSizeF(16, 16),
+                                                                               TriskVXIImageAssistantVariationNone);
+    const QImage fromPath = assistant->imageForUIIdentifierScaleToFitVariation(
+        TriskVXIImageAssistant::UIIdentifierForElementImage(kVXElementImage_Stopped), QSizeF(16, 16),
+        TriskVXIImageAssistantVariationNone);
+    QVERIFY(!fromHost.isNull());
+    QCOMPARE(fromHost, fromPath);
+    // A second call gives the same image (drawn once).
+    QCOMPARE(
+        assistant
+            ->imageForUIIdentifierScaleToFitVariation(hostForm, QSizeF(16, 16), TriskVXIImageAssistantVariationNone)
+            .cacheKey(),
+        fromHost.cacheKey());
+}
+
+void tst_TriskVXIImageAssistant::templateFlag()
+{
+    QImage image(4, 4, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::black);
+    QVERIFY(!TriskVXIImageAssistant::isTemplate(image));
+    TriskVXIImageAssistant::setTemplate(image, true);
+    QVERIFY(TriskVXIImageAssistant::isTemplate(image));
+    // It travels with copies and conversions that keep the text.
+    const QImage copy = image.copy();
+    QVERIFY(TriskVXIImageAssistant::isTemplate(copy));
+    TriskVXIImageAssistant::setTemplate(image, false);
+    QVERIFY(!TriskVXIImageAssistant::isTemplate(image));
+    QImage none;
+    TriskVXIImageAssistant::setTemplate(none, true);
+    QVERIFY(!TriskVXIImageAssistant::isTemplate(none));
 }
 
 QTEST_MAIN(tst_TriskVXIImageAssistant)

@@ -1,6 +1,7 @@
 #include "AssertionOf.h"
 #include "FakeScheduler.h"
 #include "LogCapture.h"
+#include "NotifierResources.h"
 #include "TriskVXAdjustDialog.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
@@ -26,7 +27,7 @@
 #include <QTimeZone>
 
 namespace {
-QTemporaryDir *gResources = nullptr;
+NotifierResources *gResources = nullptr;
 
 // The interface file of the build with one change, for the classes whose templates break a rule.
 void writeInterface(const QString &className, const QString &from, const QString &to)
@@ -37,9 +38,7 @@ void writeInterface(const QString &className, const QString &from, const QString
     QString text = QString::fromUtf8(source.readAll());
     if (!from.isEmpty())
         text.replace(from, to);
-    QFile target(gResources->filePath(className + QStringLiteral(".ui")));
-    if (target.open(QIODevice::WriteOnly))
-        target.write(text.toUtf8());
+    gResources->write(className + QStringLiteral(".ui"), text.toUtf8());
 }
 
 // Its templateMenu has no tag-1 item.
@@ -209,7 +208,7 @@ private Q_SLOTS:
 private:
     template<typename T = TriskVXStatusMenuController>
     std::unique_ptr<T> makeController(TriskVXRequestsController *requests = nullptr);
-    QString quickFolder() const { return gResources->filePath(QStringLiteral("Quick Schedule")); }
+    QString quickFolder() const { return gResources->quickScheduleFolder(); }
     QString userQuickFolder() const { return m_support->filePath(QStringLiteral("Quick Schedule")); }
     bool connectToFake();
 
@@ -1294,27 +1293,19 @@ void tst_TriskVXStatusMenuController::quickScheduleIgnoresBadItems()
 
 int main(int argc, char *argv[])
 {
-    QTemporaryDir resources;
+    // The build's resources, with a Quick Schedule folder that each test fills itself.
+    NotifierResources resources;
     gResources = &resources;
-    // The build's resources, its Quick Schedule templates left out so that each test writes its own.
-    const QDir build(QStringLiteral(TRISK_BUILD_RESOURCES));
-    for (const QString &name : { QStringLiteral("Info.plist"), QStringLiteral("TriskVXStatusMenuController.plist"),
-                                 QStringLiteral("TriskVXStatusMenuController.ui") })
-        QFile::copy(build.filePath(name), resources.filePath(name));
-    QDir().mkpath(resources.filePath(QStringLiteral("translations")));
-    for (const QString &name : QDir(build.filePath(QStringLiteral("translations"))).entryList(QDir::Files))
-        QFile::copy(build.filePath(QStringLiteral("translations/") + name),
-                    resources.filePath(QStringLiteral("translations/") + name));
     writeInterface(QStringLiteral("NoPlaceholderController"),
-                   QStringLiteral("<property name=\"tag\" stdset=\"0\"><number>1</number></property>\n  </action>\n  "
-                                  "<action name=\"quickScheduleItem\">"),
+                   QStringLiteral("<property name=\"tag\" stdset=\"0\"><number>1</number></property>\n  "
+                                  "</action>\n  <action name=\"quickScheduleItem\">"),
                    QStringLiteral("</action>\n  <action name=\"quickScheduleItem\">"));
     writeInterface(QStringLiteral("NoTriggerTemplateController"), QStringLiteral("name=\"triggerTemplateMenu\""),
                    QStringLiteral("name=\"otherMenu\""));
     writeInterface(QStringLiteral("NoRemoveItemController"), QStringLiteral("name=\"removeHalvaneTemplateItem\""),
                    QStringLiteral("name=\"otherItem\""));
     writeInterface(QStringLiteral("NoDefaultsController"), QString(), QString());
-    qputenv("TRISK_RESOURCES", resources.path().toUtf8());
+    resources.use();
     QApplication application(argc, argv);
     tst_TriskVXStatusMenuController test;
     return QTest::qExec(&test, argc, argv);

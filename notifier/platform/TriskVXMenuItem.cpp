@@ -188,9 +188,11 @@ QAction *TriskVXMenuItem::copyItem(const QAction *item, QObject *parent)
     if (!action(copy).isEmpty())
         connectSending(copy);
     if (const QMenu *submenu = item->menu()) {
-        // The copy's submenu lives as long as the copy.
-        QMenu *submenuCopy = copyMenu(submenu);
-        QObject::connect(copy, &QObject::destroyed, submenuCopy, &QObject::deleteLater);
+        // The copy's submenu lives as long as the copy: a child of the menu it goes into, or tied to it.
+        auto *widgetParent = qobject_cast<QWidget *>(parent);
+        QMenu *submenuCopy = copyMenu(submenu, widgetParent);
+        if (!widgetParent)
+            QObject::connect(copy, &QObject::destroyed, submenuCopy, &QObject::deleteLater);
         copy->setMenu(submenuCopy);
     }
     return copy;
