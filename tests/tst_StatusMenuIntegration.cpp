@@ -1,4 +1,5 @@
 #include "HalvanedProcess.h"
+#include "MenuLines.h"
 #include "NotifierResources.h"
 #include "ServiceClient.h"
 #include "TriskVXBundle.h"
@@ -27,28 +28,6 @@ const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), kBerlin);
 const QString kTestPath = QStringLiteral("/org/halvane/SchedulerTest");
 const QString kTestInterface = QStringLiteral("org.halvane.SchedulerTest1");
 
-// The lines of a menu as a person sees them: "-" for a separator, the first line of each title.
-QStringList linesOf(const QMenu *menu)
-{
-    QStringList lines;
-    const QList<QAction *> items = menu ? menu->actions() : QList<QAction *>();
-    for (const QAction *item : items) {
-        if (item->isVisible())
-            lines.append(item->isSeparator() ? QStringLiteral("-")
-                                             : TriskVXMenuItem::title(item).section(QLatin1Char('\n'), 0, 0));
-    }
-    return lines;
-}
-
-QAction *itemTitled(const QMenu *menu, const QString &title)
-{
-    const QList<QAction *> items = menu ? menu->actions() : QList<QAction *>();
-    for (QAction *item : items) {
-        if (TriskVXMenuItem::title(item).section(QLatin1Char('\n'), 0, 0) == title)
-            return item;
-    }
-    return nullptr;
-}
 } // namespace
 
 // The status menu against the real halvaned on a private bus: what halvanectl stores shows in the menu,
@@ -187,18 +166,18 @@ void tst_StatusMenuIntegration::storedEventsAppearInSectionsAndDays()
              QVariant(QStringLiteral("Backup")));
     QVERIFY(m_controller->statusItem()->toolTip().startsWith(QStringLiteral("Next: Backup, ")));
     // The on-demand one offers Perform Now and Trigger Now above the trigger's own items.
-    QMenu *backup = itemTitled(menu(), QStringLiteral("Coming up")) ? menu()->actions().at(4)->menu() : nullptr;
+    QMenu *backup = itemTitled(menu(), QStringLiteral("Coming up")) ? opened(menu()->actions().at(4)) : nullptr;
     QVERIFY(backup);
     QCOMPARE(linesOf(backup).mid(0, 4),
              QStringList({ QStringLiteral("Perform Now"), QStringLiteral("Trigger Now"), QStringLiteral("-"),
                            QStringLiteral("Cancel This Time") }));
-    QCOMPARE(linesOf(itemTitled(menu(), QStringLiteral("Report"))->menu()).first(), QStringLiteral("Cancel This Time"));
+    QCOMPARE(linesOf(opened(itemTitled(menu(), QStringLiteral("Report")))).first(), QStringLiteral("Cancel This Time"));
 }
 
 void tst_StatusMenuIntegration::cancelFromTheMenu()
 {
     QAction *cancel
-        = itemTitled(itemTitled(menu(), QStringLiteral("Tomorrow"))->menu(), QStringLiteral("Cancel This Time"));
+        = itemTitled(opened(itemTitled(menu(), QStringLiteral("Tomorrow"))), QStringLiteral("Cancel This Time"));
     QVERIFY(cancel);
     cancel->trigger();
     // A once trigger cancelled has no firing left: it leaves the pending list, and the menu follows.
@@ -212,18 +191,18 @@ void tst_StatusMenuIntegration::delayAndResetFromTheMenu()
 {
     const QDateTime due(QDate(2030, 6, 1), QTime(12, 0), kBerlin);
     QCOMPARE(dateOfPending(QStringLiteral("Report")), due);
-    itemTitled(itemTitled(menu(), QStringLiteral("Report"))->menu(), QStringLiteral("Delay 15 Minutes"))->trigger();
+    itemTitled(opened(itemTitled(menu(), QStringLiteral("Report"))), QStringLiteral("Delay 15 Minutes"))->trigger();
     QVERIFY(waitFor([&] {
         return dateOfPending(QStringLiteral("Report")) == due.addSecs(900);
     }));
     // The rebuilt item says the new time.
     QVERIFY(TriskVXMenuItem::title(itemTitled(menu(), QStringLiteral("Report")))
                 .endsWith(QLocale().toString(QTime(12, 15), QLocale::ShortFormat)));
-    itemTitled(itemTitled(menu(), QStringLiteral("Report"))->menu(), QStringLiteral("Delay 1 Hour"))->trigger();
+    itemTitled(opened(itemTitled(menu(), QStringLiteral("Report"))), QStringLiteral("Delay 1 Hour"))->trigger();
     QVERIFY(waitFor([&] {
         return dateOfPending(QStringLiteral("Report")) == due.addSecs(900 + 3600);
     }));
-    itemTitled(itemTitled(menu(), QStringLiteral("Report"))->menu(), QStringLiteral("Reset"))->trigger();
+    itemTitled(opened(itemTitled(menu(), QStringLiteral("Report"))), QStringLiteral("Reset"))->trigger();
     QVERIFY(waitFor([&] {
         return dateOfPending(QStringLiteral("Report")) == due;
     }));
@@ -235,7 +214,7 @@ void tst_StatusMenuIntegration::triggerAndPerformNowFromTheMenu()
     const QList<QAction *> items = menu()->actions();
     for (const QAction *item : items) {
         if (TriskVXMenuItem::title(item).startsWith(QStringLiteral("Backup\n")))
-            backup = item->menu();
+            backup = opened(item);
     }
     QVERIFY(backup);
     itemTitled(backup, QStringLiteral("Perform Now"))->trigger();

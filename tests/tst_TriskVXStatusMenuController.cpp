@@ -1,6 +1,7 @@
 #include "AssertionOf.h"
 #include "FakeScheduler.h"
 #include "LogCapture.h"
+#include "MenuLines.h"
 #include "NotifierResources.h"
 #include "TriskVXAdjustDialog.h"
 #include "TriskVXBundle.h"
@@ -86,31 +87,6 @@ QVariantMap queuedTrigger(const QString &id, const QDateTime &date, const QStrin
 QVariantMap eventRecord(const QString &name, const QString &uniqueID)
 {
     return { { kVXEventName, name }, { kVXEventUniqueID, uniqueID }, { kVXEventEnabled, true } };
-}
-
-// A menu as lines: "-" for a separator, the title otherwise (the first line of a two-line title), only
-// the lines a person sees.
-QStringList linesOf(const QMenu *menu)
-{
-    QStringList lines;
-    const QList<QAction *> items = menu->actions();
-    for (const QAction *item : items) {
-        if (!item->isVisible())
-            continue;
-        lines.append(item->isSeparator() ? QStringLiteral("-")
-                                         : TriskVXMenuItem::title(item).section(QLatin1Char('\n'), 0, 0));
-    }
-    return lines;
-}
-
-QAction *itemTitled(const QMenu *menu, const QString &title)
-{
-    const QList<QAction *> items = menu->actions();
-    for (QAction *item : items) {
-        if (TriskVXMenuItem::title(item).section(QLatin1Char('\n'), 0, 0) == title)
-            return item;
-    }
-    return nullptr;
 }
 
 void writeTemplate(const QString &folder, const QString &name, const QByteArray &contents)
@@ -461,9 +437,14 @@ void tst_TriskVXStatusMenuController::triggerSubmenus()
     auto controller = makeController();
     const QVariantMap queued = queuedTrigger(QStringLiteral("t"), kNow.addSecs(600), behaviours);
     controller->observedVariableDidBecome(kVXObserveSchedulerPending, QVariantList { queued });
-    QMenu *submenu = itemTitled(controller->statusMenu(), QStringLiteral("Event t"))->menu();
-    QVERIFY(submenu);
+    QAction *pendingItem = itemTitled(controller->statusMenu(), QStringLiteral("Event t"));
+    // Filled as it first opens, once.
+    QVERIFY(pendingItem->menu() && pendingItem->menu()->actions().isEmpty());
+    QMenu *submenu = opened(pendingItem);
     QCOMPARE(linesOf(submenu), lines);
+    QCOMPARE(linesOf(opened(pendingItem)), lines);
+    // Validated as it opens: the controller has every action of the template.
+    QVERIFY(itemTitled(submenu, QStringLiteral("Cancel This Time"))->isEnabled());
     const QList<QAction *> items = submenu->actions();
     for (const QAction *item : items)
         QCOMPARE(item->data(), QVariant(queued));
@@ -727,6 +708,7 @@ void tst_TriskVXStatusMenuController::templatesStayPristine()
     controller->observedVariableDidBecome(kVXObserveSchedulerPending,
                                           QVariantList { queuedTrigger(QStringLiteral("t"), kNow.addSecs(60),
                                                                        { kVXElementBehaviour_CanPerformOnDemand }) });
+    QVERIFY(!linesOf(opened(itemTitled(controller->statusMenu(), QStringLiteral("Event t")))).isEmpty());
     QCOMPARE(controller->templateMenu()->actions().size(), templateItems);
     QCOMPARE(controller->triggerTemplateMenu()->actions().size(), triggerItems);
     const QList<QAction *> items = controller->triggerTemplateMenu()->actions();
@@ -905,7 +887,7 @@ void tst_TriskVXStatusMenuController::actionsSendTheirRequests()
                                           QVariantList { queuedTrigger(QStringLiteral("t"), kNow.addSecs(600),
                                                                        { kVXElementBehaviour_CanPerformOnDemand }) });
     QMenu *menu = onDemandSection ? controller->statusMenu()
-                                  : itemTitled(controller->statusMenu(), QStringLiteral("Event t"))->menu();
+                                  : opened(itemTitled(controller->statusMenu(), QStringLiteral("Event t")));
     QAction *item = itemTitled(menu, title);
     QVERIFY(item);
     TriskVXMenuItem::validateMenu(menu);
@@ -951,7 +933,7 @@ void tst_TriskVXStatusMenuController::delayAddsToTheTriggerDate()
     QCOMPARE(m_fake->received().first().parameters.value(kVXRPCParameterDate).toDateTime(), expected);
     // The template's 15-minute item carries 900.
     controller->observedVariableDidBecome(kVXObserveSchedulerPending, QVariantList { queued });
-    QAction *fifteen = itemTitled(itemTitled(controller->statusMenu(), QStringLiteral("Event t"))->menu(),
+    QAction *fifteen = itemTitled(opened(itemTitled(controller->statusMenu(), QStringLiteral("Event t"))),
                                   QStringLiteral("Delay 15 Minutes"));
     QCOMPARE(TriskVXMenuItem::tag(fifteen), 900);
 }
@@ -1038,7 +1020,7 @@ void tst_TriskVXStatusMenuController::workspaceActions()
     // adjust: opens the workspace's dialog for the trigger.
     controller->observedVariableDidBecome(kVXObserveSchedulerPending,
                                           QVariantList { queuedTrigger(QStringLiteral("t"), kNow.addSecs(600)) });
-    itemTitled(itemTitled(controller->statusMenu(), QStringLiteral("Event t"))->menu(), QStringLiteral("Adjust…"))
+    itemTitled(opened(itemTitled(controller->statusMenu(), QStringLiteral("Event t"))), QStringLiteral("Adjust…"))
         ->trigger();
     QVERIFY(workspace->adjustDialogForTrigger(QStringLiteral("t")));
     delete workspace->adjustDialogForTrigger(QStringLiteral("t"));

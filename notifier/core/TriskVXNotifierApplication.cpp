@@ -1,6 +1,7 @@
 #include "TriskVXNotifierApplication.h"
 
 #include "TriskVXBundle.h"
+#include "TriskVXClock.h"
 #include "TriskVXInternalInconsistencyException.h"
 #include "TriskVXNotifierLogging.h"
 #include "TriskVXNotifyController.h"
@@ -27,6 +28,9 @@ int TriskVXNotifierApplication::run()
             "%{if-fatal}<2>%{endif}%{if-category}%{category}: %{endif}%{message}"));
     if (TriskVXBundle *bundle = TriskVXBundle::mainBundle())
         bundle->installTranslations();
+    // The agent owns the system clock: it follows zone changes (posting the spec's notification) and
+    // answers each date's zone from memory instead of asking the system every time.
+    TriskVXClock::systemClock()->watchSystemTimeZone();
 
     TriskVXUnixSignalWatcher signals({ SIGTERM, SIGINT, SIGHUP });
     QObject::connect(&signals, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {

@@ -205,16 +205,21 @@ QMenu *TriskVXMenuItem::copyMenu(const QMenu *menu, QWidget *parent)
     const QVariant autoenables = menu->property(kAutoenablesProperty);
     if (autoenables.isValid())
         copy->setProperty(kAutoenablesProperty, autoenables);
-    const QList<QAction *> items = menu->actions();
-    QList<QAction *> copies;
-    copies.reserve(items.size());
-    for (const QAction *item : items)
-        copies.append(copyItem(item, copy));
-    copy->addActions(copies);
+    copyItemsInto(menu, copy);
     QObject::connect(copy, &QMenu::aboutToShow, copy, [copy] {
         validateMenu(copy);
     });
     return copy;
+}
+
+void TriskVXMenuItem::copyItemsInto(const QMenu *from, QMenu *into)
+{
+    const QList<QAction *> items = from->actions();
+    QList<QAction *> copies;
+    copies.reserve(items.size());
+    for (const QAction *item : items)
+        copies.append(copyItem(item, into));
+    into->addActions(copies);
 }
 
 void TriskVXMenuItem::setSubmenu(QAction *item, QMenu *submenu)

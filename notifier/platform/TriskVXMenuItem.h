@@ -51,6 +51,8 @@ public:
     static QAction *copyItem(const QAction *item, QObject *parent = nullptr);
     // A copy of the menu: title, automatic enabling, and a copy of each item.
     static QMenu *copyMenu(const QMenu *menu, QWidget *parent = nullptr);
+    // Appends a copy of each item of one menu to another.
+    static void copyItemsInto(const QMenu *from, QMenu *into);
     // Gives the item a submenu (or takes it away with nullptr) without the item owning it.
     static void setSubmenu(QAction *item, QMenu *submenu);
 

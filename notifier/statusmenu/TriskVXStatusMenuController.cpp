@@ -208,11 +208,22 @@ QIcon TriskVXStatusMenuController::iconForImage(const QImage &image) const
 
 QImage TriskVXStatusMenuController::imageForMenuItemForUIIdentifier(const QUrl &identifier) const
 {
+    // Built-in pictures are the same at every rebuild: one marked image each keeps its icon cached too.
+    const bool builtIn = identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn;
+    const QString cacheKey
+        = builtIn ? identifier.toString() + QLatin1Char('@') + QString::number(imageSizeForMenuItem()) : QString();
+    if (builtIn) {
+        const auto cached = m_menuImageCache.constFind(cacheKey);
+        if (cached != m_menuImageCache.constEnd())
+            return *cached;
+    }
     TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
     QImage image = assistant->imageForUIIdentifierScaleToFitVariation(
         identifier, QSizeF(imageSizeForMenuItem(), imageSizeForMenuItem()), TriskVXIImageAssistantVariationNone);
-    if (identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn)
+    if (builtIn) {
         TriskVXIImageAssistant::setTemplate(image, true);
+        m_menuImageCache.insert(cacheKey, image);
+    }
     return image;
 }
 
@@ -284,17 +295,12 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
                                                            triggerDateWithQueuedTrigger(queuedTrigger).toString());
         QAction *item = newItemForEvent(mapOf(queuedTrigger).value(kVXQueuedTriggerEvent), title, menu);
         item->setData(queuedTrigger);
-        QMenu *submenu = TriskVXMenuItem::copyMenu(m_triggerTemplateMenu, menu);
-        if (supportsBehaviourWithQueuedTriggerBehaviour(queuedTrigger, kVXElementBehaviour_CanPerformOnDemand)) {
-            for (qsizetype i = performNowItems.size() - 1; i >= 0; --i) {
-                QAction *copy = TriskVXMenuItem::copyItem(performNowItems.at(i), submenu);
-                const QList<QAction *> present = submenu->actions();
-                submenu->insertAction(present.isEmpty() ? nullptr : present.first(), copy);
-            }
-        }
-        const QList<QAction *> submenuItems = submenu->actions();
-        for (QAction *submenuItem : submenuItems)
-            submenuItem->setData(queuedTrigger);
+        // The submenu's items are copied when it first opens: with a thousand triggers, copying them
+        // all at each report would cost more than the whole rebuild may (docs/decisions.md).
+        auto *submenu = new QMenu(menu);
+        connect(submenu, &QMenu::aboutToShow, this, [this, submenu, queuedTrigger] {
+            fillTriggerSubmenu(submenu, queuedTrigger);
+        });
         TriskVXMenuItem::setSubmenu(item, submenu);
         pendingItems.append(item);
     }
@@ -380,6 +386,26 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
 
     // 10.
     updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+void TriskVXStatusMenuController::fillTriggerSubmenu(QMenu *submenu, const QVariant &queuedTrigger)
+{
+    if (!submenu->actions().isEmpty() || !m_triggerTemplateMenu)
+        return;
+    TriskVXMenuItem::copyItemsInto(m_triggerTemplateMenu, submenu);
+    if (m_performNowTemplateMenu
+        && supportsBehaviourWithQueuedTriggerBehaviour(queuedTrigger, kVXElementBehaviour_CanPerformOnDemand)) {
+        // Inserted at the top from last to first, so that they stand in the template's order.
+        const QList<QAction *> performNowItems = m_performNowTemplateMenu->actions();
+        for (qsizetype i = performNowItems.size() - 1; i >= 0; --i) {
+            QAction *copy = TriskVXMenuItem::copyItem(performNowItems.at(i), submenu);
+            submenu->insertAction(submenu->actions().value(0), copy);
+        }
+    }
+    const QList<QAction *> submenuItems = submenu->actions();
+    for (QAction *submenuItem : submenuItems)
+        submenuItem->setData(queuedTrigger);
+    TriskVXMenuItem::validateMenu(submenu);
 }
 
 QList<QAction *> TriskVXStatusMenuController::encloseMenuItemsAsSection(const QList<QAction *> &menuItems,

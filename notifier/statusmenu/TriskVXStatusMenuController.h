@@ -128,6 +128,9 @@ public Q_SLOTS:
 private:
     QAction *newItemForEvent(const QVariant &event, const QString &title, QObject *parent) const;
     QIcon iconForImage(const QImage &image) const;
+    // Copies the trigger template (and the perform-now items where they apply) into a pending trigger's
+    // submenu as it first opens.
+    void fillTriggerSubmenu(QMenu *submenu, const QVariant &queuedTrigger);
     QString localized(const QString &key) const;
 
     QPointer<QMenu> m_triggerTemplateMenu;
@@ -149,4 +152,5 @@ private:
     QPointer<QMenu> m_statusMenu;
     // Menu icons by image: the same few pictures recur in every rebuild.
     mutable QHash<qint64, QIcon> m_iconCache;
+    mutable QHash<QString, QImage> m_menuImageCache;
 };

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "TriskVXMenuItem.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QStringList>
+
+// A menu as a person reads it: "-" for a separator, the first line of each title, only the lines shown.
+inline QStringList linesOf(const QMenu *menu)
+{
+    QStringList lines;
+    const QList<QAction *> items = menu ? menu->actions() : QList<QAction *>();
+    for (const QAction *item : items) {
+        if (item->isVisible())
+            lines.append(item->isSeparator() ? QStringLiteral("-")
+                                             : TriskVXMenuItem::title(item).section(QLatin1Char('\n'), 0, 0));
+    }
+    return lines;
+}
+
+// The first item whose title's first line is title, or nullptr.
+inline QAction *itemTitled(const QMenu *menu, const QString &title)
+{
+    const QList<QAction *> items = menu ? menu->actions() : QList<QAction *>();
+    for (QAction *item : items) {
+        if (TriskVXMenuItem::title(item).section(QLatin1Char('\n'), 0, 0) == title)
+            return item;
+    }
+    return nullptr;
+}
+
+// An item's submenu as it opens (aboutToShow), which is when the status menu fills a trigger's submenu.
+inline QMenu *opened(const QAction *item)
+{
+    QMenu *submenu = item ? item->menu() : nullptr;
+    if (submenu)
+        Q_EMIT submenu->aboutToShow();
+    return submenu;
+}
