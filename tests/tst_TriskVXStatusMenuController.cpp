@@ -438,8 +438,13 @@ void tst_TriskVXStatusMenuController::triggerSubmenus()
     const QVariantMap queued = queuedTrigger(QStringLiteral("t"), kNow.addSecs(600), behaviours);
     controller->observedVariableDidBecome(kVXObserveSchedulerPending, QVariantList { queued });
     QAction *pendingItem = itemTitled(controller->statusMenu(), QStringLiteral("Event t"));
-    // Filled as it first opens, once.
+    // The submenu comes as the status menu opens, its items as it opens itself, once.
+    QVERIFY(!pendingItem->menu());
+    Q_EMIT controller->statusMenu()->aboutToShow();
     QVERIFY(pendingItem->menu() && pendingItem->menu()->actions().isEmpty());
+    QMenu *attached = pendingItem->menu();
+    Q_EMIT controller->statusMenu()->aboutToShow();
+    QCOMPARE(pendingItem->menu(), attached);
     QMenu *submenu = opened(pendingItem);
     QCOMPARE(linesOf(submenu), lines);
     QCOMPARE(linesOf(opened(pendingItem)), lines);

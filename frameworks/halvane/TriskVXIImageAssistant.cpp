@@ -29,9 +29,11 @@ TriskVXIImageAssistant *TriskVXIImageAssistant::imageAssistant()
 
 QStringList TriskVXIImageAssistant::builtInImageNames()
 {
-    return { kVXElementImage_None,    kVXElementImage_Stopped,     kVXElementImage_ActionCog,
-             kGenericEventImage,      QStringLiteral("power-off"), QStringLiteral("restart"),
-             QStringLiteral("sleep"), QStringLiteral("log-out") };
+    // Asked for every menu item's picture: made once.
+    static const QStringList names { kVXElementImage_None,    kVXElementImage_Stopped,     kVXElementImage_ActionCog,
+                                     kGenericEventImage,      QStringLiteral("power-off"), QStringLiteral("restart"),
+                                     QStringLiteral("sleep"), QStringLiteral("log-out") };
+    return names;
 }
 
 QUrl TriskVXIImageAssistant::UIIdentifierForElementImage(const QString &name)

@@ -26,6 +26,8 @@ const int kPlaceholderTag = 1;
 const int kSectionItemsTag = 1;
 const int kSectionHeadingTag = 2;
 const QString kQuickScheduleAction = QStringLiteral("quickSchedule:");
+// Marks a pending trigger's item, whose submenu is made as the status menu opens.
+const char kTriggerItemProperty[] = "triskPendingTrigger";
 
 QVariantMap mapOf(const QVariant &value)
 {
@@ -295,13 +297,10 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
                                                            triggerDateWithQueuedTrigger(queuedTrigger).toString());
         QAction *item = newItemForEvent(mapOf(queuedTrigger).value(kVXQueuedTriggerEvent), title, menu);
         item->setData(queuedTrigger);
-        // The submenu's items are copied when it first opens: with a thousand triggers, copying them
-        // all at each report would cost more than the whole rebuild may (docs/decisions.md).
-        auto *submenu = new QMenu(menu);
-        connect(submenu, &QMenu::aboutToShow, this, [this, submenu, queuedTrigger] {
-            fillTriggerSubmenu(submenu, queuedTrigger);
-        });
-        TriskVXMenuItem::setSubmenu(item, submenu);
+        // Its submenu comes when the status menu opens, and the submenu's items when it opens: with a
+        // thousand triggers, making them all at each report would cost more than the whole rebuild may
+        // (docs/decisions.md).
+        item->setProperty(kTriggerItemProperty, true);
         pendingItems.append(item);
     }
 
@@ -374,6 +373,9 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         }
     }
     TriskVXMenuItem::validateMenu(menu);
+    connect(menu, &QMenu::aboutToShow, this, [this, menu] {
+        attachTriggerSubmenus(menu);
+    });
 
     // 8. The item shows the new menu; the previous one goes once control is back in the event loop, as a
     // report may arrive while it is open.
@@ -386,6 +388,21 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
 
     // 10.
     updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+void TriskVXStatusMenuController::attachTriggerSubmenus(QMenu *menu)
+{
+    const QList<QAction *> items = menu->actions();
+    for (QAction *item : items) {
+        if (item->menu() || !item->property(kTriggerItemProperty).toBool())
+            continue;
+        auto *submenu = new QMenu(menu);
+        const QVariant queuedTrigger = item->data();
+        connect(submenu, &QMenu::aboutToShow, this, [this, submenu, queuedTrigger] {
+            fillTriggerSubmenu(submenu, queuedTrigger);
+        });
+        TriskVXMenuItem::setSubmenu(item, submenu);
+    }
 }
 
 void TriskVXStatusMenuController::fillTriggerSubmenu(QMenu *submenu, const QVariant &queuedTrigger)

@@ -128,6 +128,8 @@ public Q_SLOTS:
 private:
     QAction *newItemForEvent(const QVariant &event, const QString &title, QObject *parent) const;
     QIcon iconForImage(const QImage &image) const;
+    // Gives each pending trigger's item of the menu its (empty) submenu, as the menu opens.
+    void attachTriggerSubmenus(QMenu *menu);
     // Copies the trigger template (and the perform-now items where they apply) into a pending trigger's
     // submenu as it first opens.
     void fillTriggerSubmenu(QMenu *submenu, const QVariant &queuedTrigger);

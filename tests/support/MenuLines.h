@@ -30,9 +30,20 @@ inline QAction *itemTitled(const QMenu *menu, const QString &title)
     return nullptr;
 }
 
-// An item's submenu as it opens (aboutToShow), which is when the status menu fills a trigger's submenu.
+// An item's submenu as it opens (aboutToShow), which is when the status menu fills a trigger's submenu;
+// the menu holding the item opens first, as it does on screen, which is when a trigger's item gets its
+// submenu.
 inline QMenu *opened(const QAction *item)
 {
+    if (item && !item->menu()) {
+        const QList<QObject *> holders = item->associatedObjects();
+        for (QObject *holder : holders) {
+            if (auto *menu = qobject_cast<QMenu *>(holder)) {
+                Q_EMIT menu->aboutToShow();
+                break;
+            }
+        }
+    }
     QMenu *submenu = item ? item->menu() : nullptr;
     if (submenu)
         Q_EMIT submenu->aboutToShow();
