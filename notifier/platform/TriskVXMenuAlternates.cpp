@@ -81,9 +81,14 @@ void TriskVXMenuAlternates::apply()
         while (end < items.size() && TriskVXMenuItem::isAlternate(items.at(end)))
             ++end;
         if (m_presentation == ShowAll) {
+            // Alternates that do something become lines of their own. A group of mere labels, one per
+            // modifier state (the Quick Schedule heading), names states this host does not have: it goes.
+            bool labelsOnly = end - start > 1;
+            for (qsizetype i = start; i < end && labelsOnly; ++i)
+                labelsOnly = TriskVXMenuItem::action(items.at(i)).isEmpty();
             for (qsizetype i = start; i < end; ++i) {
                 QAction *item = items.at(i);
-                item->setVisible(i == start || !TriskVXMenuItem::action(item).isEmpty());
+                item->setVisible(!labelsOnly && (i == start || !TriskVXMenuItem::action(item).isEmpty()));
             }
         } else {
             qsizetype shown = start;

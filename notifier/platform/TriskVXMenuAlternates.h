@@ -19,8 +19,8 @@ public:
     enum Presentation {
         // One line per group, following the modifier keys while the menu is open.
         FollowModifiers,
-        // Every alternate that does something becomes a line of its own; alternates without an action
-        // (labels of a modifier state, such as a group heading) stay hidden.
+        // Every alternate that does something becomes a line of its own; a group made only of labels
+        // (one per modifier state, such as the Quick Schedule heading) is hidden.
         ShowAll,
     };
     Q_ENUM(Presentation)
