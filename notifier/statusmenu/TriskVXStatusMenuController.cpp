@@ -542,6 +542,15 @@ bool TriskVXStatusMenuController::onDemandEvent(const QVariant &anEvent) const
 
 // Part 2.5: the menu's actions.
 
+QString TriskVXStatusMenuController::uniqueIDOfRepresentedEvent(QObject *sender, bool ofQueuedTrigger)
+{
+    // Unchecked, as the spec has it: a missing id goes on as nil and the requests controller decides.
+    const auto *item = qobject_cast<QAction *>(sender);
+    const QVariant represented = item ? item->data() : QVariant();
+    const QVariant event = ofQueuedTrigger ? mapOf(represented).value(kVXQueuedTriggerEvent) : represented;
+    return mapOf(event).value(kVXEventUniqueID).toString();
+}
+
 void TriskVXStatusMenuController::cancel(QObject *sender)
 {
     const QVariant triggerID = triggerIDForIBAction(sender);
@@ -575,26 +584,20 @@ void TriskVXStatusMenuController::reset(QObject *sender)
 
 void TriskVXStatusMenuController::triggerNow(QObject *sender)
 {
-    const auto *item = qobject_cast<QAction *>(sender);
-    const QVariant event = item ? mapOf(item->data()).value(kVXQueuedTriggerEvent) : QVariant();
     if (requests())
-        requests()->triggerNow(mapOf(event).value(kVXEventUniqueID).toString());
+        requests()->triggerNow(uniqueIDOfRepresentedEvent(sender, true));
 }
 
 void TriskVXStatusMenuController::performNow(QObject *sender)
 {
-    const auto *item = qobject_cast<QAction *>(sender);
-    const QVariant event = item ? mapOf(item->data()).value(kVXQueuedTriggerEvent) : QVariant();
     if (requests())
-        requests()->performNow(mapOf(event).value(kVXEventUniqueID).toString());
+        requests()->performNow(uniqueIDOfRepresentedEvent(sender, true));
 }
 
 void TriskVXStatusMenuController::triggerOnDemandNow(QObject *sender)
 {
-    const auto *item = qobject_cast<QAction *>(sender);
-    const QVariant event = item ? item->data() : QVariant();
     if (requests())
-        requests()->triggerNow(mapOf(event).value(kVXEventUniqueID).toString());
+        requests()->triggerNow(uniqueIDOfRepresentedEvent(sender, false));
 }
 
 void TriskVXStatusMenuController::adjust(QObject *sender)

@@ -134,6 +134,8 @@ private:
     // submenu as it first opens.
     void fillTriggerSubmenu(QMenu *submenu, const QVariant &queuedTrigger);
     QString localized(const QString &key) const;
+    // kVXEventUniqueID of the sender's represented event, or of its queued trigger's event.
+    static QString uniqueIDOfRepresentedEvent(QObject *sender, bool ofQueuedTrigger);
 
     QPointer<QMenu> m_triggerTemplateMenu;
     QPointer<QMenu> m_sectionTemplateMenu;
