@@ -6,6 +6,7 @@
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXMenuItem.h"
+#include "TriskVXPropertyListSerialization.h"
 #include "TriskVXRequestsController.h"
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusItem.h"
@@ -16,6 +17,7 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDir>
 #include <QMenu>
 #include <QProcess>
 #include <QTest>
@@ -44,6 +46,7 @@ private Q_SLOTS:
     void delayAndResetFromTheMenu();
     void triggerAndPerformNowFromTheMenu();
     void quickScheduleFromTheMenu();
+    void shippedTemplatesAreAccepted();
 
 private:
     bool halvanectl(const QStringList &arguments);
@@ -248,6 +251,30 @@ void tst_StatusMenuIntegration::quickScheduleFromTheMenu()
     QCOMPARE(m_controller->nextPendingQueuedTrigger().toMap().value(kVXQueuedTriggerEvent).toMap().value(kVXEventName),
              QVariant(QStringLiteral("Nap")));
     QCOMPARE(itemTitled(menu(), QStringLiteral("Quick Schedule"))->menu(), quick);
+}
+
+void tst_StatusMenuIntegration::shippedTemplatesAreAccepted()
+{
+    // The templates the notifier ships, stored as a Quick Schedule choice stores them: the real service
+    // takes each.
+    const QDir folder(QStringLiteral(TRISK_BUILD_RESOURCES "/Quick Schedule"));
+    const QStringList files = folder.entryList({ QStringLiteral("*.") + kVXWorkspaceFileExtensionEvent }, QDir::Files);
+    QCOMPARE(files.size(), 4);
+    for (const QString &file : files) {
+        QString error;
+        QVariantMap event
+            = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(folder.filePath(file), &error).toMap();
+        QVERIFY2(event.contains(kVXEventName), qPrintable(file + QLatin1Char(' ') + error));
+        QVERIFY2(event.contains(kVXEventNotes), qPrintable(file));
+        event.insert(kVXEventTriggers,
+                     QVariantList { QVariantMap { { kVXTriggerType, kVXTriggerType_Once },
+                                                  { kVXTriggerDate, kNow.addDays(30) } } });
+        qint64 status = 0;
+        QString message;
+        QVERIFY2(m_client->request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { event } } },
+                                   &status, &message),
+                 qPrintable(file + QStringLiteral(": ") + message));
+    }
 }
 
 int main(int argc, char *argv[])
