@@ -1,12 +1,17 @@
+#include "TriskVXDesktopStatusBar.h"
 #include "TriskVXNotifierApplication.h"
+#include "TriskVXStatusBar.h"
 #include "TriskVXStatusMenuController.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 
 int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     // The notifier classes the controller's tables name, as this build has them.
     TriskVXStatusMenuController::registerClass();
+    // The status bar's items appear in the desktop's panel (or tray) of the session.
+    TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
     return TriskVXNotifierApplication::run();
 }

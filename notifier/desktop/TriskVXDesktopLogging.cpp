@@ -1,0 +1,3 @@
+#include "TriskVXDesktopLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskDesktop, "trisk.desktop", QtInfoMsg)

@@ -1,0 +1,175 @@
+#include "TriskVXStatusNotifierItem.h"
+
+#include "TriskVXBundle.h"
+#include "TriskVXDBusMenuExporter.h"
+#include "TriskVXDesktopLogging.h"
+#include "TriskVXIImageAssistant.h"
+#include "TriskVXStatusItem.h"
+#include "statusnotifieritem_adaptor.h"
+#include "statusnotifierwatcher_interface.h"
+
+#include <QApplication>
+#include <QDBusPendingCallWatcher>
+#include <QMenu>
+#include <QPalette>
+
+namespace {
+// Widest count-down the label shows; hosts that reserve room for the label measure this.
+const QString kLabelGuide = QStringLiteral("00:00:00");
+
+int nextItemNumber()
+{
+    static int number = 0;
+    return ++number;
+}
+} // namespace
+
+const QString TriskVXStatusNotifierItem::kWatcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString TriskVXStatusNotifierItem::kWatcherPath = QStringLiteral("/StatusNotifierWatcher");
+const QString TriskVXStatusNotifierItem::kItemPath = QStringLiteral("/StatusNotifierItem");
+const QString TriskVXStatusNotifierItem::kMenuPath = QStringLiteral("/MenuBar");
+
+TriskVXStatusNotifierItem::TriskVXStatusNotifierItem(TriskVXStatusItem *item, const QDBusConnection &connection,
+                                                     QObject *parent)
+    : QObject(parent)
+    , m_item(item)
+    , m_connection(connection)
+    , m_serviceName(QStringLiteral("org.freedesktop.StatusNotifierItem-%1-%2")
+                        .arg(QCoreApplication::applicationPid())
+                        .arg(nextItemNumber()))
+{
+    registerTriskVXDBusImageTypes();
+    new StatusNotifierItemAdaptor(this);
+    m_menuExporter = new TriskVXDBusMenuExporter(m_connection, kMenuPath, this);
+    m_exported = m_connection.registerObject(kItemPath, this) && m_connection.registerService(m_serviceName);
+    if (!m_exported)
+        qCWarning(lcTriskDesktop).noquote() << QStringLiteral("cannot export the status item as %1: %2")
+                                                   .arg(m_serviceName, m_connection.lastError().message());
+    if (m_item) {
+        m_menuExporter->setMenu(m_item->menu());
+        m_imageKey = m_item->image().cacheKey();
+        m_toolTip = m_item->toolTip();
+        m_label = m_item->title();
+        connect(m_item, &TriskVXStatusItem::changed, this, &TriskVXStatusNotifierItem::itemChanged);
+    }
+}
+
+TriskVXStatusNotifierItem::~TriskVXStatusNotifierItem()
+{
+    if (m_exported) {
+        m_connection.unregisterService(m_serviceName);
+        m_connection.unregisterObject(kItemPath);
+    }
+}
+
+void TriskVXStatusNotifierItem::registerWithWatcher()
+{
+    if (!m_exported || m_registered || m_registering)
+        return;
+    m_registering = true;
+    OrgKdeStatusNotifierWatcherInterface watcher(kWatcherService, kWatcherPath, m_connection);
+    auto *call = new QDBusPendingCallWatcher(watcher.RegisterStatusNotifierItem(m_serviceName), this);
+    connect(call, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *finished) {
+        finished->deleteLater();
+        m_registering = false;
+        if (finished->isError()) {
+            m_registered = false;
+            qCWarning(lcTriskDesktop).noquote()
+                << QStringLiteral("the status notifier watcher did not take the status item: %1")
+                       .arg(finished->error().message());
+            return;
+        }
+        m_registered = true;
+        qCInfo(lcTriskDesktop).noquote() << QStringLiteral("status item registered as %1").arg(m_serviceName);
+        Q_EMIT registered();
+    });
+}
+
+QString TriskVXStatusNotifierItem::title() const
+{
+    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
+    return bundle ? bundle->localizedStringForKey(QStringLiteral("TriskVXNotifyController.name"), QString()) : id();
+}
+
+QImage TriskVXStatusNotifierItem::shownImage(const QImage &image)
+{
+    if (!TriskVXIImageAssistant::isTemplate(image))
+        return image;
+    // The host draws our pixels as they are: a template picture takes the colour of the panel's text.
+    return TriskVXIImageAssistant::tintedTemplateImage(image, QApplication::palette().color(QPalette::WindowText));
+}
+
+TriskVXDBusImageList TriskVXStatusNotifierItem::iconPixmap() const
+{
+    if (!m_item || m_item->image().isNull())
+        return {};
+    return { TriskVXDBusImage::fromImage(shownImage(m_item->image())) };
+}
+
+TriskVXDBusToolTip TriskVXStatusNotifierItem::toolTip() const
+{
+    TriskVXDBusToolTip toolTip;
+    toolTip.title = title();
+    toolTip.description = m_item ? m_item->toolTip() : QString();
+    return toolTip;
+}
+
+QString TriskVXStatusNotifierItem::label() const
+{
+    return m_item ? m_item->title() : QString();
+}
+
+QString TriskVXStatusNotifierItem::labelGuide() const
+{
+    return kLabelGuide;
+}
+
+void TriskVXStatusNotifierItem::itemChanged()
+{
+    if (!m_item)
+        return;
+    if (m_item->menu() != m_menuExporter->menu())
+        m_menuExporter->setMenu(m_item->menu());
+    const qint64 imageKey = m_item->image().cacheKey();
+    if (imageKey != m_imageKey) {
+        m_imageKey = imageKey;
+        Q_EMIT NewIcon();
+    }
+    if (m_item->toolTip() != m_toolTip) {
+        m_toolTip = m_item->toolTip();
+        Q_EMIT NewToolTip();
+    }
+    if (m_item->title() != m_label) {
+        m_label = m_item->title();
+        Q_EMIT XAyatanaNewLabel(m_label, kLabelGuide);
+    }
+}
+
+void TriskVXStatusNotifierItem::popUpMenu(int x, int y)
+{
+    if (m_item && m_item->menu())
+        m_item->menu()->popup(QPoint(x, y));
+}
+
+void TriskVXStatusNotifierItem::ContextMenu(int x, int y)
+{
+    popUpMenu(x, y);
+}
+
+void TriskVXStatusNotifierItem::Activate(int x, int y)
+{
+    // The item is its menu: a host that activates instead of showing the exported menu gets it here.
+    popUpMenu(x, y);
+}
+
+void TriskVXStatusNotifierItem::SecondaryActivate(int x, int y)
+{
+    popUpMenu(x, y);
+}
+
+void TriskVXStatusNotifierItem::Scroll(int delta, const QString &orientation)
+{
+    // Scrolling over the item means nothing for a scheduler.
+    Q_UNUSED(delta)
+    Q_UNUSED(orientation)
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QObject>
+#include <QStringList>
+
+// A StatusNotifierWatcher on a connection of its own, as a panel's would be: it records the items that
+// register, and can leave the bus and come back as a restarting panel does.
+class FakeStatusNotifierWatcher : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ isHostRegistered)
+    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
+    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ registeredItems)
+
+public:
+    explicit FakeStatusNotifierWatcher(QObject *parent = nullptr);
+    ~FakeStatusNotifierWatcher() override;
+
+    // Takes the watcher's name on the session bus; false when someone has it.
+    bool start();
+    void stop();
+    bool isHostRegistered() const { return true; }
+    int protocolVersion() const { return 0; }
+    QStringList registeredItems() const { return m_items; }
+    // The connection the host side reads the items through.
+    QDBusConnection connection() const { return m_connection; }
+
+public Q_SLOTS:
+    void RegisterStatusNotifierItem(const QString &service);
+    void RegisterStatusNotifierHost(const QString &service);
+
+Q_SIGNALS:
+    void StatusNotifierItemRegistered(const QString &service);
+
+private:
+    QDBusConnection m_connection;
+    QStringList m_items;
+    bool m_started = false;
+};
