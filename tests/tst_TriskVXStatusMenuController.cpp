@@ -440,7 +440,11 @@ void tst_TriskVXStatusMenuController::triggerSubmenus()
     QAction *pendingItem = itemTitled(controller->statusMenu(), QStringLiteral("Event t"));
     // The submenu comes as the status menu opens, its items as it opens itself, once.
     QVERIFY(!pendingItem->menu());
+    // It reads as an item with a submenu all the same: enabled, with its arrow in exported menus.
+    QVERIFY(pendingItem->isEnabled());
+    QVERIFY(TriskVXMenuItem::hasSubmenu(pendingItem));
     Q_EMIT controller->statusMenu()->aboutToShow();
+    QVERIFY(pendingItem->isEnabled());
     QVERIFY(pendingItem->menu() && pendingItem->menu()->actions().isEmpty());
     QMenu *attached = pendingItem->menu();
     Q_EMIT controller->statusMenu()->aboutToShow();

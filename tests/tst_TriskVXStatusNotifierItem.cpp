@@ -357,6 +357,13 @@ void tst_TriskVXStatusNotifierItem::theStatusMenuThroughTheHost()
     // The exported layout mirrors the rebuilt menu; the trigger's submenu comes as the host opens it.
     TriskVXDBusMenuLayoutItem root = layout(service, 0);
     QCOMPARE(linesOfLayout(root), linesOf(controller.statusMenu()));
+    // Before the host opens the menu, the trigger's line already says it has a submenu, and is enabled.
+    for (const TriskVXDBusMenuLayoutItem &child : root.children) {
+        if (child.properties.value(QStringLiteral("label")).toString().startsWith(QStringLiteral("Nap\n"))) {
+            QCOMPARE(child.properties.value(QStringLiteral("children-display")), QVariant(QStringLiteral("submenu")));
+            QVERIFY(!child.properties.contains(QStringLiteral("enabled")));
+        }
+    }
     const QDBusMessage opened
         = callItem(service, TriskVXStatusNotifierItem::kMenuPath, kMenuInterface, QStringLiteral("AboutToShow"), { 0 });
     QCOMPARE(opened.arguments().value(0), QVariant(true));

@@ -145,7 +145,7 @@ QVariantMap TriskVXDBusMenuExporter::propertiesOf(QAction *action, const QString
         properties.insert(kLabel, labelOf(action->text()));
     if (!action->isEnabled() && wanted(kEnabled))
         properties.insert(kEnabled, false);
-    if (action->menu() && wanted(kChildrenDisplay))
+    if (TriskVXMenuItem::hasSubmenu(action) && wanted(kChildrenDisplay))
         properties.insert(kChildrenDisplay, QStringLiteral("submenu"));
     if (!action->icon().isNull() && wanted(kIconData))
         properties.insert(kIconData, pngOf(action->icon()));

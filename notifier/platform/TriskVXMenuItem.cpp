@@ -14,6 +14,7 @@ const char kTagProperty[] = "tag";
 const char kAlternateProperty[] = "alternate";
 const char kModifierMaskProperty[] = "keyEquivalentModifierMask";
 const char kAutoenablesProperty[] = "autoenablesItems";
+const char kSubmenuToComeProperty[] = "submenuToCome";
 // Set on every item the copies and factories connect, so that a second setTargetAction replaces the
 // first connection instead of adding one.
 const char kSendsProperty[] = "_trisk_sends";
@@ -222,6 +223,16 @@ void TriskVXMenuItem::copyItemsInto(const QMenu *from, QMenu *into)
     into->addActions(copies);
 }
 
+void TriskVXMenuItem::setSubmenuToCome(QAction *item, bool toCome)
+{
+    item->setProperty(kSubmenuToComeProperty, toCome ? QVariant(true) : QVariant());
+}
+
+bool TriskVXMenuItem::hasSubmenu(const QAction *item)
+{
+    return item->menu() || item->property(kSubmenuToComeProperty).toBool();
+}
+
 void TriskVXMenuItem::setSubmenu(QAction *item, QMenu *submenu)
 {
     item->setMenu(submenu);
@@ -246,7 +257,7 @@ void TriskVXMenuItem::validateMenu(QMenu *menu)
     for (QAction *item : items) {
         if (item->isSeparator())
             continue;
-        if (item->menu()) {
+        if (hasSubmenu(item)) {
             // An item that holds a submenu opens it; the submenu's own items are validated as it opens.
             item->setEnabled(true);
             continue;

@@ -51,6 +51,9 @@ public:
     static QAction *copyItem(const QAction *item, QObject *parent = nullptr);
     // A copy of the menu: title, automatic enabling, and a copy of each item.
     static QMenu *copyMenu(const QMenu *menu, QWidget *parent = nullptr);
+    // An item whose submenu is made when its menu opens: it shows and validates as one that has it.
+    static void setSubmenuToCome(QAction *item, bool toCome);
+    static bool hasSubmenu(const QAction *item);
     // Appends a copy of each item of one menu to another.
     static void copyItemsInto(const QMenu *from, QMenu *into);
     // Gives the item a submenu (or takes it away with nullptr) without the item owning it.

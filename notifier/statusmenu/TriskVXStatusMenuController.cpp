@@ -26,8 +26,6 @@ const int kPlaceholderTag = 1;
 const int kSectionItemsTag = 1;
 const int kSectionHeadingTag = 2;
 const QString kQuickScheduleAction = QStringLiteral("quickSchedule:");
-// Marks a pending trigger's item, whose submenu is made as the status menu opens.
-const char kTriggerItemProperty[] = "triskPendingTrigger";
 
 QVariantMap mapOf(const QVariant &value)
 {
@@ -300,7 +298,7 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         // Its submenu comes when the status menu opens, and the submenu's items when it opens: with a
         // thousand triggers, making them all at each report would cost more than the whole rebuild may
         // (docs/decisions.md).
-        item->setProperty(kTriggerItemProperty, true);
+        TriskVXMenuItem::setSubmenuToCome(item, true);
         pendingItems.append(item);
     }
 
@@ -394,7 +392,7 @@ void TriskVXStatusMenuController::attachTriggerSubmenus(QMenu *menu)
 {
     const QList<QAction *> items = menu->actions();
     for (QAction *item : items) {
-        if (item->menu() || !item->property(kTriggerItemProperty).toBool())
+        if (item->menu() || !TriskVXMenuItem::hasSubmenu(item))
             continue;
         auto *submenu = new QMenu(menu);
         const QVariant queuedTrigger = item->data();
