@@ -102,6 +102,7 @@ private Q_SLOTS:
     void aRebuildSendsOneLayoutUpdated();
     void watcherLeavesAndComesBack();
     void noWatcherUsesTheTray();
+    void groupCallsAndPropertyUpdates();
     void labels_data();
     void labels();
     void malformedCallsGetErrors_data();
@@ -469,6 +470,70 @@ void tst_TriskVXStatusNotifierItem::noWatcherUsesTheTray()
     }));
     QVERIFY(!m_desktop->trayIcon(item));
     QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::StatusNotifier);
+}
+
+void tst_TriskVXStatusNotifierItem::groupCallsAndPropertyUpdates()
+{
+    QVERIFY(m_watcher->start());
+    TriskVXStatusItem *item = makeItem();
+    QMenu menu;
+    QAction *open = menu.addAction(QStringLiteral("Open"));
+    QAction *later = menu.addAction(QStringLiteral("Later"));
+    later->setEnabled(false);
+    int chosen = 0;
+    connect(open, &QAction::triggered, this, [&chosen] {
+        ++chosen;
+    });
+    item->setMenu(&menu);
+    m_desktop = std::make_unique<TriskVXDesktopStatusBar>(m_bar.get(), QDBusConnection::sessionBus());
+    const QString service = m_desktop->statusNotifierItem(item)->serviceName();
+    listen(service, TriskVXStatusNotifierItem::kMenuPath, kMenuInterface, QStringLiteral("ItemsPropertiesUpdated"));
+    const TriskVXDBusMenuLayoutItem root = layout(service, 0);
+    const int openId = childIdLabelled(root, QStringLiteral("Open"));
+    const int laterId = childIdLabelled(root, QStringLiteral("Later"));
+    QVERIFY(openId > 0 && laterId > 0);
+
+    // Properties of several items; an id the host has wrong is left out.
+    QDBusMessage reply
+        = callItem(service, TriskVXStatusNotifierItem::kMenuPath, kMenuInterface, QStringLiteral("GetGroupProperties"),
+                   { QVariant::fromValue(QList<int> { openId, laterId, 999 }),
+                     QStringList { QStringLiteral("label"), QStringLiteral("enabled") } });
+    TriskVXDBusMenuItemList items;
+    reply.arguments().value(0).value<QDBusArgument>() >> items;
+    QCOMPARE(items.size(), 2);
+    QCOMPARE(items.at(0).properties, (QVariantMap { { QStringLiteral("label"), QStringLiteral("Open") } }));
+    QCOMPARE(
+        items.at(1).properties,
+        (QVariantMap { { QStringLiteral("label"), QStringLiteral("Later") }, { QStringLiteral("enabled"), false } }));
+    QCOMPARE(property(service, TriskVXStatusNotifierItem::kMenuPath, kMenuInterface, QStringLiteral("Version")),
+             QVariant(3u));
+
+    // Events together: the good one runs, the bad id comes back; a disabled item does nothing.
+    TriskVXDBusMenuEventList events { { openId, QStringLiteral("clicked"), QDBusVariant(0), 0 },
+                                      { laterId, QStringLiteral("clicked"), QDBusVariant(0), 0 },
+                                      { 999, QStringLiteral("clicked"), QDBusVariant(0), 0 } };
+    reply = callItem(service, TriskVXStatusNotifierItem::kMenuPath, kMenuInterface, QStringLiteral("EventGroup"),
+                     { QVariant::fromValue(events) });
+    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+    QList<int> idErrors;
+    reply.arguments().value(0).value<QDBusArgument>() >> idErrors;
+    QCOMPARE(idErrors, QList<int> { 999 });
+    QCOMPARE(chosen, 1);
+    reply = callItem(service, TriskVXStatusNotifierItem::kMenuPath, kMenuInterface, QStringLiteral("AboutToShowGroup"),
+                     { QVariant::fromValue(QList<int> { 0, 999 }) });
+    reply.arguments().value(1).value<QDBusArgument>() >> idErrors;
+    QCOMPARE(idErrors, QList<int> { 999 });
+
+    // An item that changes is announced with its new properties.
+    open->setText(QStringLiteral("Open &now"));
+    QVERIFY(waitFor([this] {
+        return !m_signals->arguments.isEmpty();
+    }));
+    TriskVXDBusMenuItemList updated;
+    m_signals->arguments.first().value(0).value<QDBusArgument>() >> updated;
+    QCOMPARE(updated.size(), 1);
+    QCOMPARE(updated.first().id, openId);
+    QCOMPARE(updated.first().properties.value(QStringLiteral("label")), QVariant(QStringLiteral("Open _now")));
 }
 
 void tst_TriskVXStatusNotifierItem::labels_data()

@@ -246,13 +246,9 @@ bool TriskVXDBusMenuExporter::runEvent(int id, const QString &eventId)
     if (id != kRootId && !action)
         return false;
     if (eventId == QLatin1String("clicked")) {
-        // As a local click: validated first, and a disabled item does nothing.
-        if (action && !action->menu()) {
-            if (const auto *holder = qobject_cast<QMenu *>(action->parent()))
-                TriskVXMenuItem::validateMenu(const_cast<QMenu *>(holder));
-            if (action->isEnabled())
-                action->trigger();
-        }
+        // As a local click: the item as its menu's opening left it; a disabled one does nothing.
+        if (action && !action->menu() && action->isEnabled())
+            action->trigger();
     } else if (eventId == QLatin1String("opened")) {
         if (menu)
             Q_EMIT menu->aboutToShow();
