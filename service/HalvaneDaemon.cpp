@@ -171,6 +171,13 @@ int HalvaneDaemon::run(const QStringList &arguments)
         authority = std::make_unique<HalvaneRulesAuthority>(rules, ::getuid());
     }
 
+    // Before the name is on the bus: whoever sees it may stop the service at once, and a stop must be a
+    // clean one (the state saved, status 0).
+    TriskVXUnixSignalWatcher signalWatcher({ SIGTERM, SIGINT, SIGHUP });
+    QObject::connect(&signalWatcher, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
+        QCoreApplication::quit();
+    });
     HalvaneSchedulerService service(&scheduler, authority.get(), persistence.get());
     QString error;
     if (!service.registerOn(bus, parser.value(nameOption), &error)) {
@@ -193,11 +200,6 @@ int HalvaneDaemon::run(const QStringList &arguments)
     QObject::connect(&busWatcher, &TriskVXBusWatcher::busDisconnected, qApp, [] {
         qCWarning(lcHalvaned).noquote() << QStringLiteral("the bus went away; stopping");
         QCoreApplication::exit(1);
-    });
-    TriskVXUnixSignalWatcher signalWatcher({ SIGTERM, SIGINT, SIGHUP });
-    QObject::connect(&signalWatcher, &TriskVXUnixSignalWatcher::unixSignal, qApp, [](int signalNumber) {
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("stopping on signal %1").arg(signalNumber);
-        QCoreApplication::quit();
     });
     const int status = QCoreApplication::exec();
     if (persistence)

@@ -199,6 +199,12 @@ void tst_TriskVXStatusNotifierItem::listen(const QString &service, const QString
 {
     QVERIFY(
         m_watcher->connection().connect(service, path, interface, name, m_signals.get(), SLOT(received(QDBusMessage))));
+    // The match rule goes to the bus on the host's connection, the signals come from another one: a round
+    // trip to the bus on the host's connection makes sure the rule is in place before anything is sent.
+    const QDBusMessage roundTrip = m_watcher->connection().call(
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")));
+    QCOMPARE(roundTrip.type(), QDBusMessage::ReplyMessage);
 }
 
 TriskVXStatusItem *tst_TriskVXStatusNotifierItem::makeItem()
