@@ -11,11 +11,13 @@
 #include <QApplication>
 #include <QDBusPendingCallWatcher>
 #include <QMenu>
+#include <QPainter>
 #include <QPalette>
 
 namespace {
 // Widest count-down the label shows; hosts that reserve room for the label measure this.
 const QString kLabelGuide = QStringLiteral("00:00:00");
+const qreal kEdgeOpacity = 0.5;
 
 int nextItemNumber()
 {
@@ -95,8 +97,24 @@ QImage TriskVXStatusNotifierItem::shownImage(const QImage &image)
 {
     if (!TriskVXIImageAssistant::isTemplate(image))
         return image;
-    // The host draws our pixels as they are: a template picture takes the colour of the panel's text.
-    return TriskVXIImageAssistant::tintedTemplateImage(image, QApplication::palette().color(QPalette::WindowText));
+    // The host draws our pixels as they are, and the panel's own colours are not told to items: a template
+    // picture takes the desktop palette's text colour, ringed by a faint edge of its window colour, so
+    // that it stands out on a panel darker or lighter than the palette says (Plasma's dark panel with a
+    // light application palette).
+    const QPalette palette = QApplication::palette();
+    const QImage glyph = TriskVXIImageAssistant::tintedTemplateImage(image, palette.color(QPalette::WindowText));
+    const QImage edge = TriskVXIImageAssistant::tintedTemplateImage(image, palette.color(QPalette::Window));
+    QImage shown(glyph.size(), QImage::Format_ARGB32_Premultiplied);
+    shown.setDevicePixelRatio(glyph.devicePixelRatio());
+    shown.fill(Qt::transparent);
+    QPainter painter(&shown);
+    painter.setOpacity(kEdgeOpacity);
+    for (const QPoint &offset : { QPoint(-1, 0), QPoint(1, 0), QPoint(0, -1), QPoint(0, 1) })
+        painter.drawImage(QPointF(offset) / glyph.devicePixelRatio(), edge);
+    painter.setOpacity(1.0);
+    painter.drawImage(QPointF(0, 0), glyph);
+    painter.end();
+    return shown;
 }
 
 TriskVXDBusImageList TriskVXStatusNotifierItem::iconPixmap() const
