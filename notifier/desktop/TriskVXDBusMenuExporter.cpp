@@ -97,6 +97,11 @@ QAction *TriskVXDBusMenuExporter::actionOfId(int id) const
     return m_actions.value(id);
 }
 
+bool TriskVXDBusMenuExporter::isKnownId(int id) const
+{
+    return id == kRootId || actionOfId(id);
+}
+
 QMenu *TriskVXDBusMenuExporter::menuOfId(int id) const
 {
     if (id == kRootId)
@@ -172,14 +177,20 @@ void TriskVXDBusMenuExporter::watch(QMenu *menu)
         alternates->setPresentation(TriskVXMenuAlternates::ShowAll);
 }
 
+QVariantMap TriskVXDBusMenuExporter::propertiesOfId(int id, const QStringList &names) const
+{
+    // The root is the menu itself: it has children and nothing else to say.
+    if (id == kRootId)
+        return { { kChildrenDisplay, QStringLiteral("submenu") } };
+    QAction *action = actionOfId(id);
+    return action ? propertiesOf(action, names) : QVariantMap();
+}
+
 TriskVXDBusMenuLayoutItem TriskVXDBusMenuExporter::layoutOf(int id, QMenu *menu, int depth, const QStringList &names)
 {
     TriskVXDBusMenuLayoutItem item;
     item.id = id;
-    if (id == kRootId)
-        item.properties.insert(kChildrenDisplay, QStringLiteral("submenu"));
-    else if (QAction *action = actionOfId(id))
-        item.properties = propertiesOf(action, names);
+    item.properties = propertiesOfId(id, names);
     if (!menu || depth == 0)
         return item;
     watch(menu);
@@ -200,7 +211,7 @@ void TriskVXDBusMenuExporter::refuseUnknownId(int id)
 uint TriskVXDBusMenuExporter::GetLayout(int parentId, int recursionDepth, const QStringList &propertyNames,
                                         TriskVXDBusMenuLayoutItem &layout)
 {
-    if (parentId != kRootId && !actionOfId(parentId)) {
+    if (!isKnownId(parentId)) {
         refuseUnknownId(parentId);
         return m_revision;
     }
@@ -214,10 +225,8 @@ TriskVXDBusMenuItemList TriskVXDBusMenuExporter::GetGroupProperties(const QList<
     // Ids the host no longer has right are left out, as the protocol has it for a group.
     TriskVXDBusMenuItemList items;
     for (int id : ids) {
-        if (QAction *action = actionOfId(id))
-            items.append({ id, propertiesOf(action, propertyNames) });
-        else if (id == kRootId)
-            items.append({ id, { { kChildrenDisplay, QStringLiteral("submenu") } } });
+        if (isKnownId(id))
+            items.append({ id, propertiesOfId(id, propertyNames) });
     }
     return items;
 }
@@ -241,10 +250,10 @@ QDBusVariant TriskVXDBusMenuExporter::GetProperty(int id, const QString &name)
 
 bool TriskVXDBusMenuExporter::runEvent(int id, const QString &eventId)
 {
+    if (!isKnownId(id))
+        return false;
     QMenu *menu = menuOfId(id);
     QAction *action = actionOfId(id);
-    if (id != kRootId && !action)
-        return false;
     if (eventId == QLatin1String("clicked")) {
         // As a local click: the item as its menu's opening left it; a disabled one does nothing.
         if (action && !action->menu() && action->isEnabled())
@@ -280,20 +289,24 @@ QList<int> TriskVXDBusMenuExporter::EventGroup(const TriskVXDBusMenuEventList &e
     return idErrors;
 }
 
-bool TriskVXDBusMenuExporter::AboutToShow(int id)
+bool TriskVXDBusMenuExporter::showMenu(QMenu *menu)
 {
-    QMenu *menu = menuOfId(id);
-    if (id != kRootId && !actionOfId(id)) {
-        refuseUnknownId(id);
-        return false;
-    }
     if (!menu)
         return false;
     // Opening fills what the menu makes lazily (a trigger's submenu) and validates its items.
     m_changedDuringShow = false;
     watch(menu);
     Q_EMIT menu->aboutToShow();
-    const bool changed = m_changedDuringShow;
+    return m_changedDuringShow;
+}
+
+bool TriskVXDBusMenuExporter::AboutToShow(int id)
+{
+    if (!isKnownId(id)) {
+        refuseUnknownId(id);
+        return false;
+    }
+    const bool changed = showMenu(menuOfId(id));
     flushUpdates();
     return changed;
 }
@@ -302,17 +315,9 @@ QList<int> TriskVXDBusMenuExporter::AboutToShowGroup(const QList<int> &ids, QLis
 {
     QList<int> updatesNeeded;
     for (int id : ids) {
-        if (id != kRootId && !actionOfId(id)) {
+        if (!isKnownId(id))
             idErrors.append(id);
-            continue;
-        }
-        QMenu *menu = menuOfId(id);
-        if (!menu)
-            continue;
-        m_changedDuringShow = false;
-        watch(menu);
-        Q_EMIT menu->aboutToShow();
-        if (m_changedDuringShow)
+        else if (showMenu(menuOfId(id)))
             updatesNeeded.append(id);
     }
     flushUpdates();

@@ -70,7 +70,11 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    bool isKnownId(int id) const;
     QMenu *menuOfId(int id) const;
+    QVariantMap propertiesOfId(int id, const QStringList &names) const;
+    // Emits the menu's aboutToShow as a local opening would; whether its items changed meanwhile.
+    bool showMenu(QMenu *menu);
     TriskVXDBusMenuLayoutItem layoutOf(int id, QMenu *menu, int depth, const QStringList &names);
     void watch(QMenu *menu);
     // Unknown ids are the host's mistake: answered with an error, never a crash.

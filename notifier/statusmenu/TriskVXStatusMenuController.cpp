@@ -217,8 +217,7 @@ QImage TriskVXStatusMenuController::imageForMenuItemForUIIdentifier(const QUrl &
         if (cached != m_menuImageCache.constEnd())
             return *cached;
     }
-    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
-    QImage image = assistant->imageForUIIdentifierScaleToFitVariation(
+    QImage image = imageAssistant()->imageForUIIdentifierScaleToFitVariation(
         identifier, QSizeF(imageSizeForMenuItem(), imageSizeForMenuItem()), TriskVXIImageAssistantVariationNone);
     if (builtIn) {
         TriskVXIImageAssistant::setTemplate(image, true);
@@ -232,8 +231,7 @@ QAction *TriskVXStatusMenuController::newItemForEvent(const QVariant &event, con
 {
     auto *item = new QAction(parent);
     TriskVXMenuItem::setTitle(item, title);
-    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
-    const QImage image = imageForMenuItemForUIIdentifier(assistant->UIIdentifierForEvent(event));
+    const QImage image = imageForMenuItemForUIIdentifier(imageAssistant()->UIIdentifierForEvent(event));
     item->setIcon(iconForImage(image));
     return item;
 }
@@ -309,14 +307,13 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         { QStringLiteral("TriskVXStatusMenuController.section.pending"), pendingItems },
     };
     QList<QAction *> collected;
-    TriskVXBundle *classBundle = TriskVXBundle::mainBundle();
     for (const auto &[key, items] : sections) {
         if (items.isEmpty())
             continue;
         if (!collected.isEmpty())
             collected.append(TriskVXMenuItem::separatorItem(menu));
-        const QString title = classBundle ? classBundle->localizedStringForKey(key, key) : key;
-        collected.append(encloseMenuItemsAsSection(items, title, menu));
+        // The key itself is the fallback, as localized() answers for any key without text.
+        collected.append(encloseMenuItemsAsSection(items, localized(key), menu));
     }
 
     // 5. The sections take the placeholder's place.
@@ -517,8 +514,7 @@ double TriskVXStatusMenuController::secondsUntilQueuedTrigger(const QVariant &aQ
 QUrl TriskVXStatusMenuController::imageURLForQueuedTrigger(const QVariant &aQueuedTrigger) const
 {
     TRISK_PARAMETER_ASSERT(aQueuedTrigger != nil);
-    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
-    return assistant->UIIdentifierForEvent(mapOf(aQueuedTrigger).value(kVXQueuedTriggerEvent));
+    return imageAssistant()->UIIdentifierForEvent(mapOf(aQueuedTrigger).value(kVXQueuedTriggerEvent));
 }
 
 QVariant TriskVXStatusMenuController::triggerIDForIBAction(QObject *sender) const

@@ -111,7 +111,7 @@ QMenu *TriskVXStatusMenuController::makeQuickScheduleMenu()
         TriskVXMenuItem::setKeyEquivalentModifierMask(heading, alternateModifierMaskAt(position));
         items.append(heading);
     }
-    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
+    TriskVXIImageAssistant *assistant = imageAssistant();
     const QVariantList events = quickScheduleEvents();
     for (const QVariant &event : events) {
         const QVariantMap fields = event.toMap();

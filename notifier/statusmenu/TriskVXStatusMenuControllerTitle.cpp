@@ -64,8 +64,7 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
         identifier = builtInIdentifier(isSchedulerEnabled() ? kVXElementImage_None : kVXElementImage_Stopped);
     }
 
-    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
-    QImage image = assistant->imageForUIIdentifierScaleToFitVariation(identifier, size, variation);
+    QImage image = imageAssistant()->imageForUIIdentifierScaleToFitVariation(identifier, size, variation);
     if (identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn)
         TriskVXIImageAssistant::setTemplate(image, true);
 
@@ -136,8 +135,7 @@ QString TriskVXStatusMenuController::countDownTimeForQueuedTrigger(const QVarian
 
 QImage TriskVXStatusMenuController::appendPerformingImageVariation(const QImage &image, const QString &variation) const
 {
-    TriskVXIImageAssistant *assistant = imageAssistant() ? imageAssistant() : TriskVXIImageAssistant::imageAssistant();
-    const QImage cog = assistant->imageForUIIdentifierScaleToFitVariation(
+    const QImage cog = imageAssistant()->imageForUIIdentifierScaleToFitVariation(
         builtInIdentifier(kVXElementImage_ActionCog), QSizeF(imageSizeForMenuStatus(), imageSizeForMenuStatus()),
         variation, image.isNull() ? 1.0 : image.devicePixelRatio());
     const PerformingImageLayout layout
