@@ -11,8 +11,6 @@
 #include <QTimeZone>
 
 namespace {
-const QString kTestPath = QStringLiteral("/org/halvane/SchedulerTest");
-const QString kTestInterface = QStringLiteral("org.halvane.SchedulerTest1");
 const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
 
 QStringList activeIDs(const ServiceClient &client)
@@ -74,20 +72,12 @@ void tst_HalvaneTimeline::cleanup()
 
 bool tst_HalvaneTimeline::setNow(const QDateTime &now)
 {
-    QDBusMessage call
-        = QDBusMessage::createMethodCall(m_service->serviceName(), kTestPath, kTestInterface, QStringLiteral("SetNow"));
-    call << now.toMSecsSinceEpoch();
-    const bool done = QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
-    return done && m_client->reload();
+    return m_service->setTestNow(now) && m_client->reload();
 }
 
 bool tst_HalvaneTimeline::setZone(const QByteArray &zone)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(m_service->serviceName(), kTestPath, kTestInterface,
-                                                       QStringLiteral("SetTimeZone"));
-    call << QString::fromLatin1(zone);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
-    return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool() && m_client->reload();
+    return m_service->setTestTimeZone(zone) && m_client->reload();
 }
 
 void tst_HalvaneTimeline::onceDailyAndWeeklyThroughTheirLives()

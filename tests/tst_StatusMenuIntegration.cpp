@@ -27,8 +27,6 @@ namespace {
 const QTimeZone kBerlin("Europe/Berlin");
 // Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the menu's clock alike.
 const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), kBerlin);
-const QString kTestPath = QStringLiteral("/org/halvane/SchedulerTest");
-const QString kTestInterface = QStringLiteral("org.halvane.SchedulerTest1");
 
 } // namespace
 
@@ -50,7 +48,6 @@ private Q_SLOTS:
 
 private:
     bool halvanectl(const QStringList &arguments);
-    bool callTestClock(const QString &method, const QVariant &argument);
     QMenu *menu() const { return m_controller->statusMenu(); }
     // Waits until the rebuilt menu's lines satisfy the check.
     bool menuBecomes(const std::function<bool(const QStringList &)> &check);
@@ -83,13 +80,6 @@ bool tst_StatusMenuIntegration::halvanectl(const QStringList &arguments)
     return true;
 }
 
-bool tst_StatusMenuIntegration::callTestClock(const QString &method, const QVariant &argument)
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(m_service.serviceName(), kTestPath, kTestInterface, method);
-    call << argument;
-    return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
-}
-
 bool tst_StatusMenuIntegration::menuBecomes(const std::function<bool(const QStringList &)> &check)
 {
     return waitFor([&] {
@@ -112,8 +102,8 @@ void tst_StatusMenuIntegration::initTestCase()
 {
     QVERIFY(TriskVXBundle::mainBundle() && TriskVXBundle::mainBundle()->installTranslations());
     QVERIFY(m_service.start({ QStringLiteral("--test-clock"), QStringLiteral("--dry-run") }));
-    QVERIFY(callTestClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(kBerlin.id())));
-    QVERIFY(callTestClock(QStringLiteral("SetNow"), kNow.toMSecsSinceEpoch()));
+    QVERIFY(m_service.setTestTimeZone(kBerlin.id()));
+    QVERIFY(m_service.setTestNow(kNow));
     m_clock.setTimeZone(kBerlin);
     m_clock.setNow(kNow);
     m_client = std::make_unique<ServiceClient>(m_service.location());

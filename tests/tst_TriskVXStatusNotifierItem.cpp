@@ -132,15 +132,8 @@ void tst_TriskVXStatusNotifierItem::initTestCase()
     registerTriskVXDBusMenuTypes();
     QVERIFY(TriskVXBundle::mainBundle() && TriskVXBundle::mainBundle()->installTranslations());
     QVERIFY(m_service.start({ QStringLiteral("--test-clock"), QStringLiteral("--dry-run") }));
-    auto testClock = [this](const QString &method, const QVariant &argument) {
-        QDBusMessage call
-            = QDBusMessage::createMethodCall(m_service.serviceName(), QStringLiteral("/org/halvane/SchedulerTest"),
-                                             QStringLiteral("org.halvane.SchedulerTest1"), method);
-        call << argument;
-        return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
-    };
-    QVERIFY(testClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(kBerlin.id())));
-    QVERIFY(testClock(QStringLiteral("SetNow"), kNow.toMSecsSinceEpoch()));
+    QVERIFY(m_service.setTestTimeZone(kBerlin.id()));
+    QVERIFY(m_service.setTestNow(kNow));
     m_clock.setTimeZone(kBerlin);
     m_clock.setNow(kNow);
     m_client = std::make_unique<ServiceClient>(m_service.location());

@@ -3,13 +3,16 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QDeadlineTimer>
 
 #include <csignal>
 
 namespace {
 const int kStartTimeout = 10000;
-}
+const QString kTestClockPath = QStringLiteral("/org/halvane/SchedulerTest");
+const QString kTestClockInterface = QStringLiteral("org.halvane.SchedulerTest1");
+} // namespace
 
 HalvanedProcess::HalvanedProcess(QObject *parent)
     : QObject(parent)
@@ -97,4 +100,22 @@ void HalvanedProcess::resume()
 QString HalvanedProcess::output()
 {
     return QString::fromUtf8(m_process.readAll());
+}
+
+bool HalvanedProcess::setTestNow(const QDateTime &now) const
+{
+    QDBusMessage call
+        = QDBusMessage::createMethodCall(m_serviceName, kTestClockPath, kTestClockInterface, QStringLiteral("SetNow"));
+    call << now.toMSecsSinceEpoch();
+    return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
+}
+
+bool HalvanedProcess::setTestTimeZone(const QByteArray &zone) const
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(m_serviceName, kTestClockPath, kTestClockInterface,
+                                                       QStringLiteral("SetTimeZone"));
+    call << QString::fromLatin1(zone);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
+    // It answers whether it knew the zone.
+    return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool();
 }

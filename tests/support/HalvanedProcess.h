@@ -2,6 +2,7 @@
 
 #include "TriskVXServiceLocation.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QProcess>
 #include <QStringList>
@@ -33,6 +34,9 @@ public:
     void resume();
     bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
     QString output();
+    // The service's test clock (started with --test-clock): moves its time, sets its zone (an IANA id).
+    bool setTestNow(const QDateTime &now) const;
+    bool setTestTimeZone(const QByteArray &zone) const;
 
 private:
     bool waitForOwner(bool owned);
