@@ -1,7 +1,9 @@
 #include "HalvaneServiceLogging.h"
+#include "TriskVXDesktopLogging.h"
 #include "TriskVXHalvaneLogging.h"
 #include "TriskVXNotifierLogging.h"
 #include "TriskVXPlatformLogging.h"
+#include "TriskVXStatusMenuLogging.h"
 
 #include <QTest>
 
@@ -27,6 +29,10 @@ void tst_Logging::categories_data()
                                << lcHalvane().isDebugEnabled();
     QTest::newRow("notifier") << QString::fromLatin1(lcTriskNotifier().categoryName())
                               << lcTriskNotifier().isInfoEnabled() << lcTriskNotifier().isDebugEnabled();
+    QTest::newRow("status menu") << QString::fromLatin1(lcTriskStatusMenu().categoryName())
+                                 << lcTriskStatusMenu().isInfoEnabled() << lcTriskStatusMenu().isDebugEnabled();
+    QTest::newRow("desktop") << QString::fromLatin1(lcTriskDesktop().categoryName()) << lcTriskDesktop().isInfoEnabled()
+                             << lcTriskDesktop().isDebugEnabled();
     QTest::newRow("service") << QString::fromLatin1(lcHalvaned().categoryName()) << lcHalvaned().isInfoEnabled()
                              << lcHalvaned().isDebugEnabled();
 }
@@ -37,7 +43,8 @@ void tst_Logging::categories()
     QFETCH(bool, info);
     QFETCH(bool, debug);
     const QStringList documented { QStringLiteral("trisk.platform"), QStringLiteral("trisk.halvane"),
-                                   QStringLiteral("trisk.notifier"), QStringLiteral("halvane.service") };
+                                   QStringLiteral("trisk.notifier"), QStringLiteral("trisk.statusmenu"),
+                                   QStringLiteral("trisk.desktop"),  QStringLiteral("halvane.service") };
     QVERIFY2(documented.contains(name), qPrintable(name));
     QVERIFY(info);
     QVERIFY(!debug);

@@ -15,8 +15,6 @@
 #include "WaitFor.h"
 
 #include <QApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDir>
 #include <QMenu>
 #include <QProcess>

@@ -148,7 +148,7 @@ private Q_SLOTS:
     void secondsUntilTrigger();
     void templatesStayPristine();
 
-    // Part 2.4
+    // Part 2.4 (TriskVXStatusMenuControllerTitle.cpp)
     void countDownText_data();
     void countDownText();
     void countDownRunsOnlyForTheCurrentNotification();
@@ -169,7 +169,7 @@ private Q_SLOTS:
     void validation();
     void workspaceActions();
 
-    // Part 2.6
+    // Part 2.6 (TriskVXStatusMenuControllerQuickSchedule.cpp)
     void quickMenuWithoutTemplates();
     void quickTemplatesAreReadInOrder();
     void brokenTemplatesAreLeftOut_data();
