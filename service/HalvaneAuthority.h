@@ -20,7 +20,7 @@ public:
 
     // May the caller make this request? Interactive: the authority may ask the person.
     virtual void checkRight(const HalvaneCaller &caller, const QString &request, Decision decision) = 0;
-    // The caller's standing rights as authorisation-right records (Part 1.1), without asking anyone.
+    // The caller's standing rights as authorisation-right records, without asking anyone.
     virtual void rightsOf(const HalvaneCaller &caller, Rights rights) = 0;
 
 Q_SIGNALS:

@@ -15,7 +15,7 @@
 #include <algorithm>
 
 namespace {
-// Part 1.1 leaves these to the service; docs/protocol.md documents them.
+// The service's own defaults for the notice period and the warning lead; docs/protocol.md documents them.
 const qint64 kDefaultNoticePeriodSeconds = 5 * 60;
 const qint64 kDefaultWarningLeadSeconds = 60;
 // Bounds the walk over cancelled firings of one trigger.

@@ -15,7 +15,7 @@ class TriskVXClock;
 class TriskVXDeadlineTimer;
 
 // The scheduler itself, without transport: the event store, the next firing of every trigger with the
-// person's adjustments and cancellations, the published variables, the requests of Part 1.1, and the
+// person's adjustments and cancellations, the published variables, the client framework's requests, and the
 // firing of triggers as the wall clock reaches them.
 class HalvaneScheduler : public QObject
 {
@@ -56,7 +56,7 @@ public:
     qint64 catchUpSeconds() const { return m_catchUpSeconds; }
 
 Q_SIGNALS:
-    // The variables whose published values just changed, in the order of Part 1.1.
+    // The variables whose published values just changed, in TriskVXObserver::observedVariables() order.
     void variablesChanged(const QStringList &names);
     // Something that is persisted changed.
     void stateChanged();

@@ -2,9 +2,9 @@
 
 #include <QString>
 
-// The vocabulary of Part 1.1: every record key, observed variable, request, parameter, preference key,
-// image, tool and notification name of the scheduler client framework. Their values are the names on
-// the wire (docs/protocol.md); no other file spells them.
+// The scheduler client framework's vocabulary: every record key, observed variable, request, parameter,
+// preference key, image, tool and notification name. Their values are the names on the wire
+// (docs/protocol.md); no other file spells them.
 
 // Observed variables (D-Bus properties of the scheduler object)
 extern const QString kVXObserveSchedulerPending;
@@ -129,7 +129,7 @@ extern const QString kVXDBusInterface;
 extern const QString kVXDBusMethodAuthenticate;
 
 // Status codes of TriskVXResponse (docs/protocol.md). The service answers the first group; the connection
-// makes the second when the call itself fails; -400 is the requests controller's own (Part 1.5).
+// makes the second when the call itself fails; -400 is the requests controller's own.
 enum TriskVXStatusCode : qint64 {
     kVXStatusOK = 0,
     kVXStatusInvalidParameter = 1,

@@ -3,7 +3,7 @@
 #include <QString>
 
 // The framework's own localised texts (the adjust dialog), looked up by key in its translations
-// (translations/halvane_*.ts); a key without text gives the value passed, as Cocoa does.
+// (translations/halvane_*.ts); a key without text gives the value passed, the caller's fallback.
 class TriskVXHalvaneStrings
 {
 public:

@@ -12,7 +12,7 @@ const QString kGenericEventImage = QStringLiteral("event");
 // Disabled images are drawn faint, as menus draw disabled icons.
 const qreal kDisabledOpacity = 0.35;
 const qsizetype kBuiltInCacheLimit = 256;
-// NSImage's isTemplate, kept in the image's text so that it travels with every copy.
+// Whether the image is a template, kept in the image's text so that it travels with every copy.
 const QString kTemplateKey = QStringLiteral("TriskVXTemplate");
 
 QString resourcePathOf(const QString &name)
@@ -51,7 +51,7 @@ bool TriskVXIImageAssistant::isBuiltIn(const QUrl &identifier)
 
 QString TriskVXIImageAssistant::builtInNameOf(const QUrl &identifier)
 {
-    // "halvane-image:none" names it in the path, "halvane-image://none" (the spec's "%@://%@") in the host.
+    // "halvane-image:none" names it in the path, "halvane-image://none" (the status menu's form) in the host.
     const QString path = identifier.path();
     return path.isEmpty() ? identifier.host() : path;
 }

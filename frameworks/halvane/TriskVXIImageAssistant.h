@@ -28,7 +28,7 @@ public:
 
     static bool isBuiltIn(const QUrl &identifier);
     static QString builtInNameOf(const QUrl &identifier);
-    // NSImage's template flag: a template image is drawn in the colour of where it stands.
+    // The template flag: a template image is drawn in the colour of where it stands.
     static bool isTemplate(const QImage &image);
     static void setTemplate(QImage &image, bool isTemplate);
     static QStringList builtInImageNames();

@@ -37,7 +37,7 @@ public:
     // "AuthorisationRights.0.Signature" style paths); nil (invalid) until the service has published one.
     QVariant valueForKeyPath(const QString &keyPath) const;
 
-    // Every observed variable name, in the order of Part 1.1.
+    // Every observed variable name, in a fixed order that the accessors below index.
     static QStringList observedVariables();
 
     QVariant schedulerPending() const { return valueForKeyPath(variableName(0)); }

@@ -182,8 +182,7 @@ bool TriskVXRecords::rightsGrant(const QVariantList &rights, const QString &requ
         const auto rule = right.constFind(kVXAuthorisationRightRule);
         if (rule == right.cend() || !rule->isValid())
             continue;
-        // Part 1.1 compares the rule with kVXAuthorisationRightRule_Universal, but the outcome never
-        // changes the decision: any present rule grants.
+        // Whether or not the rule is kVXAuthorisationRightRule_Universal, a present rule grants.
         return true;
     }
     return false;

@@ -3,7 +3,7 @@
 #include <QString>
 #include <QVariant>
 
-// The rules Part 1.1 attaches to the records: their shapes, performability on demand and rights. The
+// The rules that go with the records: their shapes, performability on demand and rights. The
 // service and the notifier both read records through these, so both sides agree.
 class TriskVXRecords
 {

@@ -28,7 +28,7 @@ int TriskVXNotifierApplication::run()
             "%{if-fatal}<2>%{endif}%{if-category}%{category}: %{endif}%{message}"));
     if (TriskVXBundle *bundle = TriskVXBundle::mainBundle())
         bundle->installTranslations();
-    // The agent owns the system clock: it follows zone changes (posting the spec's notification) and
+    // The agent owns the system clock: it follows zone changes (posting the zone-change notification) and
     // answers each date's zone from memory instead of asking the system every time.
     TriskVXClock::systemClock()->watchSystemTimeZone();
 

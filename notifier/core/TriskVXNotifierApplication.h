@@ -2,7 +2,7 @@
 
 // The trisk-notifier program: names the application, sets up logging and translations, builds the
 // objects of the main interface (the notifier controller; later the Quick Schedule and update
-// controllers), wakes them in the spec's order and runs until SIGTERM or SIGINT.
+// controllers), initialises and wakes them (init, then awakeFromNib) and runs until SIGTERM or SIGINT.
 class TriskVXNotifierApplication
 {
 public:

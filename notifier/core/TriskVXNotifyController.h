@@ -16,7 +16,7 @@
 class QFileSystemWatcher;
 class TriskVXNotifyObject;
 
-// The notifier agent's application controller (Part 1.3): brings up the connection, the observer and
+// The notifier agent's application controller: brings up the connection, the observer and
 // the requests controller, deploys the notifiers of its table from the preferences, and follows
 // preference changes, time-zone changes and the connection's invalidation.
 class TriskVXNotifyController : public QObject, public TriskVXConnectionDelegate
@@ -47,7 +47,7 @@ public:
     TriskVXLocalService *localService() const { return m_localService; }
     QHash<QString, TriskVXNotifyObject *> notifiers() const { return m_notifiers; }
 
-    // The two tables of Part 1.3: entries { "name", "class", "optional" }.
+    // The notifiers for the desktop and for the login window: entries { "name", "class", "optional" }.
     static QVariantList desktopTable();
     static QVariantList loginWindowTable();
 

@@ -28,7 +28,7 @@ QSet<QString> TriskVXNotifyObject::observes() const
 
 bool TriskVXNotifyObject::init()
 {
-    // The spec's self-observation of "observer" is setObserver itself.
+    // Nothing to set up: following a change of observer is setObserver's own work.
     return true;
 }
 

@@ -12,7 +12,7 @@
 
 class TriskVXIImageAssistant;
 
-// The base of every notifier (Part 1.4): holds the shared observer and requests controller, turns each
+// The base of every notifier: holds the shared observer and requests controller, turns each
 // change of an observed scheduler variable into one observedVariableDidBecome while visible, and gives
 // every notifier the same life: created visible, shown, hidden, refreshed.
 class TriskVXNotifyObject : public QObject
@@ -48,7 +48,7 @@ public:
     virtual bool loadClassNib();
     // An object of the loaded interface by name (an outlet), or nullptr.
     QObject *outlet(const QString &name) const;
-    // The outlet, which must be connected: without it, the spec's assertion with the description given
+    // The outlet, which must be connected: without it, the assertion fails with the description given
     // ("%@'s panel is not connected", "%@" filled with the class name).
     QObject *requiredOutlet(const QString &name, const QString &description) const;
     QWidget *nib() const { return m_nib; }

@@ -1,4 +1,4 @@
-// TriskVXNotifyObjectAdditions: the queued-trigger accessors of Part 1.4.
+// TriskVXNotifyObjectAdditions: the queued-trigger accessors every notifier shares.
 #include "TriskVXAssertionHandler.h"
 #include "TriskVXConstants.h"
 #include "TriskVXNil.h"

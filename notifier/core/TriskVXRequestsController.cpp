@@ -113,7 +113,7 @@ void TriskVXRequestsController::decrementPending()
 void TriskVXRequestsController::issueErrorReason(const QString &summary, qint64 reason)
 {
     qCWarning(lcTriskNotifier).noquote() << QStringLiteral("Halvane request failed: %1, %2").arg(summary).arg(reason);
-    // Built as from an object-and-key list: a nil summary ends the list, leaving it empty.
+    // Without a summary the user info stays empty: the status goes only with its summary.
     QVariantMap userInfo;
     if (!summary.isNull()) {
         userInfo.insert(QStringLiteral("summary"), summary);

@@ -1,4 +1,4 @@
-// TriskVXRequestsControllerAdditions: the trigger and event requests the notifiers send (Part 1.5).
+// TriskVXRequestsControllerAdditions: the trigger and event requests the notifiers send.
 #include "TriskVXAssertionHandler.h"
 #include "TriskVXConstants.h"
 #include "TriskVXNil.h"

@@ -7,7 +7,7 @@
 
 TriskVXAssertionHandler *TriskVXAssertionHandler::currentHandler()
 {
-    // One handler per process, as Cocoa has one per thread and everything here runs on the main thread.
+    // One handler per process: everything here runs on the main thread.
     static TriskVXAssertionHandler handler;
     return &handler;
 }

@@ -4,7 +4,7 @@
 
 class QObject;
 
-// Plays NSAssertionHandler: logs a programming error and raises TriskVXInternalInconsistencyException.
+// Logs a programming error and raises TriskVXInternalInconsistencyException.
 class TriskVXAssertionHandler
 {
 public:
@@ -15,12 +15,12 @@ public:
     [[noreturn]] void handleFailureInFunction(const QString &function, const QString &file, int line,
                                               const QString &description);
 
-    // The source name the spec gives a check: the file's base name without extension, which is the
-    // class (or category) name because every file is named after its class.
+    // The source name a failed check reports: the file's base name without extension, which is the
+    // class's name (or its additions') because every file is named after its class.
     static QString sourceNameOfFile(const char *path);
 };
 
-// Checks that stand where the spec has NSAssert / NSParameterAssert. The description is built only on
+// Programming-error checks on conditions and parameters. The description is built only on
 // failure. The _C variants are for static (class) operations, which have no object.
 #define TRISK_ASSERT(condition, description)                                                                           \
     do {                                                                                                               \

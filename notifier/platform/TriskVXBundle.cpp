@@ -69,7 +69,7 @@ QString TriskVXBundle::localizedStringForKey(const QString &key, const QString &
     const QString text = QCoreApplication::translate(context.constData(), source.constData());
     if (text != key)
         return text;
-    // Cocoa's answer for a key without text: the value, or the key itself when the value is empty.
+    // A key without text gives the value, or the key itself when the value is empty: never nothing.
     return value.isEmpty() ? key : value;
 }
 

@@ -4,7 +4,7 @@
 #include <QUrl>
 #include <QVariantMap>
 
-// NSBundle for the notifier: a resource folder (installed under share/trisk-notifier, or the build tree's
+// The notifier's bundle: a resource folder (installed under share/trisk-notifier, or the build tree's
 // copy when run uninstalled, or $TRISK_RESOURCES) with resources by name and type, an Info.plist, and the
 // localised strings of Qt Linguist translations (context = table, source = key).
 class TriskVXBundle
@@ -24,7 +24,7 @@ public:
     // Info.plist's dictionary; empty when there is none.
     QVariantMap infoDictionary() const;
     // The text of key in table ("Localizable" when empty); when the translations have none, value, or the
-    // key itself when value is empty (as Cocoa answers).
+    // key itself when value is empty, so that a missing translation never shows as nothing.
     QString localizedStringForKey(const QString &key, const QString &value, const QString &table = QString()) const;
 
     // Loads <folder>/translations/trisk_<language>.qm for the locale (English when there is none).

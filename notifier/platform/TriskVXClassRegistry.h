@@ -5,8 +5,8 @@
 
 #include <functional>
 
-// NSClassFromString for the classes that are looked up by name: the client framework's and the
-// notifiers of the controller's tables. A class is there once its library registered it.
+// The classes that are created by name: the client framework's and the notifiers of the controller's
+// tables. A class is there once its library registered it.
 class TriskVXClassRegistry
 {
 public:

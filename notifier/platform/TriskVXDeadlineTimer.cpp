@@ -48,13 +48,13 @@ void TriskVXDeadlineTimer::arm()
 {
     if (m_fd < 0)
         return;
-    itimerspec spec = {};
+    itimerspec deadline = {};
     if (m_deadline.isValid() && !m_clock->isManual()) {
         const qint64 msecs = qMax<qint64>(1, m_deadline.toMSecsSinceEpoch());
-        spec.it_value.tv_sec = time_t(msecs / 1000);
-        spec.it_value.tv_nsec = long(msecs % 1000) * 1000000L;
+        deadline.it_value.tv_sec = time_t(msecs / 1000);
+        deadline.it_value.tv_nsec = long(msecs % 1000) * 1000000L;
     }
-    if (::timerfd_settime(m_fd, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &spec, nullptr) != 0)
+    if (::timerfd_settime(m_fd, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &deadline, nullptr) != 0)
         qCWarning(lcTriskPlatform) << "cannot arm the wall-clock timer:" << strerror(errno);
 }
 

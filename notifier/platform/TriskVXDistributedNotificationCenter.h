@@ -7,7 +7,7 @@
 
 #include <functional>
 
-// NSDistributedNotificationCenter on the session bus: a notification is the signal named after it on
+// Notifications between processes, on the session bus: a notification is the signal named after it on
 // org.halvane.DistributedNotifications1 at /org/halvane/DistributedNotifications, with its object (a
 // string) and user info; every process that observes the name and object hears it, the poster too.
 class TriskVXDistributedNotificationCenter : public QObject

@@ -4,7 +4,7 @@
 
 #include <exception>
 
-// Raised by the assertion handler for a programming error; plays NSInternalInconsistencyException.
+// Raised by the assertion handler for a programming error.
 class TriskVXInternalInconsistencyException : public std::exception
 {
 public:

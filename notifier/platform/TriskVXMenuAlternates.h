@@ -7,7 +7,7 @@
 class QAction;
 class QMenu;
 
-// NSMenu's alternate items for a QMenu: an item marked alternate belongs to the group of the item before
+// Alternate items for a QMenu: an item marked alternate belongs to the group of the item before
 // it, and of each group one line shows, the one whose modifier mask matches the keys held (the first,
 // primary item when none does). Hosts that cannot follow modifier keys (a menu exported over D-Bus) use
 // ShowAll instead, which keeps every choice reachable: see docs/status-menu.md.

@@ -9,13 +9,13 @@ class QMenu;
 class QObject;
 class QWidget;
 
-// NSMenuItem's state kept on a QAction: target and action (a selector such as "cancel:" sent to the
+// A menu item's state kept on a QAction: target and action (a selector such as "cancel:" sent to the
 // target's slot cancel(QObject *sender)), tag, alternate and key-equivalent modifier mask; the
-// represented object is QAction::data(). Also the copies and the automatic enabling NSMenu gives.
+// represented object is QAction::data(). Also deep copies of items and menus, and automatic enabling.
 class TriskVXMenuItem
 {
 public:
-    // Cocoa's modifier-mask bits, as the spec's tables give them.
+    // The bits of keyEquivalentModifierMask; Option is read as Alt and Command as Meta.
     static constexpr quint64 kOptionKeyMask = 0x80000;
     static constexpr quint64 kCommandKeyMask = 0x100000;
     static constexpr quint64 kShiftKeyMask = 0x10000;
@@ -31,7 +31,7 @@ public:
     static void setTargetAction(QAction *item, QObject *target, const QString &selector);
     static QObject *target(const QAction *item);
     static QString action(const QAction *item);
-    // Whether the target has the slot the action names (respondsToSelector:).
+    // Whether the target has the slot the action names.
     static bool respondsToAction(const QObject *target, const QString &selector);
 
     static int tag(const QAction *item);
@@ -59,7 +59,7 @@ public:
     // Gives the item a submenu (or takes it away with nullptr) without the item owning it.
     static void setSubmenu(QAction *item, QMenu *submenu);
 
-    // NSMenu's autoenablesItems, on by default; while on, validateMenu decides each item's state.
+    // A menu's automatic enabling, on by default; while on, validateMenu decides each item's state.
     static bool autoenablesItems(const QMenu *menu);
     static void setAutoenablesItems(QMenu *menu, bool autoenables);
     // Automatic enabling: an item without an action or target is disabled; a target with

@@ -5,9 +5,9 @@
 class QObject;
 class QWidget;
 
-// loadClassNib for Qt: loads a Qt Designer interface file at run time. A widget or action with the
+// Loads a Qt Designer interface file at run time (for loadClassNib). A widget or action with the
 // dynamic property "action" (a selector such as "close:") sends that action to the owner, whose slot is
-// the selector without its colon taking the sender (close(QObject *)); "tag" is the Cocoa tag, read with
+// the selector without its colon taking the sender (close(QObject *)); "tag" is an integer, read with
 // tagOf. Outlets are found by object name.
 class TriskVXNibLoader
 {

@@ -7,8 +7,8 @@
 
 #include <memory>
 
-// Lets a check read as the spec writes it ("aTriggerID != nil"), so that the assertion text, made from
-// the condition, is the spec's letter for letter. A null string, an invalid variant or date and a null
+// One word for "absent" whatever the type, so that a check reads "aTriggerID != nil" and the assertion
+// text, made from the condition, says just that. A null string, an invalid variant or date and a null
 // pointer are nil.
 struct TriskVXNil
 {

@@ -4,7 +4,7 @@
 #include <QString>
 #include <QVariantMap>
 
-// One posted notification: a name, the posting object and the user info, as NSNotification.
+// One posted notification: a name, the posting object and the user info.
 class TriskVXNotification
 {
 public:

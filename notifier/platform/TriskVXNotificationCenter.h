@@ -10,7 +10,7 @@
 #include <memory>
 
 // The process's default notification centre: posts notifications by name to observers registered by
-// name and/or object, as NSNotificationCenter.
+// name and/or object.
 class TriskVXNotificationCenter : public QObject
 {
     Q_OBJECT
@@ -27,7 +27,7 @@ public:
     // thread; otherwise it runs in the queue object's thread. The answer is the token to remove.
     QObject *addObserverForNameObjectQueueUsingBlock(const QString &name, const QObject *object, QObject *queue,
                                                      Block block);
-    // Cocoa's addObserver:selector:name:object:: the registration ends when the observer is destroyed
+    // Registers a block on behalf of an observer: the registration ends when the observer is destroyed
     // or removed.
     void addObserverSelectorNameObject(QObject *observer, Block selector, const QString &name, const QObject *object);
 

@@ -6,14 +6,14 @@
 
 class TriskVXStatusItem;
 
-// NSStatusBar's contract: the bar's thickness, its font, and the status items in it. What shows them
+// The status bar's contract: the bar's thickness, its font, and the status items in it. What shows them
 // on the desktop (a StatusNotifierItem host, a tray) follows the items it is given.
 class TriskVXStatusBar : public QObject
 {
     Q_OBJECT
 
 public:
-    // The default thickness where the host's cannot be known, in points (the classic menu bar's).
+    // The default thickness where the host's cannot be known, in points.
     static constexpr double kDefaultThickness = 22.0;
 
     explicit TriskVXStatusBar(QObject *parent = nullptr);

@@ -7,7 +7,7 @@
 #include <QPointer>
 #include <QString>
 
-// NSStatusItem's contract, whatever draws it (a StatusNotifierItem, a tray icon, a test): length,
+// A status item's contract, whatever draws it (a StatusNotifierItem, a tray icon, a test): length,
 // attributed title (text and font), image and alternate image, menu, tool tip, highlight mode, and the
 // width its view has on screen.
 class TriskVXStatusItem : public QObject

@@ -10,7 +10,7 @@
 #include <QStandardPaths>
 
 namespace {
-// NSString's boolValue: YES, Y, T, true (any case) or a number other than zero, after leading spaces.
+// Text read as a boolean: YES, Y, T, true (any case) or a number other than zero, after leading spaces.
 bool boolOfString(const QString &text)
 {
     const QString trimmed = text.trimmed();
@@ -23,7 +23,7 @@ bool boolOfString(const QString &text)
     const double value = trimmed.toDouble(&number);
     if (number)
         return value != 0;
-    // Leading digits, as Cocoa reads "12abc".
+    // Otherwise the leading digits decide: "12abc" is 12, so true.
     qsizetype end = 0;
     while (end < trimmed.size()
            && (trimmed.at(end).isDigit()

@@ -5,10 +5,11 @@
 #include <QStringList>
 #include <QVariant>
 
-// NSUserDefaults for Qt: values looked up in the argument domain (-key value on the command line), the
+// The user's defaults: values looked up in the argument domain (-key value on the command line), the
 // application domain, the suites added by name, then the registration domain; the application domain,
-// suites and persistent domains are property-list files <folder>/<domain>.plist. Typed getters answer
-// as Cocoa does for absent and mistyped values.
+// suites and persistent domains are property-list files <folder>/<domain>.plist. Typed getters never
+// fail: an absent or unusable value gives zero, false or empty, and text (all the command line gives)
+// is read as the type asked for ("YES" is true, "12abc" is 12).
 class TriskVXUserDefaults : public QObject
 {
     Q_OBJECT
@@ -48,7 +49,7 @@ public:
     QString folder() const { return m_folder; }
     QString fileOfDomain(const QString &domainName) const;
     QVariantMap argumentDomain() const { return m_arguments; }
-    // Cocoa's command line: each "-key value" pair; the value is kept as text.
+    // The argument domain of a command line: each "-key value" pair; the value is kept as text.
     static QVariantMap parseArguments(const QStringList &arguments);
 
 private:

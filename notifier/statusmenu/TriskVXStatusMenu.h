@@ -10,7 +10,7 @@
 class TriskVXStatusBar;
 class TriskVXStatusItem;
 
-// Part 2.1: the base of the notifier that lives in the panel: owns the status item, its width
+// The base of the notifier that lives in the panel: owns the status item, its width
 // animation, the workspace and the two image sizes menu and title images are scaled to.
 class TriskVXStatusMenu : public TriskVXNotifyObject
 {

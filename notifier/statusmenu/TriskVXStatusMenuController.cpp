@@ -32,7 +32,7 @@ QVariantMap mapOf(const QVariant &value)
     return value.toMap();
 }
 
-// The spec's parameter text where it names the parameter alone ("anEvent"), not a condition.
+// The assertion text for a parameter checked by its name alone ("anEvent"), not by a condition.
 QString invalidParameter(const QString &name)
 {
     return QStringLiteral("Invalid parameter not satisfying: %1").arg(name);
@@ -96,7 +96,7 @@ bool TriskVXStatusMenuController::initWithObserverRequests(TriskVXObserver *obse
     TRISK_ASSERT(emphasize != nil, QStringLiteral("%1 default is required").arg(kEmphasizeIconDefault));
     setEmphasizeInterval(emphasize.toDouble());
     m_quickMenu = makeQuickScheduleMenu();
-    // QIcon's mask flag is NSImage's template flag: the icon takes the colour of where it is drawn.
+    // A template image's icon is flagged as a mask: it takes the colour of where it is drawn.
     const QList<QAction *> triggerItems = m_triggerTemplateMenu->actions();
     for (QAction *item : triggerItems) {
         QIcon icon = item->icon();
@@ -423,7 +423,7 @@ void TriskVXStatusMenuController::fillTriggerSubmenu(QMenu *submenu, const QVari
 QList<QAction *> TriskVXStatusMenuController::encloseMenuItemsAsSection(const QList<QAction *> &menuItems,
                                                                         const QString &sectionTitle, QObject *parent)
 {
-    // A list cannot be nil here, so of the spec's two checks only the title's remains.
+    // A list cannot be nil here, so only the title is checked.
     TRISK_ASSERT(sectionTitle != nil, invalidParameter(QStringLiteral("sectionTitle")));
     if (menuItems.isEmpty())
         return {};
@@ -534,11 +534,11 @@ bool TriskVXStatusMenuController::onDemandEvent(const QVariant &anEvent) const
     return event.value(kVXEventBehaviours).toList().contains(QVariant(kVXElementBehaviour_CanPerformOnDemand));
 }
 
-// Part 2.5: the menu's actions.
+// The menu's actions.
 
 QString TriskVXStatusMenuController::uniqueIDOfRepresentedEvent(QObject *sender, bool ofQueuedTrigger)
 {
-    // Unchecked, as the spec has it: a missing id goes on as nil and the requests controller decides.
+    // Unchecked on purpose: a missing id goes on as nil and the requests controller decides.
     const auto *item = qobject_cast<QAction *>(sender);
     const QVariant represented = item ? item->data() : QVariant();
     const QVariant event = ofQueuedTrigger ? mapOf(represented).value(kVXQueuedTriggerEvent) : represented;
@@ -556,7 +556,7 @@ void TriskVXStatusMenuController::cancel(QObject *sender)
 void TriskVXStatusMenuController::delay(QObject *sender)
 {
     const QVariant triggerID = triggerIDForIBAction(sender);
-    // The same text as cancel:'s, as the spec keeps it.
+    // The same text as cancel:'s: both check the same trigger id.
     TRISK_ASSERT(triggerID != nil, QStringLiteral("%1's cancel: trigger ID missing").arg(className()));
     const auto *item = qobject_cast<QAction *>(sender);
     const qint64 seconds = TriskVXMenuItem::tag(item);

@@ -18,7 +18,7 @@
 class QAction;
 class TriskVXIDateTransformer;
 
-// The status-menu notifier (Parts 2.3 to 2.6): rebuilds the whole status menu from its templates at each
+// The status-menu notifier: rebuilds the whole status menu from its templates at each
 // report of the scheduler's variables, sets the item's picture, count-down and tool tip, sends the menu's
 // actions to the scheduler, and carries the Quick Schedule submenu from menu to menu.
 class TriskVXStatusMenuController : public TriskVXStatusMenu
@@ -39,7 +39,7 @@ public:
     void didShow() override;
     void observedVariableDidBecome(const QString &observed, const QVariant &value) override;
 
-    // Part 2.3
+    // Menu content
     void updateWithCurrent(const QVariant &current);
     void updateWithPending(const QVariant &pending);
     QList<QAction *> encloseMenuItemsAsSection(const QList<QAction *> &menuItems, const QString &sectionTitle,
@@ -55,7 +55,7 @@ public:
     QVariant triggerIDForIBAction(QObject *sender) const;
     bool onDemandEvent(const QVariant &anEvent) const;
 
-    // Part 2.4
+    // Title, picture and count-down
     // Where appendPerformingImage puts the picture and the cog, in points.
     struct PerformingImageLayout
     {
@@ -68,11 +68,11 @@ public:
     QString countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const;
     QImage appendPerformingImageVariation(const QImage &image, const QString &variation) const;
 
-    // Part 2.5
+    // Menu actions
     Q_INVOKABLE bool validateMenuItem(QAction *menuItem) const;
     bool canCheckForUpdates() const;
 
-    // Part 2.6
+    // Quick Schedule
     static const QList<int> &quickDelays();
     static quint64 alternateModifierMaskAt(qsizetype position);
     QVariantList quickScheduleEvents() const;
@@ -106,12 +106,12 @@ public:
     QMenu *statusMenu() const { return m_statusMenu; }
 
 public Q_SLOTS:
-    // Part 2.4's timer actions.
+    // The title's timer actions.
     void updateTitleEmphasis(QObject *timer);
     void updateTitleCountDown(QObject *timer);
     void updateTitleCountDownText(QObject *timer);
 
-    // Part 2.5
+    // Menu actions
     void cancel(QObject *sender);
     void delay(QObject *sender);
     void reset(QObject *sender);
@@ -122,7 +122,7 @@ public Q_SLOTS:
     void quickSchedule(QObject *sender);
     void checkForUpdates(QObject *sender);
 
-    // Part 2.6
+    // Quick Schedule
     void quickScheduleWithEvent(QObject *sender);
 
 private:

@@ -1,4 +1,4 @@
-// Part 2.6: the Quick Schedule submenu.
+// The Quick Schedule submenu.
 #include "TriskVXStatusMenuController.h"
 
 #include "TriskVXBundle.h"

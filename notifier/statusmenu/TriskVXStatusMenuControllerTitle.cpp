@@ -1,4 +1,4 @@
-// Part 2.4: the status item's picture, count-down and tool tip.
+// The status item's picture, count-down and tool tip.
 #include "TriskVXStatusMenuController.h"
 
 #include "TriskVXAssertionHandler.h"

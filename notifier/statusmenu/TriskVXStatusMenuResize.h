@@ -10,7 +10,7 @@ class QTimer;
 class TriskVXClock;
 class TriskVXStatusBar;
 
-// Part 2.2: sets a status item's title at once and eases its length toward the width the image and the
+// Sets a status item's title at once and eases its length toward the width the image and the
 // title need, halving the distance every 0.08 s and landing exactly one second after the last change.
 class TriskVXStatusMenuResize : public QObject
 {
