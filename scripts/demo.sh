@@ -7,7 +7,7 @@ state=$(mktemp -d)
 "$build/service/halvaned" --demo --dry-run --name "$name" --state-dir "$state" &
 daemon=$!
 trap 'kill "$daemon" 2>/dev/null; wait "$daemon" 2>/dev/null || true; rm -rf "$state"' EXIT
-ctl() { "$build/service/halvanectl" --name "$name" "$@"; }
+ctl() { "$build/bin/halvanectl" --name "$name" "$@"; }
 for _ in $(seq 50); do
     ctl status >/dev/null 2>&1 && break
     sleep 0.1

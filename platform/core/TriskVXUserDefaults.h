@@ -48,6 +48,8 @@ public:
 
     QString folder() const { return m_folder; }
     QString fileOfDomain(const QString &domainName) const;
+    // Where a domain's file lives in folder; empty when there is no folder.
+    static QString fileOfDomainInFolder(const QString &folder, const QString &domainName);
     QVariantMap argumentDomain() const { return m_arguments; }
     // The argument domain of a command line: each "-key value" pair; the value is kept as text.
     static QVariantMap parseArguments(const QStringList &arguments);

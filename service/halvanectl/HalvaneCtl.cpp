@@ -7,7 +7,7 @@
 #include "TriskVXPropertyListSerialization.h"
 #include "TriskVXRecords.h"
 #include "TriskVXServiceLocation.h"
-#include "TriskVXWorkspace.h"
+#include "TriskVXUserDefaults.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -483,7 +483,9 @@ QVariant HalvaneCtl::preferenceValue(const QString &text, bool asString)
 
 int HalvaneCtl::setPreference(const QString &key, const QVariant &value)
 {
-    const QString path = TriskVXWorkspace::workspace()->preferencesFile();
+    // The scheduler's domain lives with every other preference domain, where the notifier reads it.
+    const QString path
+        = TriskVXUserDefaults::fileOfDomainInFolder(TriskVXUserDefaults::defaultFolder(), kVXPreferencesDomain);
     if (path.isEmpty()) {
         m_err << tr("halvanectl: there is no configuration folder for the preferences") << Qt::endl;
         return kExitRefused;

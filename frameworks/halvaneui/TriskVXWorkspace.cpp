@@ -49,9 +49,7 @@ void TriskVXWorkspace::setPreferencesDirectory(const QString &directory)
 
 QString TriskVXWorkspace::preferencesFile() const
 {
-    if (m_preferencesDirectory.isEmpty())
-        return QString();
-    return m_preferencesDirectory + QLatin1Char('/') + kVXPreferencesDomain + QStringLiteral(".plist");
+    return TriskVXUserDefaults::fileOfDomainInFolder(m_preferencesDirectory, kVXPreferencesDomain);
 }
 
 QVariant TriskVXWorkspace::preferenceForKey(const QString &key) const

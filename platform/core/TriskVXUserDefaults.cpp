@@ -91,7 +91,14 @@ QVariantMap TriskVXUserDefaults::parseArguments(const QStringList &arguments)
 
 QString TriskVXUserDefaults::fileOfDomain(const QString &domainName) const
 {
-    return m_folder + QLatin1Char('/') + domainName + QStringLiteral(".plist");
+    return fileOfDomainInFolder(m_folder, domainName);
+}
+
+QString TriskVXUserDefaults::fileOfDomainInFolder(const QString &folder, const QString &domainName)
+{
+    if (folder.isEmpty())
+        return QString();
+    return folder + QLatin1Char('/') + domainName + QStringLiteral(".plist");
 }
 
 QVariantMap TriskVXUserDefaults::readDomain(const QString &domainName) const
