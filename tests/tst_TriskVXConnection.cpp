@@ -1,17 +1,28 @@
-// The client's link to the scheduler service: where it looks for the service, authentication, requests and
-// their answers, the service leaving, crashing, hanging and coming back, and a service that answers wrongly.
+// The client's link to the scheduler service and what it reads through it: where the service is looked for,
+// requests and their answers, the service leaving, crashing, hanging and coming back, the published variables,
+// values as they cross the bus, a service that answers wrongly, and the interface both sides agree on.
 #include "FakeScheduler.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
+#include "NotADate.h"
+#include "TriskVXAdjustDialog.h"
 #include "TriskVXClock.h"
-#include "TriskVXConnection.h"
 #include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
 #include "TriskVXLocalService.h"
+#include "TriskVXObserver.h"
+#include "TriskVXRecords.h"
+#include "TriskVXWorkspace.h"
 #include "WaitFor.h"
 
+#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
+#include <QFile>
+#include <QLabel>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimeZone>
 
 namespace {
 const int kWait = 10000;
@@ -27,10 +38,10 @@ bool roundTrip(const TriskVXServiceLocation &location)
     return finished.wait(kWait) && !watcher.isError();
 }
 
-std::optional<TriskVXResponse> answerTo(TriskVXConnection *connection)
+std::optional<TriskVXResponse> answerTo(TriskVXConnection *connection, const QVariantMap &parameters = {})
 {
     std::optional<TriskVXResponse> answer;
-    const TriskVXRequest request = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
+    const TriskVXRequest request(kVXRPCSchedulerReset, parameters);
     if (connection->send(&request, [&](const TriskVXResponse &response) {
             answer = response;
         }))
@@ -39,6 +50,30 @@ std::optional<TriskVXResponse> answerTo(TriskVXConnection *connection)
         });
     return answer;
 }
+
+QStringList namesOf(const QSignalSpy &spy)
+{
+    QStringList names;
+    for (const QList<QVariant> &arguments : spy)
+        names.append(arguments.first().toString());
+    names.sort();
+    return names;
+}
+
+// The methods and properties of the scheduler interface in an introspection document, sorted.
+QStringList membersOf(const QString &xml)
+{
+    const qsizetype start = xml.indexOf(QStringLiteral("<interface name=\"%1\">").arg(kVXDBusInterface));
+    const QString interface = xml.mid(start, xml.indexOf(QStringLiteral("</interface>"), start) - start);
+    QStringList members;
+    auto matches = QRegularExpression(QStringLiteral("<(method|property)[^>]* name=\"(\\w+)\"")).globalMatch(interface);
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        members.append(match.captured(1) + QLatin1Char(' ') + match.captured(2));
+    }
+    members.sort();
+    return members;
+}
 } // namespace
 
 class tst_TriskVXConnection : public QObject
@@ -46,11 +81,23 @@ class tst_TriskVXConnection : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void withoutTheService();
     void serviceLeavesCrashesAndComesBack();
     void keepAliveNoticesAHungService();
+    void observerFollowsTheService();
     void serviceThatAnswersWrongly();
+    void valuesCrossTheBus_data();
+    void valuesCrossTheBus();
+    void interfaceMatchesTheConstants();
 };
+
+void tst_TriskVXConnection::initTestCase()
+{
+    TriskVXDBusPropertyList::registerTypes();
+    qDBusRegisterMetaType<NotADate>();
+    qDBusRegisterMetaType<QMap<int, QString>>();
+}
 
 void tst_TriskVXConnection::withoutTheService()
 {
@@ -173,10 +220,67 @@ void tst_TriskVXConnection::keepAliveNoticesAHungService()
     QVERIFY(!connection->isValid());
 }
 
+void tst_TriskVXConnection::observerFollowsTheService()
+{
+    HalvanedProcess service;
+    QVERIFY(service.start({ QStringLiteral("--demo") }));
+    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
+    QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
+    // An observer gone while its read is on the way: the answer must find nothing to write to.
+    service.pause();
+    delete new TriskVXObserver(connection.get());
+    service.resume();
+
+    TriskVXObserver observer(connection.get());
+    QSignalSpy reloaded(&observer, &TriskVXObserver::reloaded);
+    QVERIFY(reloaded.wait(kWait));
+    for (const QString &name : TriskVXObserver::observedVariables())
+        QVERIFY2(observer.valueForKeyPath(name).isValid(), qPrintable(name));
+    // The quick schedule panel reads the enabled state under the request's name.
+    QCOMPARE(observer.valueForKeyPath(kVXRPCSchedulerEnabled), QVariant(true));
+    const QVariantMap first = observer.schedulerPending().toList().first().toMap();
+    const QString triggerID = first.value(kVXQueuedTriggerTriggerID).toString();
+
+    // The adjust dialog finds the trigger by itself and moves it out of the current ones: one notice for
+    // each variable that changed.
+    QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
+    TriskVXWorkspace workspace;
+    workspace.adjustQueuedTriggerWithConnection(triggerID, connection.get());
+    QPointer<TriskVXAdjustDialog> dialog = workspace.adjustDialogForTrigger(triggerID);
+    QVERIFY(dialog && dialog->isVisible());
+    QTRY_COMPARE_WITH_TIMEOUT(dialog->findChild<QLabel *>(QStringLiteral("label"))->text(),
+                              QStringLiteral("Choose when “Evening shut down (demo)” fires:"), kWait);
+    QCOMPARE(dialog->date(), TriskVXRecords::triggerDateOfQueuedTrigger(first).toDateTime());
+    const QDateTime later = QDateTime::currentDateTimeUtc().addDays(4);
+    dialog->setDate(later);
+    dialog->accept();
+    QTRY_COMPARE_WITH_TIMEOUT(namesOf(changes),
+                              (QStringList { kVXObserveNotificationsCurrent, kVXObserveSchedulerPending }), kWait);
+    const QVariantList pending = observer.schedulerPending().toList();
+    QVERIFY(std::any_of(pending.cbegin(), pending.cend(), [&](const QVariant &record) {
+        return record.toMap().value(kVXQueuedTriggerTriggerID) == triggerID
+            && TriskVXRecords::triggerDateOfQueuedTrigger(record.toMap()) == later;
+    }));
+
+    // The last values stay readable while the service is away.
+    QVERIFY(service.stop());
+    QTRY_VERIFY_WITH_TIMEOUT(!connection->isValid(), kWait);
+    QCOMPARE(observer.schedulerPending(), QVariant(pending));
+}
+
 void tst_TriskVXConnection::serviceThatAnswersWrongly()
 {
     FakeScheduler fake;
     fake.protocolVersion = kVXProtocolVersion + 1;
+    const QVariantMap right { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust },
+                              { kVXAuthorisationRightRule, kVXAuthorisationRightRule_Universal } };
+    fake.published = {
+        { kVXObserveSchedulerEnabled, QStringLiteral("yes") },
+        { kVXObserveSchedulerPending, QVariant(QStringList { QStringLiteral("a") }) },
+        { kVXObserveNotificationsWarning, QVariant::fromValue(NotADate()) },
+        { kVXObserveAuthorisationRights, QVariant::fromValue(QList<QVariantMap> { right }) },
+        { QStringLiteral("SomethingElse"), qint64(3) },
+    };
     QVERIFY(fake.start());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
     QSignalSpy failed(connection.get(), &TriskVXConnection::connectionAttemptFailed);
@@ -186,15 +290,118 @@ void tst_TriskVXConnection::serviceThatAnswersWrongly()
 
     fake.protocolVersion = kVXProtocolVersion;
     fake.malformedReplies = true;
-    connection->connect();
-    QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
     LogCapture log;
+    TriskVXObserver observer(connection.get());
+    QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
+    QSignalSpy reloaded(&observer, &TriskVXObserver::reloaded);
+    connection->connect();
+    QVERIFY(reloaded.wait(kWait));
     const std::optional<TriskVXResponse> response = answerTo(connection.get());
     QVERIFY(response && !response->succeeded());
     QCOMPARE(response->status(), qint64(kVXStatusMalformedReply));
     QCOMPARE(log.messages("trisk.halvane").filter(QStringLiteral("malformed reply to SchedulerReset")).size(), 1);
-    QVERIFY(connection->isValid());
+
+    // Malformed published values are logged, not delivered.
+    QCOMPARE(namesOf(changes), QStringList { kVXObserveAuthorisationRights });
+    QCOMPARE(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published")).size(), 3);
+    for (const QString &name : { kVXObserveSchedulerEnabled, kVXObserveSchedulerPending, kVXObserveNotificationsWarning,
+                                 QStringLiteral("SomethingElse") })
+        QVERIFY2(!observer.valueForKeyPath(name).isValid(), qPrintable(name));
+    QCOMPARE(observer.valueForKeyPath(QStringLiteral("AuthorisationRights.0.Signature")),
+             QVariant(kVXRPCSchedulerAdjust));
+    for (const QString &path :
+         { QStringLiteral("AuthorisationRights.1.Signature"), QStringLiteral("AuthorisationRights.x"),
+           QStringLiteral("AuthorisationRights.0.Signature.x") })
+        QVERIFY2(!observer.valueForKeyPath(path).isValid(), qPrintable(path));
+
+    // A malformed change keeps the last good value; a good one, changed or re-read when invalidated, arrives.
+    changes.clear();
+    fake.publish({ { kVXObserveAuthorisationRights, qint64(12) }, { kVXObserveSchedulerEnabled, false } });
+    fake.published.insert(kVXObserveSchedulerPending, QVariant(QVariantList()));
+    fake.publish({}, { kVXObserveSchedulerPending });
+    QTRY_COMPARE_WITH_TIMEOUT(namesOf(changes),
+                              (QStringList { kVXObserveSchedulerEnabled, kVXObserveSchedulerPending }), kWait);
+    QCOMPARE(observer.schedulerEnabled(), QVariant(false));
+    QCOMPARE(observer.authorisationRights(), QVariant(QVariantList { right }));
 }
 
-QTEST_GUILESS_MAIN(tst_TriskVXConnection)
+void tst_TriskVXConnection::valuesCrossTheBus_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QVariant>("received");
+    const QDateTime before1970(QDate(1969, 7, 20), QTime(20, 17, 40, 125), QTimeZone::utc());
+    const QDateTime after2038(QDate(2106, 2, 7), QTime(6, 28, 16), QTimeZone::utc());
+    const QVariantList scalars { true,
+                                 false,
+                                 qint64(9007199254740993LL),
+                                 quint64(18446744073709551615ULL),
+                                 1.0,
+                                 -0.125,
+                                 QStringLiteral("Grüße “x” 😀"),
+                                 QStringLiteral(""),
+                                 QByteArray("\x00\xff\x10", 3),
+                                 before1970,
+                                 after2038 };
+    QTest::newRow("every scalar type") << QVariant(scalars) << QVariant(scalars);
+    const QVariantMap nested { { QStringLiteral("list"), QVariantList { QVariantList(), QVariantMap() } },
+                               { QStringLiteral("deep"),
+                                 QVariantMap { { QStringLiteral("d"), QVariantList { after2038 } } } } };
+    QTest::newRow("nested and empty containers") << QVariant(nested) << QVariant(nested);
+    const QVariantList records { QVariantMap { { QStringLiteral("Date"), after2038 } }, QVariantMap() };
+    QTest::newRow("record list") << QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(records))
+                                 << QVariant(records);
+    QTest::newRow("narrower integers become 64-bit")
+        << QVariant(QVariantList { int(-5), uint(5), QVariant::fromValue(short(-5)), QVariant::fromValue(uchar(5)) })
+        << QVariant(QVariantList { qint64(-5), qint64(5), qint64(-5), qint64(5) });
+    // nil has no wire form: the key is left out.
+    QTest::newRow("nil") << QVariant() << QVariant();
+    // A value that is no property list spoils the whole dictionary.
+    QTest::newRow("struct that is not a date")
+        << QVariant(QVariantList { qint64(1), QVariant::fromValue(NotADate()) }) << QVariant();
+    QTest::newRow("dictionary with integer keys")
+        << QVariant::fromValue(QMap<int, QString> { { 1, QStringLiteral("x") } }) << QVariant();
+}
+
+// Parameters of a request travel the client's way to the fake service, which reads them as halvaned does.
+void tst_TriskVXConnection::valuesCrossTheBus()
+{
+    QFETCH(QVariant, value);
+    QFETCH(QVariant, received);
+    FakeScheduler fake;
+    QVERIFY(fake.start());
+    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
+    QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
+    QVERIFY(answerTo(connection.get(), { { QStringLiteral("v"), value }, { QStringLiteral("n"), 1 } }));
+    const QVariantMap parameters = fake.received().value(0).parameters;
+    QCOMPARE(parameters.value(QStringLiteral("v")), received);
+    QCOMPARE(parameters.value(QStringLiteral("v")).typeId(), received.typeId());
+    QCOMPARE(parameters.isEmpty(), !received.isValid() && value.isValid());
+}
+
+// The interface file the client is generated from, the running service and the constants name the same
+// members; the rights differ per caller and so are a method, not a property.
+void tst_TriskVXConnection::interfaceMatchesTheConstants()
+{
+    QStringList expected { QStringLiteral("method ") + kVXDBusMethodAuthenticate };
+    for (const QString &request : { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
+                                    kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled })
+        expected.append(QStringLiteral("method ") + request);
+    for (const QString &variable : TriskVXObserver::observedVariables())
+        expected.append(
+            (variable == kVXObserveAuthorisationRights ? QStringLiteral("method ") : QStringLiteral("property "))
+            + variable);
+    expected.sort();
+    QFile file(QStringLiteral(TRISK_SOURCE_DIR "/frameworks/halvane/org.halvane.Scheduler1.xml"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(membersOf(QString::fromUtf8(file.readAll())), expected);
+
+    HalvanedProcess service;
+    QVERIFY(service.start());
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
+        service.serviceName(), kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Introspectable"),
+        QStringLiteral("Introspect")));
+    QCOMPARE(membersOf(reply.arguments().value(0).toString()), expected);
+}
+
+QTEST_MAIN(tst_TriskVXConnection)
 #include "tst_TriskVXConnection.moc"
