@@ -9,7 +9,6 @@
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
-#include "TriskVXLocalService.h"
 #include "TriskVXObserver.h"
 #include "TriskVXRecords.h"
 #include "TriskVXWorkspace.h"
@@ -94,7 +93,6 @@ private Q_SLOTS:
 
 void tst_TriskVXConnection::initTestCase()
 {
-    TriskVXDBusPropertyList::registerTypes();
     qDBusRegisterMetaType<NotADate>();
     qDBusRegisterMetaType<QMap<int, QString>>();
 }
@@ -117,7 +115,6 @@ void tst_TriskVXConnection::withoutTheService()
         TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), HalvanedProcess::uniqueServiceName())));
     QSignalSpy failed(connection.get(), &TriskVXConnection::connectionAttemptFailed);
     QVERIFY(failed.wait(kWait));
-    QVERIFY(!connection->isValid());
     QVERIFY(!answerTo(connection.get()));
 }
 
@@ -129,22 +126,13 @@ void tst_TriskVXConnection::serviceLeavesCrashesAndComesBack()
     qputenv("HALVANE_BUS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
     qputenv("HALVANE_SERVICE", service.serviceName().toUtf8());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connection());
-    TriskVXLocalService local;
     qunsetenv("HALVANE_BUS");
     qunsetenv("HALVANE_SERVICE");
     QVERIFY(connection);
-    const TriskVXServiceLocation location = connection->location();
-    QCOMPARE(location.serviceName(), service.serviceName());
     connection->setAutoReconnect(true);
-    QStringList events;
-    connect(connection.get(), &TriskVXConnection::didAuthenticate, this, [&] {
-        events.append(connection->isAuthenticated() ? QStringLiteral("accepted") : QStringLiteral("refused"));
-    });
-    connect(connection.get(), &TriskVXConnection::didBecomeInvalid, this, [&] {
-        events.append(QStringLiteral("invalid"));
-    });
-    QTRY_COMPARE_WITH_TIMEOUT(events, QStringList { QStringLiteral("accepted") }, kWait);
-    QTRY_COMPARE_WITH_TIMEOUT(local.url(), location.url(), kWait);
+    QSignalSpy authenticated(connection.get(), &TriskVXConnection::didAuthenticate);
+    QSignalSpy invalidated(connection.get(), &TriskVXConnection::didBecomeInvalid);
+    QTRY_COMPARE_WITH_TIMEOUT(authenticated.count(), 1, kWait);
 
     // The handler runs once, after send has returned.
     bool returned = false;
@@ -169,30 +157,17 @@ void tst_TriskVXConnection::serviceLeavesCrashesAndComesBack()
     for (qint64 status : std::as_const(statuses))
         QVERIFY2(status == kVXStatusNoReply || status == kVXStatusServiceUnavailable,
                  qPrintable(QString::number(status)));
-    QTRY_VERIFY_WITH_TIMEOUT(events.contains(QStringLiteral("invalid")), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(invalidated.count(), 1, kWait);
     QVERIFY(!connection->isAuthenticated());
-    QTRY_VERIFY_WITH_TIMEOUT(local.url().isEmpty(), kWait);
 
     // Back on the bus: reconnected without being asked.
     QVERIFY(service.start());
-    QTRY_COMPARE_WITH_TIMEOUT(events.size(), 3, kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(authenticated.count(), 2, kWait);
+    QVERIFY(connection->isAuthenticated());
     QVERIFY(answerTo(connection.get())->succeeded());
     QCOMPARE(calls, 1);
     QCOMPARE(statuses.size(), 3);
-    QCOMPARE(events,
-             (QStringList { QStringLiteral("accepted"), QStringLiteral("invalid"), QStringLiteral("accepted") }));
-
-    // Without auto-reconnect it stays away until asked.
-    connection->setAutoReconnect(false);
-    QVERIFY(service.stop());
-    QTRY_VERIFY_WITH_TIMEOUT(!connection->isValid(), kWait);
-    QVERIFY(service.start());
-    // The local service hears of the new owner from the same bus signal as the connection.
-    QTRY_VERIFY_WITH_TIMEOUT(!local.url().isEmpty(), kWait);
-    QVERIFY(roundTrip(location));
-    QVERIFY(!connection->isValid());
-    connection->connect();
-    QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
+    QCOMPARE(invalidated.count(), 1);
 }
 
 void tst_TriskVXConnection::keepAliveNoticesAHungService()
@@ -250,7 +225,6 @@ void tst_TriskVXConnection::observerFollowsTheService()
     QVERIFY(dialog && dialog->isVisible());
     QTRY_COMPARE_WITH_TIMEOUT(dialog->findChild<QLabel *>(QStringLiteral("label"))->text(),
                               QStringLiteral("Choose when “Evening shut down (demo)” fires:"), kWait);
-    QCOMPARE(dialog->date(), TriskVXRecords::triggerDateOfQueuedTrigger(first).toDateTime());
     const QDateTime later = QDateTime::currentDateTimeUtc().addDays(4);
     dialog->setDate(later);
     dialog->accept();
@@ -286,7 +260,6 @@ void tst_TriskVXConnection::serviceThatAnswersWrongly()
     QSignalSpy failed(connection.get(), &TriskVXConnection::connectionAttemptFailed);
     QVERIFY(failed.wait(kWait));
     QVERIFY(failed.first().first().toString().contains(QStringLiteral("protocol version")));
-    QVERIFY(!connection->isValid());
 
     fake.protocolVersion = kVXProtocolVersion;
     fake.malformedReplies = true;
@@ -347,9 +320,6 @@ void tst_TriskVXConnection::valuesCrossTheBus_data()
                                { QStringLiteral("deep"),
                                  QVariantMap { { QStringLiteral("d"), QVariantList { after2038 } } } } };
     QTest::newRow("nested and empty containers") << QVariant(nested) << QVariant(nested);
-    const QVariantList records { QVariantMap { { QStringLiteral("Date"), after2038 } }, QVariantMap() };
-    QTest::newRow("record list") << QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(records))
-                                 << QVariant(records);
     QTest::newRow("narrower integers become 64-bit")
         << QVariant(QVariantList { int(-5), uint(5), QVariant::fromValue(short(-5)), QVariant::fromValue(uchar(5)) })
         << QVariant(QVariantList { qint64(-5), qint64(5), qint64(-5), qint64(5) });
@@ -382,14 +352,14 @@ void tst_TriskVXConnection::valuesCrossTheBus()
 // members; the rights differ per caller and so are a method, not a property.
 void tst_TriskVXConnection::interfaceMatchesTheConstants()
 {
-    QStringList expected { QStringLiteral("method ") + kVXDBusMethodAuthenticate };
-    for (const QString &request : { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
-                                    kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled })
-        expected.append(QStringLiteral("method ") + request);
+    QStringList expected;
+    for (const QString &method :
+         { kVXDBusMethodAuthenticate, kVXObserveAuthorisationRights, kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel,
+           kVXRPCSchedulerReset, kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled })
+        expected.append(QStringLiteral("method ") + method);
     for (const QString &variable : TriskVXObserver::observedVariables())
-        expected.append(
-            (variable == kVXObserveAuthorisationRights ? QStringLiteral("method ") : QStringLiteral("property "))
-            + variable);
+        if (variable != kVXObserveAuthorisationRights)
+            expected.append(QStringLiteral("property ") + variable);
     expected.sort();
     QFile file(QStringLiteral(TRISK_SOURCE_DIR "/frameworks/halvane/org.halvane.Scheduler1.xml"));
     QVERIFY(file.open(QIODevice::ReadOnly));
