@@ -1,9 +1,11 @@
 #include "TriskVXConnection.h"
 
 #include "TriskVXClassRegistry.h"
+#include "TriskVXClock.h"
 #include "TriskVXConnectionDelegate.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
+#include "TriskVXDeadlineTimer.h"
 #include "TriskVXHalvaneLogging.h"
 #include "TriskVXNotificationCenter.h"
 #include "halvane_properties_interface.h"
@@ -54,8 +56,7 @@ TriskVXConnection::TriskVXConnection(const TriskVXServiceLocation &location, QOb
                                         QDBusServiceWatcher::WatchForOwnerChange, this);
     QObject::connect(m_watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
                      &TriskVXConnection::serviceOwnerChanged);
-    m_keepAliveTimer = new QTimer(this);
-    QObject::connect(m_keepAliveTimer, &QTimer::timeout, this, &TriskVXConnection::ping);
+    setClock(nullptr);
     m_retryTimer = new QTimer(this);
     m_retryTimer->setSingleShot(true);
     QObject::connect(m_retryTimer, &QTimer::timeout, this, &TriskVXConnection::connect);
@@ -84,12 +85,26 @@ void TriskVXConnection::setKeepAliveInterval(int milliseconds)
     updateKeepAliveTimer();
 }
 
+void TriskVXConnection::setClock(const TriskVXClock *clock)
+{
+    m_clock = clock ? clock : TriskVXClock::systemClock();
+    delete m_keepAliveTimer;
+    m_keepAliveTimer = new TriskVXDeadlineTimer(m_clock, this);
+    QObject::connect(m_keepAliveTimer, &TriskVXDeadlineTimer::timeout, this, &TriskVXConnection::keepAliveTick);
+    // A clock set back must not hold the next ping off by the size of the step.
+    QObject::connect(m_keepAliveTimer, &TriskVXDeadlineTimer::clockChanged, this, [this] {
+        if (m_clock->now().msecsTo(m_keepAliveTimer->deadline()) > m_keepAliveInterval)
+            updateKeepAliveTimer();
+    });
+    updateKeepAliveTimer();
+}
+
 void TriskVXConnection::updateKeepAliveTimer()
 {
     // A ping not answered within one interval means the service hangs.
     m_peer->setTimeout(m_keepAliveInterval);
     if (m_keepAlive && m_valid)
-        m_keepAliveTimer->start(m_keepAliveInterval);
+        m_keepAliveTimer->start(m_clock->now().addMSecs(m_keepAliveInterval));
     else
         m_keepAliveTimer->stop();
 }
@@ -210,10 +225,15 @@ void TriskVXConnection::serviceOwnerChanged(const QString &service, const QStrin
     }
 }
 
-void TriskVXConnection::ping()
+void TriskVXConnection::keepAliveTick()
 {
-    if (m_pingInFlight || !m_valid)
+    if (!m_valid)
         return;
+    if (m_pingInFlight) {
+        invalidate(QStringLiteral("keep-alive failed: no answer within %1 ms").arg(m_keepAliveInterval));
+        return;
+    }
+    m_keepAliveTimer->start(m_clock->now().addMSecs(m_keepAliveInterval));
     m_pingInFlight = true;
     const quint64 generation = m_generation;
     auto *watcher = new QDBusPendingCallWatcher(m_peer->Ping(), this);

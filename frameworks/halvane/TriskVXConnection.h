@@ -14,7 +14,9 @@ class OrgHalvaneScheduler1Interface;
 class OrgFreedesktopDBusPeerInterface;
 class QDBusServiceWatcher;
 class QTimer;
+class TriskVXClock;
 class TriskVXConnectionDelegate;
+class TriskVXDeadlineTimer;
 
 // The client's link to the scheduler service over D-Bus: authenticates, carries requests, notices the
 // service leaving and coming back, and reconnects.
@@ -43,6 +45,9 @@ public:
     bool keepAlive() const { return m_keepAlive; }
     void setKeepAliveInterval(int milliseconds);
     int keepAliveInterval() const { return m_keepAliveInterval; }
+    // The clock the keep-alive counts its intervals on; the system clock unless set. With a manual
+    // clock, moving it is what sends the pings and notices an unanswered one.
+    void setClock(const TriskVXClock *clock);
     void setDelegate(TriskVXConnectionDelegate *delegate) { m_delegate = delegate; }
     TriskVXConnectionDelegate *delegate() const { return m_delegate; }
 
@@ -74,14 +79,15 @@ private:
     void authenticationFinished(bool accepted, const QDBusError &error);
     void invalidate(const QString &why);
     void scheduleRetry();
-    void ping();
+    void keepAliveTick();
     void updateKeepAliveTimer();
 
     TriskVXServiceLocation m_location;
     OrgHalvaneScheduler1Interface *m_scheduler = nullptr;
     OrgFreedesktopDBusPeerInterface *m_peer = nullptr;
     QDBusServiceWatcher *m_watcher = nullptr;
-    QTimer *m_keepAliveTimer = nullptr;
+    const TriskVXClock *m_clock = nullptr;
+    TriskVXDeadlineTimer *m_keepAliveTimer = nullptr;
     QTimer *m_retryTimer = nullptr;
     TriskVXConnectionDelegate *m_delegate = nullptr;
     bool m_autoReconnect = false;
