@@ -10,8 +10,6 @@
 
 namespace {
 const int kStartTimeout = 10000;
-const QString kTestClockPath = QStringLiteral("/org/halvane/SchedulerTest");
-const QString kTestClockInterface = QStringLiteral("org.halvane.SchedulerTest1");
 } // namespace
 
 HalvanedProcess::HalvanedProcess(QObject *parent)
@@ -24,11 +22,8 @@ HalvanedProcess::HalvanedProcess(QObject *parent)
 
 HalvanedProcess::~HalvanedProcess()
 {
-    if (isRunning()) {
-        resume();
-        m_process.kill();
-        m_process.waitForFinished(kStartTimeout);
-    }
+    resume();
+    kill();
 }
 
 QString HalvanedProcess::uniqueServiceName()
@@ -63,9 +58,7 @@ bool HalvanedProcess::start(const QStringList &extraArguments)
                                          m_serviceName, QStringLiteral("--state-dir"), m_stateDirectory.path() }
                            + extraArguments);
     m_process.start();
-    if (!m_process.waitForStarted(kStartTimeout))
-        return false;
-    return waitForOwner(true);
+    return m_process.waitForStarted(kStartTimeout) && waitForOwner(true);
 }
 
 bool HalvanedProcess::stop()
@@ -102,20 +95,21 @@ QString HalvanedProcess::output()
     return QString::fromUtf8(m_process.readAll());
 }
 
+QDBusMessage HalvanedProcess::callTestClock(const QString &method, const QVariant &argument) const
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(m_serviceName, QStringLiteral("/org/halvane/SchedulerTest"),
+                                                       QStringLiteral("org.halvane.SchedulerTest1"), method);
+    call << argument;
+    return QDBusConnection::sessionBus().call(call);
+}
+
 bool HalvanedProcess::setTestNow(const QDateTime &now) const
 {
-    QDBusMessage call
-        = QDBusMessage::createMethodCall(m_serviceName, kTestClockPath, kTestClockInterface, QStringLiteral("SetNow"));
-    call << now.toMSecsSinceEpoch();
-    return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
+    return callTestClock(QStringLiteral("SetNow"), now.toMSecsSinceEpoch()).type() == QDBusMessage::ReplyMessage;
 }
 
 bool HalvanedProcess::setTestTimeZone(const QByteArray &zone) const
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(m_serviceName, kTestClockPath, kTestClockInterface,
-                                                       QStringLiteral("SetTimeZone"));
-    call << QString::fromLatin1(zone);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
     // It answers whether it knew the zone.
-    return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool();
+    return callTestClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(zone)).arguments().value(0).toBool();
 }

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+class QDBusMessage;
+
 // The real halvaned, run by a test on the test's session bus (dbus-run-session) under a name of its own.
 class HalvanedProcess : public QObject
 {
@@ -40,6 +42,7 @@ public:
 
 private:
     bool waitForOwner(bool owned);
+    QDBusMessage callTestClock(const QString &method, const QVariant &argument) const;
 
     QString m_serviceName;
     QTemporaryDir m_stateDirectory;
