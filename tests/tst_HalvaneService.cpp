@@ -497,10 +497,10 @@ void tst_HalvaneService::rightsFromPolkit()
                             kVXRPCSchedulerReset + u" polkit"_s, kVXRPCOnDemandPerform + u" polkit"_s,
                             kVXRPCEventStoreStore + u" polkit"_s }));
     // Standing rights never ask the person; a request may.
-    QVERIFY(!m_system->interactive().contains(true));
-    QCOMPARE(m_system->subjects().last(), QDBusConnection::sessionBus().baseService());
+    QVERIFY(!m_system->interactive.contains(true));
+    QCOMPARE(m_system->subjects.last(), QDBusConnection::sessionBus().baseService());
     QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
-    QCOMPARE(m_system->interactive().last(), true);
+    QCOMPARE(m_system->interactive.last(), true);
     qint64 status = 0;
     // Adjust would need a password nobody gives here.
     QVERIFY(!request(kVXRPCSchedulerAdjust, trigger(u"a1"_s, kVXRPCParameterDate, kNow), &status));
@@ -548,14 +548,14 @@ void tst_HalvaneService::onceDailyAndWeeklyThroughTheirLives()
     QVERIFY(at(fire.addSecs(-50)));
     QCOMPARE(m_client->value(u"NotificationsWarning.0.Message"_s), QVariant(u"“Once” will shut this computer down."_s));
     QVERIFY(at(fire));
-    QTRY_COMPARE(m_system->powerCalls(), QStringList { u"PowerOff"_s });
+    QTRY_COMPARE(m_system->powerCalls, QStringList { u"PowerOff"_s });
     QCOMPARE(m_client->pendingIDs().first(), u"d"_s);
 
     // Daily: at 09:30, then again tomorrow.
     QVERIFY(at(berlin(1, 9, 26)));
     QCOMPARE(m_client->pendingIDs(kVXObserveNotificationsCurrent), QStringList { u"d"_s });
     QVERIFY(at(berlin(1, 9, 30)));
-    QTRY_COMPARE(m_system->powerCalls(), (QStringList { u"PowerOff"_s, u"Reboot"_s }));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"PowerOff"_s, u"Reboot"_s }));
     QCOMPARE(m_client->pendingDate(u"d"_s), berlin(2, 9, 30));
 
     // Weekly: Monday 10:00, then the Monday after. The daily trigger missed Sunday's and Monday's
@@ -563,7 +563,7 @@ void tst_HalvaneService::onceDailyAndWeeklyThroughTheirLives()
     QVERIFY(at(berlin(3, 9, 59, 30)));
     QVERIFY(m_client->pendingIDs(kVXObserveNotificationsCurrent).contains(u"w"_s));
     QVERIFY(at(berlin(3, 10, 0)));
-    QTRY_COMPARE(m_system->powerCalls(), (QStringList { u"PowerOff"_s, u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"PowerOff"_s, u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
     QCOMPARE(m_client->pendingDate(u"w"_s), berlin(10, 10, 0));
     QCOMPARE(m_client->pendingDate(u"d"_s), berlin(4, 9, 30));
 }
@@ -577,20 +577,20 @@ void tst_HalvaneService::clockJumpsAndZoneChanges()
                     storing({ makeEvent(u"d"_s, { daily(u"22:00"_s, u"d"_s) }, doing({ power(kVXActionType_Reboot) })),
                               makeEvent(u"mark"_s, {}, doing({ power(kVXActionType_Suspend) }, true)) })));
     QVERIFY(at(QDateTime(QDate(2030, 6, 1), QTime(22, 0), kBerlin)));
-    QTRY_COMPARE(m_system->powerCalls(), QStringList { u"Reboot"_s });
+    QTRY_COMPARE(m_system->powerCalls, QStringList { u"Reboot"_s });
     // Moving west after a firing does not bring the same local evening round again.
     QVERIFY(m_service->setTestTimeZone("America/New_York") && m_client->reload());
     QCOMPARE(m_client->pendingDate(u"d"_s), QDateTime(QDate(2030, 6, 2), QTime(22, 0), kNewYork));
     // Days pass at once: one firing, then tomorrow's.
     QVERIFY(at(QDateTime(QDate(2030, 6, 4), QTime(23, 0), kNewYork)));
-    QTRY_COMPARE(m_system->powerCalls(), (QStringList { u"Reboot"_s, u"Reboot"_s }));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Reboot"_s }));
     QCOMPARE(m_client->pendingDate(u"d"_s), QDateTime(QDate(2030, 6, 5), QTime(22, 0), kNewYork));
     // The clock goes back across the firing and forward again: nothing fires twice. The event performed
     // next shows what came before it.
     QVERIFY(at(QDateTime(QDate(2030, 6, 4), QTime(21, 30), kNewYork)));
     QVERIFY(at(QDateTime(QDate(2030, 6, 4), QTime(22, 30), kNewYork)));
     QVERIFY(perform(u"mark"_s));
-    QTRY_COMPARE(m_system->powerCalls(), (QStringList { u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
 
     // 02:30 does not come on 30 March 2031 in Berlin, and comes twice on 26 October.
     QVERIFY(m_service->setTestTimeZone("Europe/Berlin"));
@@ -620,7 +620,7 @@ void tst_HalvaneService::cancelAdjustAndPostponeARepeatingTrigger()
     QVERIFY(at(first.addSecs(60)));
     QCOMPARE(m_client->pendingDate(u"d1"_s), first.addSecs(600));
     QVERIFY(at(first.addSecs(600)));
-    QTRY_COMPARE(m_system->powerCalls(), QStringList { u"Reboot"_s });
+    QTRY_COMPARE(m_system->powerCalls, QStringList { u"Reboot"_s });
     QCOMPARE(m_client->pendingDate(u"d1"_s), first.addDays(1));
 
     // Postponed: the firings whose time came are gone, and a reset brings back only what is ahead.
@@ -631,7 +631,7 @@ void tst_HalvaneService::cancelAdjustAndPostponeARepeatingTrigger()
     QVERIFY(request(kVXRPCSchedulerReset, {}));
     QCOMPARE(m_client->pendingDate(u"d1"_s), until.addSecs(13 * 3600));
     QVERIFY(perform(u"mark"_s));
-    QTRY_COMPARE(m_system->powerCalls(), (QStringList { u"Reboot"_s, u"Suspend"_s }));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Suspend"_s }));
 }
 
 void tst_HalvaneService::catchUpAtStart_data()
@@ -661,7 +661,7 @@ void tst_HalvaneService::catchUpAtStart()
     QVERIFY(start(arguments));
     QVERIFY(!m_client->pendingIDs().contains(u"l"_s));
     QVERIFY(perform(u"mark"_s));
-    QTRY_COMPARE(m_system->powerCalls(), powerCalls);
+    QTRY_COMPARE(m_system->powerCalls, powerCalls);
 }
 
 void tst_HalvaneService::actionsRunInOrderWhateverBefalls()
@@ -686,7 +686,7 @@ void tst_HalvaneService::actionsRunInOrderWhateverBefalls()
     QVERIFY(request(kVXRPCEventStoreStore, storing({ makeEvent(u"job"_s, {}, doing(actions, true)) })));
     QVERIFY(perform(u"job"_s));
     // A command out of time is stopped, one that cannot start or a failing power action is passed by.
-    QTRY_COMPARE(m_system->powerCalls(), (QStringList { u"Reboot"_s, u"Suspend"_s }));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Suspend"_s }));
     QVERIFY(QFile::exists(marker));
     QVERIFY(!QFile::exists(noUser));
     // Only a service running as root runs a command as someone else.
@@ -704,7 +704,7 @@ void tst_HalvaneService::dryRunNeverTouchesPower()
     const QList<qsizetype> *active = watchActive();
     QVERIFY(perform(u"sleep"_s));
     QTRY_COMPARE(*active, (QList<qsizetype> { 1, 0 }));
-    QVERIFY(m_system->powerCalls().isEmpty());
+    QVERIFY(m_system->powerCalls.isEmpty());
 }
 
 void tst_HalvaneService::commandLine_data()

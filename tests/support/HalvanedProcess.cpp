@@ -1,12 +1,9 @@
 #include "HalvanedProcess.h"
 
-#include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDeadlineTimer>
+#include "WaitFor.h"
 
-#include <csignal>
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
 
 namespace {
 const int kStartTimeout = 10000;
@@ -32,24 +29,16 @@ QString HalvanedProcess::uniqueServiceName()
     return QStringLiteral("org.halvane.Test.p%1.n%2").arg(QCoreApplication::applicationPid()).arg(++counter);
 }
 
-TriskVXServiceLocation HalvanedProcess::location() const
-{
-    return TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), m_serviceName);
-}
-
 bool HalvanedProcess::waitForOwner(bool owned)
 {
-    QDeadlineTimer deadline(kStartTimeout);
-    while (!deadline.hasExpired()) {
-        if (QDBusConnection::sessionBus().interface()->isServiceRegistered(m_serviceName).value() == owned)
-            return true;
-        if (owned && m_process.state() == QProcess::NotRunning)
-            return false;
-        // Waiting for another process; the event loop keeps running so that QtDBus delivers.
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        m_process.waitForReadyRead(10);
-    }
-    return false;
+    // A process that ended will never own its name.
+    return waitFor(
+               [&] {
+                   return QDBusConnection::sessionBus().interface()->isServiceRegistered(m_serviceName).value() == owned
+                       || (owned && !isRunning());
+               },
+               kStartTimeout)
+        && (!owned || isRunning());
 }
 
 bool HalvanedProcess::start(const QStringList &extraArguments)
@@ -78,21 +67,10 @@ bool HalvanedProcess::kill()
     return m_process.waitForFinished(kStartTimeout) && waitForOwner(false);
 }
 
-void HalvanedProcess::pause()
+void HalvanedProcess::sendSignal(int signalNumber)
 {
     if (isRunning())
-        ::kill(pid_t(m_process.processId()), SIGSTOP);
-}
-
-void HalvanedProcess::resume()
-{
-    if (isRunning())
-        ::kill(pid_t(m_process.processId()), SIGCONT);
-}
-
-QString HalvanedProcess::output()
-{
-    return QString::fromUtf8(m_process.readAll());
+        ::kill(pid_t(m_process.processId()), signalNumber);
 }
 
 QDBusMessage HalvanedProcess::callTestClock(const QString &method, const QVariant &argument) const
@@ -101,15 +79,4 @@ QDBusMessage HalvanedProcess::callTestClock(const QString &method, const QVarian
                                                        QStringLiteral("org.halvane.SchedulerTest1"), method);
     call << argument;
     return QDBusConnection::sessionBus().call(call);
-}
-
-bool HalvanedProcess::setTestNow(const QDateTime &now) const
-{
-    return callTestClock(QStringLiteral("SetNow"), now.toMSecsSinceEpoch()).type() == QDBusMessage::ReplyMessage;
-}
-
-bool HalvanedProcess::setTestTimeZone(const QByteArray &zone) const
-{
-    // It answers whether it knew the zone.
-    return callTestClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(zone)).arguments().value(0).toBool();
 }
