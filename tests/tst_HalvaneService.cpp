@@ -438,11 +438,9 @@ void tst_HalvaneService::rightsFromTheRulesFile()
         const QHash<QString, QVariant> before = everything(*m_client);
         const bool granted = !rights.filter(name + u' ').isEmpty();
         qint64 status = 0;
-        QString message;
-        QCOMPARE(m_client->request(name, parameters, &status, &message), granted);
+        QCOMPARE(m_client->request(name, parameters, &status), granted);
         if (!granted) {
             QCOMPARE(status, qint64(kVXStatusNotAuthorised));
-            QVERIFY2(message.contains(u"does not hold the right to "_s + name), qPrintable(message));
             QCOMPARE(everything(*m_client), before);
         }
     }
@@ -487,7 +485,6 @@ void tst_HalvaneService::rightsFromPolkit()
 void tst_HalvaneService::onceDailyAndWeeklyThroughTheirLives()
 {
     QVERIFY(start());
-    QVERIFY(!m_service->setTestTimeZone("Atlantis/Capital"));
     QVERIFY(m_service->setTestTimeZone("Europe/Berlin"));
     const auto berlin = [](int day, int hour, int minute, int second = 0) {
         return QDateTime(QDate(2030, 6, day), QTime(hour, minute, second), kBerlin);
@@ -593,6 +590,10 @@ void tst_HalvaneService::cancelAdjustAndPostponeARepeatingTrigger()
     QVERIFY(at(until.addSecs(-10 * 3600)));
     QVERIFY(request(kVXRPCSchedulerReset, {}));
     QCOMPARE(m_client->pendingDate(u"d1"_s), until.addSecs(13 * 3600));
+    // A firing that comes while the scheduler is disabled passes unperformed.
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    QVERIFY(at(until.addDays(1)));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), until.addDays(1).addSecs(13 * 3600));
     QVERIFY(perform(u"mark"_s));
     QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Suspend"_s }));
 }
