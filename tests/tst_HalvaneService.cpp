@@ -1,5 +1,5 @@
-// halvaned as its clients see it on the bus: requests and their refusals, malformed input, rights from a
-// rules file and from polkit, what survives a restart, a crash or a broken store, and its command line.
+// halvaned as its clients see it on the bus: requests and their refusals, malformed input, rights (rules file,
+// polkit), firings on its test clock and their actions (through a fake logind), restarts, crashes, broken stores.
 #include "FakeSystemServices.h"
 #include "HalvanedProcess.h"
 #include "NotADate.h"
@@ -302,7 +302,7 @@ void tst_HalvaneService::malformedRequests()
 void tst_HalvaneService::restartAndCrashLoseNothing()
 {
     QVERIFY(start());
-    // Values of every kind, and dates a property-list file cannot hold as such.
+    // The widest integer, and dates a property-list file cannot hold as such.
     const QVariantMap extra {
         { u"unsigned"_s, quint64(18446744073709551615ULL) },
         { u"dates"_s,
