@@ -690,14 +690,14 @@ void tst_HalvaneService::commandLineBusAndName()
     // Stopped the moment its name shows, it still stops cleanly.
     QProcess first;
     first.start(QStringLiteral(HALVANED_PATH), arguments);
-    QTRY_VERIFY(named());
+    QTRY_VERIFY_WITH_TIMEOUT(named(), 10000);
     first.terminate();
     QVERIFY(first.waitForFinished());
     QCOMPARE(first.exitStatus(), QProcess::NormalExit);
     QCOMPARE(first.exitCode(), 0);
-    QTRY_VERIFY(!named());
+    QTRY_VERIFY_WITH_TIMEOUT(!named(), 10000);
     first.start(QStringLiteral(HALVANED_PATH), arguments);
-    QTRY_VERIFY(named());
+    QTRY_VERIFY_WITH_TIMEOUT(named(), 10000);
     // It ends with its bus.
     bus.kill();
     QVERIFY(first.waitForFinished());
