@@ -265,6 +265,7 @@ void tst_HalvaneService::malformedRequests_data()
         << kVXRPCSchedulerAdjust << QVariantList { trigger(u"a1"_s, kVXRPCParameterDate, qint64(1)) } << invalid;
     row("missing parameter", kVXRPCSchedulerAdjust, trigger(u"a1"_s), invalid);
     row("parameter of the wrong type", kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, u"no"_s } }, invalid);
+    row("unknown parameter", kVXRPCSchedulerCancel, trigger(u"a1"_s, u"Force"_s, true), invalid);
     row("unknown trigger", kVXRPCSchedulerCancel, trigger(u"x"_s), kVXStatusUnknownTrigger);
     row("one good event, one not a dictionary", kVXRPCEventStoreStore, storing({ makeEvent(u"c"_s, {}), u"x"_s }),
         kVXStatusInvalidEvent);
@@ -498,7 +499,6 @@ void tst_HalvaneService::onceDailyAndWeeklyThroughTheirLives()
                           makeEvent(u"Weekly"_s, { daily(u"10:00"_s, u"w"_s, { qint64(1) }) },
                                     doing({ power(kVXActionType_Suspend) })) })));
     QCOMPARE(m_client->pendingIDs(), (QStringList { u"o"_s, u"d"_s, u"w"_s }));
-    QCOMPARE(m_client->pendingDate(u"w"_s), berlin(3, 10, 0));
     QVERIFY(m_client->pendingIDs(kVXObserveNotificationsCurrent).isEmpty());
 
     // Once: current five minutes ahead, warned one minute ahead, performed when it comes, then gone.
@@ -521,11 +521,9 @@ void tst_HalvaneService::onceDailyAndWeeklyThroughTheirLives()
     // Weekly: Monday 10:00, then the Monday after. The daily trigger missed Sunday's and Monday's
     // firings on the way and performs once for both.
     QVERIFY(at(berlin(3, 9, 59, 30)));
-    QVERIFY(m_client->pendingIDs(kVXObserveNotificationsCurrent).contains(u"w"_s));
     QVERIFY(at(berlin(3, 10, 0)));
     QTRY_COMPARE(m_system->powerCalls, (QStringList { u"PowerOff"_s, u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
     QCOMPARE(m_client->pendingDate(u"w"_s), berlin(10, 10, 0));
-    QCOMPARE(m_client->pendingDate(u"d"_s), berlin(4, 9, 30));
 }
 
 void tst_HalvaneService::clockJumpsAndZoneChanges()
@@ -698,6 +696,10 @@ void tst_HalvaneService::commandLineBusAndName()
     QTRY_VERIFY_WITH_TIMEOUT(!named(), 10000);
     first.start(QStringLiteral(HALVANED_PATH), arguments);
     QTRY_VERIFY_WITH_TIMEOUT(named(), 10000);
+    // A second one on the same name gives up.
+    QProcess second;
+    second.start(QStringLiteral(HALVANED_PATH), arguments);
+    QVERIFY(second.waitForFinished() && second.exitCode() == 1);
     // It ends with its bus.
     bus.kill();
     QVERIFY(first.waitForFinished());

@@ -19,8 +19,9 @@ HalvanedProcess::HalvanedProcess(QObject *parent)
 
 HalvanedProcess::~HalvanedProcess()
 {
-    resume();
-    kill();
+    // A clean stop first: the service then writes what it must on exit (coverage data among it).
+    if (!stop())
+        kill();
 }
 
 QString HalvanedProcess::uniqueServiceName()
