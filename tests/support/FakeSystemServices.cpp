@@ -4,21 +4,13 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 
-namespace {
-int g_instances = 0;
 using PolkitDetails = QMap<QString, QString>;
-} // namespace
 
 FakeSystemServices::FakeSystemServices(QObject *parent)
     : QDBusVirtualObject(parent)
-    , m_connectionName(QStringLiteral("fake-system-%1").arg(++g_instances))
+    , m_connectionName(QStringLiteral("fake-system-%1").arg(quintptr(this)))
 {
     qDBusRegisterMetaType<PolkitDetails>();
-}
-
-FakeSystemServices::~FakeSystemServices()
-{
-    QDBusConnection::disconnectFromBus(m_connectionName);
 }
 
 bool FakeSystemServices::start(const QString &address)
@@ -30,15 +22,10 @@ bool FakeSystemServices::start(const QString &address)
         && bus.registerService(QStringLiteral("org.freedesktop.login1"));
 }
 
-QString FakeSystemServices::introspect(const QString &) const
-{
-    return QString();
-}
-
 bool FakeSystemServices::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
 {
     if (message.interface() == QLatin1String("org.freedesktop.login1.Manager")) {
-        m_powerCalls.append(message.member());
+        powerCalls.append(message.member());
         if (failPowerCalls)
             return connection.send(message.createErrorReply(
                 QStringLiteral("org.freedesktop.login1.OperationInProgress"), QStringLiteral("busy")));
@@ -54,8 +41,8 @@ bool FakeSystemServices::handleMessage(const QDBusMessage &message, const QDBusC
     subject.beginStructure();
     subject >> kind >> details;
     subject.endStructure();
-    m_subjects.append(details.value(QStringLiteral("name")).toString());
-    m_interactive.append(arguments.value(3).toUInt() & 1);
+    subjects.append(details.value(QStringLiteral("name")).toString());
+    interactive.append(arguments.value(3).toUInt() & 1);
     const Answer answer = answers.value(arguments.value(1).toString(), Answer::No);
     QDBusArgument result;
     result.beginStructure();

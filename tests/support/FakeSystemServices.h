@@ -15,24 +15,21 @@ public:
     enum class Answer { Yes, Authenticate, No };
 
     explicit FakeSystemServices(QObject *parent = nullptr);
-    ~FakeSystemServices() override;
+    ~FakeSystemServices() override { QDBusConnection::disconnectFromBus(m_connectionName); }
 
     // Takes both names on the bus at this address.
     bool start(const QString &address);
 
     QHash<QString, Answer> answers; // action id → answer; missing means No
     bool failPowerCalls = false;
-    QStringList powerCalls() const { return m_powerCalls; }
+    QStringList powerCalls;
     // The bus names polkit was asked about, and whether interaction was allowed, in order.
-    QStringList subjects() const { return m_subjects; }
-    QList<bool> interactive() const { return m_interactive; }
+    QStringList subjects;
+    QList<bool> interactive;
 
-    QString introspect(const QString &path) const override;
+    QString introspect(const QString &) const override { return QString(); }
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
 
 private:
     QString m_connectionName;
-    QStringList m_powerCalls;
-    QStringList m_subjects;
-    QList<bool> m_interactive;
 };

@@ -1,17 +1,12 @@
 #include "HalvanedProcess.h"
 
-#include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDeadlineTimer>
+#include "WaitFor.h"
 
-#include <csignal>
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
 
 namespace {
 const int kStartTimeout = 10000;
-const QString kTestClockPath = QStringLiteral("/org/halvane/SchedulerTest");
-const QString kTestClockInterface = QStringLiteral("org.halvane.SchedulerTest1");
 } // namespace
 
 HalvanedProcess::HalvanedProcess(QObject *parent)
@@ -24,11 +19,9 @@ HalvanedProcess::HalvanedProcess(QObject *parent)
 
 HalvanedProcess::~HalvanedProcess()
 {
-    if (isRunning()) {
-        resume();
-        m_process.kill();
-        m_process.waitForFinished(kStartTimeout);
-    }
+    // A clean stop first: the service then writes what it must on exit (coverage data among it).
+    if (!stop())
+        kill();
 }
 
 QString HalvanedProcess::uniqueServiceName()
@@ -37,24 +30,16 @@ QString HalvanedProcess::uniqueServiceName()
     return QStringLiteral("org.halvane.Test.p%1.n%2").arg(QCoreApplication::applicationPid()).arg(++counter);
 }
 
-TriskVXServiceLocation HalvanedProcess::location() const
-{
-    return TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), m_serviceName);
-}
-
 bool HalvanedProcess::waitForOwner(bool owned)
 {
-    QDeadlineTimer deadline(kStartTimeout);
-    while (!deadline.hasExpired()) {
-        if (QDBusConnection::sessionBus().interface()->isServiceRegistered(m_serviceName).value() == owned)
-            return true;
-        if (owned && m_process.state() == QProcess::NotRunning)
-            return false;
-        // Waiting for another process; the event loop keeps running so that QtDBus delivers.
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        m_process.waitForReadyRead(10);
-    }
-    return false;
+    // A process that ended will never own its name.
+    return waitFor(
+               [&] {
+                   return QDBusConnection::sessionBus().interface()->isServiceRegistered(m_serviceName).value() == owned
+                       || (owned && !isRunning());
+               },
+               kStartTimeout)
+        && (!owned || isRunning());
 }
 
 bool HalvanedProcess::start(const QStringList &extraArguments)
@@ -63,9 +48,7 @@ bool HalvanedProcess::start(const QStringList &extraArguments)
                                          m_serviceName, QStringLiteral("--state-dir"), m_stateDirectory.path() }
                            + extraArguments);
     m_process.start();
-    if (!m_process.waitForStarted(kStartTimeout))
-        return false;
-    return waitForOwner(true);
+    return m_process.waitForStarted(kStartTimeout) && waitForOwner(true);
 }
 
 bool HalvanedProcess::stop()
@@ -85,37 +68,16 @@ bool HalvanedProcess::kill()
     return m_process.waitForFinished(kStartTimeout) && waitForOwner(false);
 }
 
-void HalvanedProcess::pause()
+void HalvanedProcess::sendSignal(int signalNumber)
 {
     if (isRunning())
-        ::kill(pid_t(m_process.processId()), SIGSTOP);
+        ::kill(pid_t(m_process.processId()), signalNumber);
 }
 
-void HalvanedProcess::resume()
+QDBusMessage HalvanedProcess::callTestClock(const QString &method, const QVariant &argument) const
 {
-    if (isRunning())
-        ::kill(pid_t(m_process.processId()), SIGCONT);
-}
-
-QString HalvanedProcess::output()
-{
-    return QString::fromUtf8(m_process.readAll());
-}
-
-bool HalvanedProcess::setTestNow(const QDateTime &now) const
-{
-    QDBusMessage call
-        = QDBusMessage::createMethodCall(m_serviceName, kTestClockPath, kTestClockInterface, QStringLiteral("SetNow"));
-    call << now.toMSecsSinceEpoch();
-    return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
-}
-
-bool HalvanedProcess::setTestTimeZone(const QByteArray &zone) const
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(m_serviceName, kTestClockPath, kTestClockInterface,
-                                                       QStringLiteral("SetTimeZone"));
-    call << QString::fromLatin1(zone);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
-    // It answers whether it knew the zone.
-    return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool();
+    QDBusMessage call = QDBusMessage::createMethodCall(m_serviceName, QStringLiteral("/org/halvane/SchedulerTest"),
+                                                       QStringLiteral("org.halvane.SchedulerTest1"), method);
+    call << argument;
+    return QDBusConnection::sessionBus().call(call);
 }

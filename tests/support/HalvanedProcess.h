@@ -2,11 +2,15 @@
 
 #include "TriskVXServiceLocation.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDateTime>
 #include <QObject>
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
+
+#include <csignal>
 
 // The real halvaned, run by a test on the test's session bus (dbus-run-session) under a name of its own.
 class HalvanedProcess : public QObject
@@ -22,7 +26,10 @@ public:
     // The state folder, kept across stop and start of this process, removed with the object.
     QString stateDirectory() const { return m_stateDirectory.path(); }
     QString stateFile() const { return m_stateDirectory.filePath(QStringLiteral("store.plist")); }
-    TriskVXServiceLocation location() const;
+    TriskVXServiceLocation location() const
+    {
+        return TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), m_serviceName);
+    }
 
     // Starts it with its own state folder and waits until it owns its bus name.
     bool start(const QStringList &extraArguments = {});
@@ -30,16 +37,25 @@ public:
     bool stop();
     // SIGKILL: a crash.
     bool kill();
-    void pause();
-    void resume();
+    void pause() { sendSignal(SIGSTOP); }
+    void resume() { sendSignal(SIGCONT); }
     bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
-    QString output();
+    QString output() { return QString::fromUtf8(m_process.readAll()); }
     // The service's test clock (started with --test-clock): moves its time, sets its zone (an IANA id).
-    bool setTestNow(const QDateTime &now) const;
-    bool setTestTimeZone(const QByteArray &zone) const;
+    bool setTestNow(const QDateTime &now) const
+    {
+        return callTestClock(QStringLiteral("SetNow"), now.toMSecsSinceEpoch()).type() == QDBusMessage::ReplyMessage;
+    }
+    // It answers whether it knew the zone.
+    bool setTestTimeZone(const QByteArray &zone) const
+    {
+        return callTestClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(zone)).arguments().value(0).toBool();
+    }
 
 private:
     bool waitForOwner(bool owned);
+    void sendSignal(int signalNumber);
+    QDBusMessage callTestClock(const QString &method, const QVariant &argument) const;
 
     QString m_serviceName;
     QTemporaryDir m_stateDirectory;

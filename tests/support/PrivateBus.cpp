@@ -4,20 +4,11 @@ namespace {
 const int kStartTimeout = 10000;
 }
 
-PrivateBus::~PrivateBus()
-{
-    if (m_daemon.state() != QProcess::NotRunning) {
-        m_daemon.terminate();
-        m_daemon.waitForFinished(kStartTimeout);
-    }
-}
-
 bool PrivateBus::start(const QString &configFile)
 {
-    QStringList arguments { QStringLiteral("--print-address"), QStringLiteral("--nofork") };
-    arguments.prepend(configFile.isEmpty() ? QStringLiteral("--session")
-                                           : QStringLiteral("--config-file=") + configFile);
-    m_daemon.start(QStringLiteral("dbus-daemon"), arguments);
+    m_daemon.start(QStringLiteral("dbus-daemon"),
+                   { configFile.isEmpty() ? QStringLiteral("--session") : QStringLiteral("--config-file=") + configFile,
+                     QStringLiteral("--print-address"), QStringLiteral("--nofork") });
     if (!m_daemon.waitForReadyRead(kStartTimeout))
         return false;
     m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();

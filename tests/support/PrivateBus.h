@@ -9,7 +9,7 @@ class PrivateBus
 {
 public:
     PrivateBus() = default;
-    ~PrivateBus();
+    ~PrivateBus() { kill(); }
 
     // Starts a session-type bus, or one made from a configuration file; false when it did not start.
     bool start(const QString &configFile = QString());

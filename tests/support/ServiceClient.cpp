@@ -4,6 +4,7 @@
 #include "WaitFor.h"
 
 #include <QDateTime>
+#include <QSignalSpy>
 
 #include <optional>
 
@@ -17,35 +18,25 @@ ServiceClient::ServiceClient(const TriskVXServiceLocation &location, QObject *pa
 
 bool ServiceClient::ready()
 {
-    return waitFor([this] {
-               return m_connection->isValid();
-           })
-        && reload();
+    return waitFor(std::bind(&TriskVXConnection::isValid, m_connection)) && reload();
 }
 
 bool ServiceClient::reload()
 {
-    bool reloaded = false;
-    const auto connection = connect(m_observer, &TriskVXObserver::reloaded, this, [&reloaded] {
-        reloaded = true;
-    });
+    QSignalSpy reloaded(m_observer, &TriskVXObserver::reloaded);
     m_observer->reload();
-    const bool done = waitFor([&reloaded] {
-        return reloaded;
-    });
-    disconnect(connection);
-    return done;
+    return !reloaded.isEmpty() || reloaded.wait(10000);
 }
 
 bool ServiceClient::request(const QString &name, const QVariantMap &parameters, qint64 *status, QString *message)
 {
+    // Shared with the handler, which may outlive this call when the answer comes late.
     auto response = std::make_shared<std::optional<TriskVXResponse>>();
     const TriskVXRequest request(name, parameters);
-    if (!m_connection->send(&request, [response](const TriskVXResponse &received) {
-            *response = received;
-        }))
-        return false;
-    if (!waitFor([&response] {
+    const auto answered = [response](const TriskVXResponse &received) {
+        *response = received;
+    };
+    if (!m_connection->send(&request, answered) || !waitFor([&response] {
             return response->has_value();
         }))
         return false;
@@ -60,16 +51,14 @@ bool ServiceClient::request(const QString &name, const QVariantMap &parameters, 
 QStringList ServiceClient::pendingIDs(const QString &variable) const
 {
     QStringList ids;
-    const QVariantList records = value(variable).toList();
-    for (const QVariant &record : records)
+    for (const QVariant &record : value(variable).toList())
         ids.append(record.toMap().value(kVXQueuedTriggerTriggerID).toString());
     return ids;
 }
 
 QDateTime ServiceClient::pendingDate(const QString &triggerID) const
 {
-    const QVariantList records = value(kVXObserveSchedulerPending).toList();
-    for (const QVariant &record : records) {
+    for (const QVariant &record : value(kVXObserveSchedulerPending).toList()) {
         const QVariantMap map = record.toMap();
         if (map.value(kVXQueuedTriggerTriggerID).toString() == triggerID)
             return map.value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime();

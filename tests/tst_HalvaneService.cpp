@@ -1,0 +1,711 @@
+// halvaned as its clients see it on the bus: requests and their refusals, malformed input, rights (rules file,
+// polkit), firings on its test clock and their actions (through a fake logind), restarts, crashes, broken stores.
+#include "FakeSystemServices.h"
+#include "HalvanedProcess.h"
+#include "NotADate.h"
+#include "PrivateBus.h"
+#include "ServiceClient.h"
+#include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
+#include "TriskVXPropertyListSerialization.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMetaType>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimeZone>
+#include <QXmlStreamReader>
+
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QDateTime kNow(QDate(2030, 6, 1), QTime(12, 0), QTimeZone::utc()); // a Saturday
+const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
+const QTimeZone kNewYork(QByteArrayLiteral("America/New_York"));
+
+QVariantMap once(const QDateTime &date, const QString &id)
+{
+    return { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date }, { kVXTriggerIdentifier, id } };
+}
+
+QVariantMap daily(const QString &time, const QString &id, const QVariantList &weekdays = {})
+{
+    QVariantMap trigger { { kVXTriggerType, kVXTriggerType_Daily },
+                          { kVXTriggerTime, time },
+                          { kVXTriggerIdentifier, id } };
+    if (!weekdays.isEmpty())
+        trigger.insert({ { kVXTriggerType, kVXTriggerType_Weekly }, { kVXTriggerWeekdays, weekdays } });
+    return trigger;
+}
+
+// An event named after its unique id.
+QVariantMap makeEvent(const QString &id, const QVariantList &triggers, const QVariantMap &extra = {})
+{
+    QVariantMap record { { kVXEventUniqueID, id }, { kVXEventName, id }, { kVXEventTriggers, triggers } };
+    record.insert(extra);
+    return record;
+}
+
+QVariantMap doing(const QVariantList &actions, bool onDemand = false)
+{
+    QVariantMap extra { { kVXEventActions, actions } };
+    if (onDemand)
+        extra.insert(kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand });
+    return extra;
+}
+
+QVariantMap power(const QString &type)
+{
+    return { { kVXActionType, type } };
+}
+
+QVariantMap command(const QVariant &arguments, const QVariantMap &extra = {})
+{
+    QVariantMap action { { kVXActionType, kVXActionType_Command }, { kVXActionArguments, arguments } };
+    action.insert(extra);
+    return action;
+}
+
+QVariantMap storing(const QVariantList &events)
+{
+    return { { kVXRPCParameterEvents, events } };
+}
+
+QVariantMap trigger(const QString &id, const QString &key = QString(), const QVariant &value = QVariant())
+{
+    QVariantMap parameters { { kVXRPCParameterTriggerID, id } };
+    if (!key.isEmpty())
+        parameters.insert(key, value);
+    return parameters;
+}
+
+// "a" with a1 (in two days) and a2 (tomorrow), and "b", performable on demand, with b1 (in three hours).
+QVariantList someEvents()
+{
+    return { makeEvent(u"a"_s, { once(kNow.addDays(2), u"a1"_s), once(kNow.addDays(1), u"a2"_s) }),
+             makeEvent(u"b"_s, { once(kNow.addSecs(3 * 3600), u"b1"_s) }, doing({}, true)) };
+}
+
+QHash<QString, QVariant> everything(const ServiceClient &client)
+{
+    QHash<QString, QVariant> values;
+    for (const QString &variable : TriskVXObserver::observedVariables())
+        values.insert(variable, client.value(variable));
+    return values;
+}
+
+QStringList rightsOf(const ServiceClient &client)
+{
+    QStringList rights;
+    for (const QVariant &right : client.value(kVXObserveAuthorisationRights).toList())
+        rights.append(right.toMap().value(kVXAuthorisationRightSignature).toString() + u' '
+                      + right.toMap().value(kVXAuthorisationRightRule).toString());
+    return rights;
+}
+
+// Every request under one rule, in the order the service lists rights.
+QStringList every(const QString &rule)
+{
+    QStringList rights;
+    for (const QString &request : { kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel, kVXRPCSchedulerReset,
+                                    kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled })
+        rights.append(request + u' ' + rule);
+    return rights;
+}
+} // namespace
+
+class tst_HalvaneService : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void requestsChangeThePublishedVariables();
+    void malformedRequests_data();
+    void malformedRequests();
+    void restartAndCrashLoseNothing();
+    void unreadableStoreIsKeptAside_data();
+    void unreadableStoreIsKeptAside();
+    void unsavedChangeIsNotAcknowledged();
+    void rightsFromTheRulesFile_data();
+    void rightsFromTheRulesFile();
+    void rightsFromPolkit();
+    void onceDailyAndWeeklyThroughTheirLives();
+    void clockJumpsAndZoneChanges();
+    void cancelAdjustAndPostponeARepeatingTrigger();
+    void catchUpAtStart_data();
+    void catchUpAtStart();
+    void actionsRunInOrderWhateverBefalls();
+    void dryRunNeverTouchesPower();
+    void commandLineBusAndName();
+
+private:
+    // (Re)starts the service, keeping its state folder, on its test clock at kNow in UTC, with the fake
+    // logind (and polkit) on a system bus of its own.
+    bool start(const QStringList &arguments = {});
+    bool at(const QDateTime &now) { return m_service->setTestNow(now) && m_client->reload(); }
+    bool request(const QString &name, const QVariantMap &parameters, qint64 *status = nullptr)
+    {
+        return m_client->request(name, parameters, status);
+    }
+    bool perform(const QString &id) { return request(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, id } }); }
+    // The sizes the active list went through.
+    QList<qsizetype> *watchActive();
+
+    std::unique_ptr<PrivateBus> m_systemBus;
+    std::unique_ptr<FakeSystemServices> m_system;
+    std::unique_ptr<HalvanedProcess> m_service;
+    std::unique_ptr<ServiceClient> m_client;
+    QList<qsizetype> m_active;
+};
+
+void tst_HalvaneService::init()
+{
+    // The last function's service goes first, its client before it.
+    m_client.reset();
+    m_active.clear();
+    m_service = std::make_unique<HalvanedProcess>();
+    m_system = std::make_unique<FakeSystemServices>();
+    m_systemBus = std::make_unique<PrivateBus>();
+    QVERIFY(m_systemBus->start() && m_system->start(m_systemBus->address()));
+}
+
+bool tst_HalvaneService::start(const QStringList &arguments)
+{
+    m_client.reset();
+    if (!m_service->start(QStringList { u"--test-clock"_s, u"--logind-bus"_s, m_systemBus->address() } + arguments)
+        || !m_service->setTestNow(kNow) || !m_service->setTestTimeZone("UTC"))
+        return false;
+    m_client = std::make_unique<ServiceClient>(m_service->location());
+    return m_client->ready();
+}
+
+QList<qsizetype> *tst_HalvaneService::watchActive()
+{
+    connect(m_client->observer(), &TriskVXObserver::schedulerActiveChanged, this, [this] {
+        m_active.append(m_client->value(kVXObserveSchedulerActive).toList().size());
+    });
+    return &m_active;
+}
+
+void tst_HalvaneService::requestsChangeThePublishedVariables()
+{
+    QVERIFY(start());
+    const QVariantMap disabled { { kVXEventEnabled, false },
+                                 { kVXEventBehaviours, QVariantList { kVXElementBehaviour_CanPerformOnDemand } } };
+    QVERIFY(
+        request(kVXRPCEventStoreStore,
+                storing(someEvents() + QVariantList { makeEvent(u"off"_s, {}, disabled), makeEvent(u"plain"_s, {}) })));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"b1"_s, u"a2"_s, u"a1"_s }));
+    QCOMPARE(m_client->value(kVXObserveOnDemandAvailable).toList().size(), 1);
+
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"b1"_s, kVXRPCParameterDate, kNow.addDays(5))));
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"a2"_s)));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"a1"_s, u"b1"_s }));
+    // Resetting one trigger leaves the others' changes.
+    QVERIFY(request(kVXRPCSchedulerReset, trigger(u"a2"_s)));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"a2"_s, u"a1"_s, u"b1"_s }));
+    QVERIFY(request(kVXRPCSchedulerReset, {}));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"b1"_s, u"a2"_s, u"a1"_s }));
+
+    // Replacing an event forgets its old triggers and what was done to them.
+    QVERIFY(request(kVXRPCEventStoreStore,
+                    storing({ makeEvent(u"b"_s, { once(kNow.addDays(3), u"b9"_s) }, doing({}, true)) })));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"a2"_s, u"a1"_s, u"b9"_s }));
+    qint64 status = 0;
+    QVERIFY(!request(kVXRPCSchedulerReset, trigger(u"b1"_s), &status));
+    QCOMPARE(status, qint64(kVXStatusUnknownTrigger));
+
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    const QVariantMap criteria { { kVXRPCParameterUniqueID, u"b"_s }, { kVXRPCParameterApplyCriteria, true } };
+    QVERIFY(!request(kVXRPCOnDemandPerform, criteria, &status));
+    QCOMPARE(status, qint64(kVXStatusCriteriaNotMet));
+    const QList<qsizetype> *active = watchActive();
+    QVERIFY(perform(u"b"_s));
+    QTRY_COMPARE(*active, (QList<qsizetype> { 1, 0 }));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }));
+    QVERIFY(request(kVXRPCOnDemandPerform, criteria));
+    QVERIFY(!request(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, u"off"_s } }, &status));
+    QCOMPARE(status, qint64(kVXStatusNotPerformable));
+    QVERIFY(!request(kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, u"zzz"_s } }, &status));
+    QCOMPARE(status, qint64(kVXStatusUnknownEvent));
+}
+
+void tst_HalvaneService::malformedRequests_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantList>("arguments");
+    QTest::addColumn<qint64>("status"); // -1: the bus refuses the call itself
+    qDBusRegisterMetaType<NotADate>();
+    const auto row = [](const char *name, const QString &method, const QVariantMap &parameters, qint64 status) {
+        QTest::newRow(name) << method << QVariantList { QVariant(TriskVXDBusPropertyList::encodeMap(parameters)) }
+                            << status;
+    };
+    const auto storeRow = [&](const char *name, const QVariantMap &record) {
+        row(name, kVXRPCEventStoreStore, storing({ record }), kVXStatusInvalidEvent);
+    };
+    const qint64 invalid = kVXStatusInvalidParameter;
+    QTest::newRow("parameters not a dictionary") << kVXRPCSchedulerCancel << QVariantList { u"a1"_s } << qint64(-1);
+    QTest::newRow("unknown request") << u"SchedulerExplode"_s << QVariantList { QVariantMap() } << qint64(-1);
+    QTest::newRow("not a property list") << kVXRPCSchedulerCancel
+                                         << QVariantList { trigger(u"a1"_s, u"Until"_s,
+                                                                   QVariant::fromValue(NotADate { u"x"_s, 1 })) }
+                                         << invalid;
+    QTest::newRow("date as a plain number")
+        << kVXRPCSchedulerAdjust << QVariantList { trigger(u"a1"_s, kVXRPCParameterDate, qint64(1)) } << invalid;
+    row("missing parameter", kVXRPCSchedulerAdjust, trigger(u"a1"_s), invalid);
+    row("parameter of the wrong type", kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, u"no"_s } }, invalid);
+    row("unknown parameter", kVXRPCSchedulerCancel, trigger(u"a1"_s, u"Force"_s, true), invalid);
+    row("unknown trigger", kVXRPCSchedulerCancel, trigger(u"x"_s), kVXStatusUnknownTrigger);
+    row("one good event, one not a dictionary", kVXRPCEventStoreStore, storing({ makeEvent(u"c"_s, {}), u"x"_s }),
+        kVXStatusInvalidEvent);
+    storeRow("a trigger of another event", makeEvent(u"c"_s, { once(kNow, u"a1"_s) }));
+    storeRow("an unknown trigger type", makeEvent(u"x"_s, { QVariantMap { { kVXTriggerType, u"Lunar"_s } } }));
+    storeRow("weekly on day 8", makeEvent(u"x"_s, { daily(u"10:00"_s, u"t"_s, { qint64(8) }) }));
+    storeRow("a command as a shell line", makeEvent(u"x"_s, {}, doing({ command(u"rm -rf /"_s) })));
+    storeRow("a command with no time to run",
+             makeEvent(u"x"_s, {},
+                       doing({ command(QVariantList { u"/bin/true"_s }, { { kVXActionTimeout, qint64(0) } }) })));
+}
+
+void tst_HalvaneService::malformedRequests()
+{
+    QFETCH(QString, method);
+    QFETCH(QVariantList, arguments);
+    QFETCH(qint64, status);
+    QVERIFY(start());
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
+    const QHash<QString, QVariant> before = everything(*m_client);
+    QDBusMessage call
+        = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath, kVXDBusInterface, method);
+    call.setArguments(arguments);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
+    if (status < 0) {
+        QCOMPARE(reply.errorName(), u"org.freedesktop.DBus.Error.UnknownMethod"_s);
+    } else {
+        QCOMPARE(reply.signature(), u"bxs"_s);
+        QCOMPARE(reply.arguments().mid(0, 2), (QVariantList { false, status }));
+    }
+    QVERIFY(m_client->reload());
+    QCOMPARE(everything(*m_client), before);
+}
+
+void tst_HalvaneService::restartAndCrashLoseNothing()
+{
+    QVERIFY(start());
+    // The widest integer, and dates a property-list file cannot hold as such.
+    const QVariantMap extra {
+        { u"unsigned"_s, quint64(18446744073709551615ULL) },
+        { u"dates"_s,
+          QVariantList { QDateTime(QDate(1900, 1, 1), QTime(0, 0), QTimeZone::utc()),
+                         QDateTime(QDate(1969, 12, 31), QTime(23, 59, 59, 999), QTimeZone::utc()),
+                         QDateTime(QDate(2200, 1, 1), QTime(0, 0, 0, 250), QTimeZone::utc()) } },
+    };
+    QVERIFY(request(
+        kVXRPCEventStoreStore,
+        storing(someEvents()
+                + QVariantList { makeEvent(u"d"_s, { daily(u"04:00"_s, u"d1"_s) }, { { u"Extra"_s, extra } }) })));
+    QCOMPARE(m_client->value(u"SchedulerPending.1.Event.Extra"_s), QVariant(extra));
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"a1"_s, kVXRPCParameterDate, kNow.addDays(5))));
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"b1"_s)));
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s, kVXRPCParameterUntil, kNow.addDays(3))));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    const QHash<QString, QVariant> before = everything(*m_client);
+
+    QVERIFY(m_service->stop());
+    QVERIFY(start());
+    QCOMPARE(everything(*m_client), before);
+    // Written whole, readable by the service's user only.
+    QCOMPARE(QDir(m_service->stateDirectory()).entryList(QDir::Files), QStringList { u"store.plist"_s });
+    QCOMPARE(QFile::permissions(m_service->stateFile()) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+    // The cancellation is still undoable after the restart.
+    QVERIFY(request(kVXRPCSchedulerReset, trigger(u"b1"_s)));
+    QVERIFY(m_client->pendingIDs().contains(u"b1"_s));
+
+    // kill -9 the moment the answer is in: the change was on disk before it was acknowledged.
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"b1"_s, kVXRPCParameterDate, kNow.addDays(7))));
+    QVERIFY(m_service->kill());
+    QVERIFY(start());
+    QCOMPARE(m_client->pendingDate(u"b1"_s), kNow.addDays(7));
+}
+
+void tst_HalvaneService::unreadableStoreIsKeptAside_data()
+{
+    QTest::addColumn<QByteArray>("contents");
+    const QByteArray plist("<?xml version=\"1.0\"?><plist version=\"1.0\">%1</plist>");
+    QTest::newRow("garbage") << QByteArray("\x00\x01garbage", 9);
+    QTest::newRow("another version") << QByteArray(plist).replace(
+        "%1", "<dict><key>Version</key><integer>9</integer></dict>");
+    QTest::newRow("an event without a name") << QByteArray(plist).replace(
+        "%1",
+        "<dict><key>Version</key><integer>1</integer><key>Enabled</key><true/><key>Events</key><array><dict/>"
+        "</array><key>TriggerStates</key><dict/></dict>");
+}
+
+void tst_HalvaneService::unreadableStoreIsKeptAside()
+{
+    QFETCH(QByteArray, contents);
+    QFile file(m_service->stateFile());
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
+    file.close();
+    QVERIFY(start({ u"--demo"_s }));
+    QCOMPARE(m_client->value(kVXObserveOnDemandAvailable).toList().size(), 2);
+    const QStringList kept = QDir(m_service->stateDirectory()).entryList({ u"store.plist.corrupt-*"_s });
+    QCOMPARE(kept.size(), 1);
+    // Starting afresh and saving never writes over the old file.
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    QFile aside(QDir(m_service->stateDirectory()).filePath(kept.first()));
+    QVERIFY(aside.open(QIODevice::ReadOnly));
+    QCOMPARE(aside.readAll(), contents);
+    QVERIFY(m_service->stop());
+    QVERIFY(m_service->output().contains(u"kept aside as "_s + aside.fileName()));
+}
+
+void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
+{
+    QVERIFY(start({ u"--state-dir"_s, u"/proc/halvane"_s }));
+    qint64 status = 0;
+    QVERIFY(!request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }, &status));
+    QCOMPARE(status, qint64(kVXStatusInternalError));
+}
+
+void tst_HalvaneService::rightsFromTheRulesFile_data()
+{
+    QTest::addColumn<QVariant>("rules"); // no file, a dictionary to write, or the bytes of the file
+    QTest::addColumn<QStringList>("rights");
+    const QString user = u"user:"_s + QString::fromLocal8Bit(::getpwuid(::getuid())->pw_name);
+    const QString group = u"group:"_s + QString::fromLocal8Bit(::getgrgid(::getgid())->gr_name);
+    const QString uid = u"uid:%1"_s.arg(::getuid());
+    const auto rules = [](const QString &request, const QStringList &list) {
+        return QVariant(QVariantMap { { request, QVariant(list).toList() } });
+    };
+    QTest::newRow("no file: the owner") << QVariant() << every(u"owner"_s);
+    QTest::newRow("everyone may cancel") << rules(kVXRPCSchedulerCancel, { u"everyone"_s })
+                                         << QStringList { kVXRPCSchedulerCancel + u' '
+                                                          + kVXAuthorisationRightRule_Universal };
+    QTest::newRow("by user and group") << QVariant(
+        QVariantMap { { kVXRPCSchedulerReset, QVariantList { user } },
+                      { kVXRPCSchedulerCancel, QVariantList { u"uid:99999"_s, group } },
+                      { kVXRPCSchedulerAdjust, QVariantList { u"group:no-such-group-here"_s } } })
+                                       << QStringList { kVXRPCSchedulerCancel + u' ' + group,
+                                                        kVXRPCSchedulerReset + u' ' + user };
+    QTest::newRow("by uid, every request") << rules(u"*"_s, { uid }) << every(uid);
+    QTest::newRow("not a plist: the owner") << QVariant(QByteArray("everyone may do anything")) << every(u"owner"_s);
+    QTest::newRow("unknown request: the owner") << rules(u"Explode"_s, { u"everyone"_s }) << every(u"owner"_s);
+    QTest::newRow("unknown rule: the owner") << rules(u"*"_s, { u"anybody"_s }) << every(u"owner"_s);
+}
+
+void tst_HalvaneService::rightsFromTheRulesFile()
+{
+    QFETCH(QVariant, rules);
+    QFETCH(QStringList, rights);
+    // The file changes while the service runs: the client hears of it and reads its new rights.
+    QTemporaryDir directory;
+    const QString path = directory.filePath(u"rights.plist"_s);
+    QVERIFY(start({ u"--rules"_s, path }));
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
+    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
+        QVariantMap { { kVXRPCSchedulerReset, QVariantList { u"uid:99999"_s } } }, path));
+    QTRY_VERIFY(rightsOf(*m_client).isEmpty());
+    QFile file(path);
+    if (rules.typeId() == QMetaType::QByteArray)
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(rules.toByteArray()) > 0);
+    else if (rules.isValid())
+        QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(rules, path));
+    else
+        QVERIFY(file.remove());
+    file.close();
+    QTRY_COMPARE(rightsOf(*m_client), rights);
+    // The rights a client is told of are the ones it has; a refused request changes nothing.
+    const QList<QPair<QString, QVariantMap>> requests {
+        { kVXRPCSchedulerAdjust, trigger(u"a1"_s, kVXRPCParameterDate, kNow.addDays(3)) },
+        { kVXRPCSchedulerCancel, trigger(u"a1"_s) },
+        { kVXRPCSchedulerReset, {} },
+        { kVXRPCOnDemandPerform, { { kVXRPCParameterUniqueID, u"b"_s } } },
+        { kVXRPCEventStoreStore, storing({ makeEvent(u"new"_s, {}) }) },
+        { kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } } },
+    };
+    for (const auto &[name, parameters] : requests) {
+        const QHash<QString, QVariant> before = everything(*m_client);
+        const bool granted = !rights.filter(name + u' ').isEmpty();
+        qint64 status = 0;
+        QCOMPARE(m_client->request(name, parameters, &status), granted);
+        if (!granted) {
+            QCOMPARE(status, qint64(kVXStatusNotAuthorised));
+            QCOMPARE(everything(*m_client), before);
+        }
+    }
+}
+
+void tst_HalvaneService::rightsFromPolkit()
+{
+    // polkit answers for the actions of the installed policy: a request whose action the policy lacks is
+    // never granted.
+    QFile policy(QStringLiteral(TRISK_SOURCE_DIR "/dist/org.halvane.scheduler.policy"));
+    QVERIFY(policy.open(QIODevice::ReadOnly));
+    QXmlStreamReader reader(&policy);
+    while (!reader.atEnd()) {
+        if (reader.readNext() == QXmlStreamReader::StartElement && reader.name() == "action"_L1)
+            m_system->answers.insert(reader.attributes().value("id"_L1).toString(), FakeSystemServices::Answer::Yes);
+    }
+    m_system->answers.insert(u"org.halvane.scheduler.adjust"_s, FakeSystemServices::Answer::Authenticate);
+    m_system->answers.insert(u"org.halvane.scheduler.set-enabled"_s, FakeSystemServices::Answer::No);
+    QVERIFY(start({ u"--rights"_s, u"polkit"_s, u"--polkit-bus"_s, m_systemBus->address() }));
+    QCOMPARE(rightsOf(*m_client),
+             (QStringList { kVXRPCSchedulerAdjust + u" polkit-authentication"_s, kVXRPCSchedulerCancel + u" polkit"_s,
+                            kVXRPCSchedulerReset + u" polkit"_s, kVXRPCOnDemandPerform + u" polkit"_s,
+                            kVXRPCEventStoreStore + u" polkit"_s }));
+    // Standing rights never ask the person; a request may.
+    QVERIFY(!m_system->interactive.contains(true));
+    QCOMPARE(m_system->subjects.last(), QDBusConnection::sessionBus().baseService());
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
+    QCOMPARE(m_system->interactive.last(), true);
+    qint64 status = 0;
+    // Adjust would need a password nobody gives here.
+    QVERIFY(!request(kVXRPCSchedulerAdjust, trigger(u"a1"_s, kVXRPCParameterDate, kNow), &status));
+    QCOMPARE(status, qint64(kVXStatusNotAuthorised));
+    QVERIFY(!request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }, &status));
+    QCOMPARE(status, qint64(kVXStatusNotAuthorised));
+    // Without polkit nothing is granted.
+    m_system.reset();
+    QVERIFY(!request(kVXRPCSchedulerCancel, trigger(u"a1"_s), &status));
+    QCOMPARE(status, qint64(kVXStatusNotAuthorised));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"b1"_s, u"a2"_s, u"a1"_s }));
+}
+
+void tst_HalvaneService::onceDailyAndWeeklyThroughTheirLives()
+{
+    QVERIFY(start());
+    QVERIFY(m_service->setTestTimeZone("Europe/Berlin"));
+    const auto berlin = [](int day, int hour, int minute, int second = 0) {
+        return QDateTime(QDate(2030, 6, day), QTime(hour, minute, second), kBerlin);
+    };
+    QVERIFY(at(berlin(1, 8, 0)));
+    const QDateTime fire = berlin(1, 9, 0);
+    QVERIFY(
+        request(kVXRPCEventStoreStore,
+                storing({ makeEvent(u"Once"_s, { once(fire, u"o"_s) }, doing({ power(kVXActionType_PowerOff) })),
+                          makeEvent(u"Daily"_s, { daily(u"09:30"_s, u"d"_s) }, doing({ power(kVXActionType_Reboot) })),
+                          makeEvent(u"Weekly"_s, { daily(u"10:00"_s, u"w"_s, { qint64(1) }) },
+                                    doing({ power(kVXActionType_Suspend) })) })));
+    QCOMPARE(m_client->pendingIDs(), (QStringList { u"o"_s, u"d"_s, u"w"_s }));
+    QVERIFY(m_client->pendingIDs(kVXObserveNotificationsCurrent).isEmpty());
+
+    // Once: current five minutes ahead, warned one minute ahead, performed when it comes, then gone.
+    QVERIFY(at(fire.addSecs(-240)));
+    QCOMPARE(m_client->pendingIDs(kVXObserveNotificationsCurrent), QStringList { u"o"_s });
+    QCOMPARE(m_client->value(kVXObserveNotificationsWarning), QVariant(QVariantList()));
+    QVERIFY(at(fire.addSecs(-50)));
+    QCOMPARE(m_client->value(u"NotificationsWarning.0.Message"_s), QVariant(u"“Once” will shut this computer down."_s));
+    QVERIFY(at(fire));
+    QTRY_COMPARE(m_system->powerCalls, QStringList { u"PowerOff"_s });
+    QCOMPARE(m_client->pendingIDs().first(), u"d"_s);
+
+    // Daily: at 09:30, then again tomorrow.
+    QVERIFY(at(berlin(1, 9, 26)));
+    QCOMPARE(m_client->pendingIDs(kVXObserveNotificationsCurrent), QStringList { u"d"_s });
+    QVERIFY(at(berlin(1, 9, 30)));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"PowerOff"_s, u"Reboot"_s }));
+    QCOMPARE(m_client->pendingDate(u"d"_s), berlin(2, 9, 30));
+
+    // Weekly: Monday 10:00, then the Monday after. The daily trigger missed Sunday's and Monday's
+    // firings on the way and performs once for both.
+    QVERIFY(at(berlin(3, 9, 59, 30)));
+    QVERIFY(at(berlin(3, 10, 0)));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"PowerOff"_s, u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
+    QCOMPARE(m_client->pendingDate(u"w"_s), berlin(10, 10, 0));
+}
+
+void tst_HalvaneService::clockJumpsAndZoneChanges()
+{
+    QVERIFY(start());
+    QVERIFY(m_service->setTestTimeZone("Europe/Berlin"));
+    QVERIFY(at(QDateTime(QDate(2030, 6, 1), QTime(8, 0), kBerlin)));
+    QVERIFY(request(kVXRPCEventStoreStore,
+                    storing({ makeEvent(u"d"_s, { daily(u"22:00"_s, u"d"_s) }, doing({ power(kVXActionType_Reboot) })),
+                              makeEvent(u"mark"_s, {}, doing({ power(kVXActionType_Suspend) }, true)) })));
+    QVERIFY(at(QDateTime(QDate(2030, 6, 1), QTime(22, 0), kBerlin)));
+    QTRY_COMPARE(m_system->powerCalls, QStringList { u"Reboot"_s });
+    // Moving west after a firing does not bring the same local evening round again.
+    QVERIFY(m_service->setTestTimeZone("America/New_York") && m_client->reload());
+    QCOMPARE(m_client->pendingDate(u"d"_s), QDateTime(QDate(2030, 6, 2), QTime(22, 0), kNewYork));
+    // Days pass at once: one firing, then tomorrow's.
+    QVERIFY(at(QDateTime(QDate(2030, 6, 4), QTime(23, 0), kNewYork)));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Reboot"_s }));
+    QCOMPARE(m_client->pendingDate(u"d"_s), QDateTime(QDate(2030, 6, 5), QTime(22, 0), kNewYork));
+    // The clock goes back across the firing and forward again: nothing fires twice. The event performed
+    // next shows what came before it.
+    QVERIFY(at(QDateTime(QDate(2030, 6, 4), QTime(21, 30), kNewYork)));
+    QVERIFY(at(QDateTime(QDate(2030, 6, 4), QTime(22, 30), kNewYork)));
+    QVERIFY(perform(u"mark"_s));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Reboot"_s, u"Suspend"_s }));
+
+    // 02:30 does not come on 30 March 2031 in Berlin, and comes twice on 26 October.
+    QVERIFY(m_service->setTestTimeZone("Europe/Berlin"));
+    QVERIFY(at(QDateTime(QDate(2031, 3, 29), QTime(12, 0), kBerlin)));
+    QVERIFY(request(kVXRPCEventStoreStore, storing({ makeEvent(u"g"_s, { daily(u"02:30"_s, u"g"_s) }) })));
+    QCOMPARE(m_client->pendingDate(u"g"_s), QDateTime(QDate(2031, 3, 30), QTime(1, 0), QTimeZone::utc()));
+    QVERIFY(at(QDateTime(QDate(2031, 10, 25), QTime(12, 0), kBerlin)));
+    QCOMPARE(m_client->pendingDate(u"g"_s), QDateTime(QDate(2031, 10, 26), QTime(0, 30), QTimeZone::utc()));
+}
+
+void tst_HalvaneService::cancelAdjustAndPostponeARepeatingTrigger()
+{
+    QVERIFY(start());
+    QVERIFY(request(kVXRPCEventStoreStore,
+                    storing({ makeEvent(u"d"_s, { daily(u"13:00"_s, u"d1"_s) }, doing({ power(kVXActionType_Reboot) })),
+                              makeEvent(u"mark"_s, {}, doing({ power(kVXActionType_Suspend) }, true)) })));
+    const QDateTime first = kNow.addSecs(3600);
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s)));
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s)));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), first.addDays(2));
+    // Adjusting moves only the queued firing; resetting brings the cancelled ones back.
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"d1"_s, kVXRPCParameterDate, first.addDays(2).addSecs(1800))));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), first.addDays(2).addSecs(1800));
+    QVERIFY(request(kVXRPCSchedulerReset, trigger(u"d1"_s)));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), first);
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"d1"_s, kVXRPCParameterDate, first.addSecs(600))));
+    QVERIFY(at(first.addSecs(60)));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), first.addSecs(600));
+    QVERIFY(at(first.addSecs(600)));
+    QTRY_COMPARE(m_system->powerCalls, QStringList { u"Reboot"_s });
+    QCOMPARE(m_client->pendingDate(u"d1"_s), first.addDays(1));
+
+    // Postponed: the firings whose time came are gone, and a reset brings back only what is ahead.
+    const QDateTime until(QDate(2030, 6, 5), QTime(0, 0), QTimeZone::utc());
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s, kVXRPCParameterUntil, until)));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), until.addSecs(13 * 3600));
+    QVERIFY(at(until.addSecs(-10 * 3600)));
+    QVERIFY(request(kVXRPCSchedulerReset, {}));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), until.addSecs(13 * 3600));
+    // A firing that comes while the scheduler is disabled passes unperformed.
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    QVERIFY(at(until.addDays(1)));
+    QCOMPARE(m_client->pendingDate(u"d1"_s), until.addDays(1).addSecs(13 * 3600));
+    QVERIFY(perform(u"mark"_s));
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Suspend"_s }));
+}
+
+void tst_HalvaneService::catchUpAtStart_data()
+{
+    QTest::addColumn<qint64>("late");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QStringList>("powerCalls");
+    QTest::newRow("a restart: performed") << qint64(120) << QStringList() << QStringList { u"Reboot"_s, u"Suspend"_s };
+    QTest::newRow("the machine was off: skipped") << qint64(3 * 3600) << QStringList() << QStringList { u"Suspend"_s };
+    QTest::newRow("a shorter catch-up: skipped")
+        << qint64(120) << QStringList { u"--catch-up"_s, u"60"_s } << QStringList { u"Suspend"_s };
+}
+
+void tst_HalvaneService::catchUpAtStart()
+{
+    QFETCH(qint64, late);
+    QFETCH(QStringList, arguments);
+    QFETCH(QStringList, powerCalls);
+    // The service comes back on the real clock, the firing that much late.
+    const QDateTime due = QDateTime::currentDateTimeUtc().addSecs(-late);
+    QVERIFY(start());
+    QVERIFY(at(due.addSecs(-60)));
+    QVERIFY(request(kVXRPCEventStoreStore,
+                    storing({ makeEvent(u"late"_s, { once(due, u"l"_s) }, doing({ power(kVXActionType_Reboot) })),
+                              makeEvent(u"mark"_s, {}, doing({ power(kVXActionType_Suspend) }, true)) })));
+    QVERIFY(m_service->stop());
+    QVERIFY(start(arguments));
+    QVERIFY(!m_client->pendingIDs().contains(u"l"_s));
+    QVERIFY(perform(u"mark"_s));
+    QTRY_COMPARE(m_system->powerCalls, powerCalls);
+}
+
+void tst_HalvaneService::actionsRunInOrderWhateverBefalls()
+{
+    QVERIFY(start());
+    m_system->failPowerCalls = true;
+    QTemporaryDir directory;
+    QVERIFY(QFile::setPermissions(directory.path(), QFile::Permissions(0x7777)));
+    const QString marker = directory.filePath(u"made by the command; $HOME stays as written"_s);
+    const QString noUser = directory.filePath(u"no-user"_s);
+    const QString asNobody = directory.filePath(u"as-nobody"_s);
+    const QVariantList actions {
+        command(QVariantList { u"/usr/bin/touch"_s, marker }),
+        command(QVariantList { u"/nonexistent/program"_s }),
+        command(QVariantList { u"/bin/sleep"_s, u"30"_s }, { { kVXActionTimeout, 0.3 } }),
+        command(QVariantList { u"/usr/bin/touch"_s, noUser }, { { kVXActionUser, u"no-such-user-x"_s } }),
+        command(QVariantList { u"/usr/bin/touch"_s, asNobody }, { { kVXActionUser, u"nobody"_s } }),
+        power(kVXActionType_Reboot),
+        QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, u"after"_s } },
+        power(kVXActionType_Suspend),
+    };
+    QVERIFY(request(kVXRPCEventStoreStore, storing({ makeEvent(u"job"_s, {}, doing(actions, true)) })));
+    QVERIFY(perform(u"job"_s));
+    // A command out of time is stopped, one that cannot start or a failing power action is passed by.
+    QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Suspend"_s }));
+    QVERIFY(QFile::exists(marker));
+    QVERIFY(!QFile::exists(noUser));
+    // Only a service running as root runs a command as someone else.
+    if (::geteuid() == 0)
+        QCOMPARE(QFileInfo(asNobody).ownerId(), ::getpwnam("nobody")->pw_uid);
+    else
+        QVERIFY(!QFile::exists(asNobody));
+}
+
+void tst_HalvaneService::dryRunNeverTouchesPower()
+{
+    QVERIFY(start({ u"--dry-run"_s }));
+    QVERIFY(request(kVXRPCEventStoreStore,
+                    storing({ makeEvent(u"sleep"_s, {}, doing({ power(kVXActionType_Suspend) }, true)) })));
+    const QList<qsizetype> *active = watchActive();
+    QVERIFY(perform(u"sleep"_s));
+    QTRY_COMPARE(*active, (QList<qsizetype> { 1, 0 }));
+    QVERIFY(m_system->powerCalls.isEmpty());
+}
+
+void tst_HalvaneService::commandLineBusAndName()
+{
+    for (const QStringList &arguments :
+         { QStringList { u"--frobnicate"_s }, QStringList { u"now"_s }, QStringList { u"--catch-up"_s, u"soon"_s } }) {
+        QProcess process;
+        process.start(QStringLiteral(HALVANED_PATH), arguments);
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitCode(), 2);
+    }
+    PrivateBus bus;
+    QVERIFY(bus.start());
+    const QDBusConnection connection = QDBusConnection::connectToBus(bus.address(), u"own"_s);
+    const auto named = [&] {
+        return connection.interface()->isServiceRegistered(kVXDBusServiceName).value();
+    };
+    const QStringList arguments { u"--bus"_s, bus.address(), u"--no-state"_s };
+    // Stopped the moment its name shows, it still stops cleanly.
+    QProcess first;
+    first.start(QStringLiteral(HALVANED_PATH), arguments);
+    QTRY_VERIFY_WITH_TIMEOUT(named(), 10000);
+    first.terminate();
+    QVERIFY(first.waitForFinished());
+    QCOMPARE(first.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(first.exitCode(), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(!named(), 10000);
+    first.start(QStringLiteral(HALVANED_PATH), arguments);
+    QTRY_VERIFY_WITH_TIMEOUT(named(), 10000);
+    // A second one on the same name gives up.
+    QProcess second;
+    second.start(QStringLiteral(HALVANED_PATH), arguments);
+    QVERIFY(second.waitForFinished() && second.exitCode() == 1);
+    // It ends with its bus.
+    bus.kill();
+    QVERIFY(first.waitForFinished());
+    QCOMPARE(first.exitCode(), 1);
+    QDBusConnection::disconnectFromBus(u"own"_s);
+}
+
+QTEST_GUILESS_MAIN(tst_HalvaneService)
+#include "tst_HalvaneService.moc"
