@@ -1,0 +1,211 @@
+// What the platform layer tells its users: the notification centre in process and over the session bus,
+// the clock and the deadline timer that follows it, Unix signals and the loss of a bus.
+#include "PrivateBus.h"
+#include "TriskVXBusWatcher.h"
+#include "TriskVXClock.h"
+#include "TriskVXDeadlineTimer.h"
+#include "TriskVXDistributedNotificationCenter.h"
+#include "TriskVXNotificationCenter.h"
+#include "TriskVXUnixSignalWatcher.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusPendingCallWatcher>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+#include <QTimeZone>
+
+#include <atomic>
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+class tst_TriskVXPlatformEvents : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void notificationCenter();
+    void queueOnAnotherThread();
+    void distributedBetweenProcesses();
+    void deadlineFollowsTheClock();
+    void unixSignalsArriveOnTheEventLoop();
+    void busLossIsTold();
+};
+
+void tst_TriskVXPlatformEvents::notificationCenter()
+{
+    TriskVXNotificationCenter center;
+    QStringList heard;
+    auto hear = [&heard](const QString &who) {
+        return [&heard, who](const TriskVXNotification &note) {
+            heard.append(who + u':' + note.name() + note.userInfo().value(u"k"_s).toString());
+        };
+    };
+    QObject sender;
+    QObject observer;
+    center.addObserverSelectorNameObject(&observer, hear(u"A"_s), u"A"_s, nullptr);
+    center.addObserverSelectorNameObject(&observer, hear(u"sender"_s), QString(), &sender);
+    center.addObserverSelectorNameObject(&observer, hear(u"A sender"_s), u"A"_s, &sender);
+    QObject *all = center.addObserverForNameObjectQueueUsingBlock(QString(), nullptr, nullptr, hear(u"all"_s));
+    center.postNotificationNameObjectUserInfo(u"A"_s, nullptr, { { u"k"_s, 1 } });
+    center.postNotificationNameObjectUserInfo(u"B"_s, &sender, { { u"k"_s, 2 } });
+    center.postNotificationNameObjectUserInfo(u"A"_s, &sender, { { u"k"_s, 3 } });
+    QCOMPARE(heard,
+             QStringList({ u"A:A1"_s, u"all:A1"_s, u"sender:B2"_s, u"all:B2"_s, u"A:A3"_s, u"sender:A3"_s,
+                           u"A sender:A3"_s, u"all:A3"_s }));
+    center.removeObserverNameObject(&observer, u"A"_s, &sender);
+    center.removeObserver(all);
+    // Mid-post, an observer removes itself and the next one and adds another: observers see the
+    // registrations as they were at the post, less the removed ones.
+    QObject *first = nullptr;
+    QObject *second = nullptr;
+    first = center.addObserverForNameObjectQueueUsingBlock(u"A"_s, nullptr, nullptr, [&](const TriskVXNotification &) {
+        heard.append(u"first"_s);
+        center.removeObserver(second);
+        center.removeObserver(first);
+        center.addObserverForNameObjectQueueUsingBlock(u"A"_s, nullptr, nullptr, hear(u"added"_s));
+    });
+    second = center.addObserverForNameObjectQueueUsingBlock(u"A"_s, nullptr, nullptr, hear(u"second"_s));
+    {
+        QObject gone;
+        center.addObserverSelectorNameObject(&gone, hear(u"gone"_s), QString(), nullptr);
+    }
+    heard.clear();
+    center.postNotificationNameObject(u"A"_s, &sender);
+    center.postNotificationNameObject(u"A"_s, &sender);
+    QCOMPARE(heard, QStringList({ u"A:A"_s, u"sender:A"_s, u"first"_s, u"A:A"_s, u"sender:A"_s, u"added:A"_s }));
+    QCOMPARE(center.observerCount(), 3);
+}
+
+void tst_TriskVXPlatformEvents::queueOnAnotherThread()
+{
+    TriskVXNotificationCenter center;
+    QThread thread;
+    QObject queue;
+    queue.moveToThread(&thread);
+    thread.start();
+    std::atomic<QThread *> deliveredOn { nullptr };
+    center.addObserverForNameObjectQueueUsingBlock(u"N"_s, nullptr, &queue, [&](const TriskVXNotification &) {
+        deliveredOn = QThread::currentThread();
+    });
+    center.postNotificationNameObject(u"N"_s, nullptr);
+    QTRY_COMPARE(deliveredOn.load(), &thread);
+    thread.quit();
+    thread.wait();
+}
+
+void tst_TriskVXPlatformEvents::distributedBetweenProcesses()
+{
+    // A connection of its own stands for the other process.
+    TriskVXDistributedNotificationCenter posting(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"o"_s));
+    TriskVXDistributedNotificationCenter listening(QDBusConnection::sessionBus());
+    QStringList heard;
+    auto hear = [&heard](const QString &who) {
+        return [&heard, who](const QString &name, const QString &object, const QVariantMap &userInfo) {
+            heard.append(QStringList { who, name, object, userInfo.value(u"k"_s).toString() }.join(u' '));
+        };
+    };
+    QObject observer;
+    QVERIFY(listening.addObserverSelectorNameObject(&observer, hear(u"scheduler"_s), u"Sync"_s, u"scheduler"_s));
+    QVERIFY(listening.addObserverSelectorNameObject(&observer, hear(u"any"_s), u"Sync"_s, QString()));
+    QVERIFY(listening.addObserverSelectorNameObject(&observer, hear(u"removed"_s), u"Removed"_s, u"x"_s));
+    {
+        QObject gone;
+        QVERIFY(listening.addObserverSelectorNameObject(&gone, hear(u"gone"_s), u"Sync"_s, QString()));
+    }
+    listening.removeObserverNameObject(&observer, u"Removed"_s, u"x"_s);
+    // Names that are no D-Bus member names cannot travel.
+    QVERIFY(!listening.addObserverSelectorNameObject(&observer, hear(u"bad"_s), u"a-b"_s, QString()));
+    QVERIFY(!posting.postNotificationNameObjectUserInfo(u"org.halvane.Dotted"_s, QString()));
+    QVERIFY(!posting.postNotificationNameObjectUserInfo(u"9starts"_s, QString()));
+    // The match rules go to the bus on the listening connection: a round trip there puts them in place.
+    QVERIFY(QDBusConnection::sessionBus().interface()->isServiceRegistered(u"org.freedesktop.DBus"_s));
+    QVERIFY(posting.postNotificationNameObjectUserInfo(u"Sync"_s, u"scheduler"_s, { { u"k"_s, qint64(1) } }));
+    QVERIFY(posting.postNotificationNameObjectUserInfo(u"Removed"_s, u"x"_s));
+    QVERIFY(posting.postNotificationNameObjectUserInfo(u"Sync"_s, u"other"_s, { { u"k"_s, qint64(2) } }));
+    // Delivered in order: once the last is heard, nothing else was.
+    QTRY_COMPARE(heard,
+                 QStringList({ u"scheduler Sync scheduler 1"_s, u"any Sync scheduler 1"_s, u"any Sync other 2"_s }));
+    QDBusConnection::disconnectFromBus(u"o"_s);
+}
+
+void tst_TriskVXPlatformEvents::deadlineFollowsTheClock()
+{
+    TriskVXClock clock;
+    const QDateTime start(QDate(2030, 1, 1), QTime(1, 0), QTimeZone(3600));
+    clock.setNow(start);
+    QCOMPARE(clock.now(), start);
+    QCOMPARE(clock.now().timeSpec(), Qt::UTC);
+    TriskVXDeadlineTimer timer(&clock);
+    QSignalSpy timeout(&timer, &TriskVXDeadlineTimer::timeout);
+    QSignalSpy changed(&timer, &TriskVXDeadlineTimer::clockChanged);
+    // Each move of the clock gives exactly one of the two signals.
+    auto signalsSoFar = [&] {
+        return std::pair(int(timeout.count()), int(changed.count()));
+    };
+    timer.start(start.addSecs(60));
+    clock.setNow(start.addSecs(-3600));
+    QCOMPARE(signalsSoFar(), std::pair(0, 1));
+    clock.setTimeZone(QTimeZone(QByteArrayLiteral("Asia/Tokyo")));
+    QCOMPARE(signalsSoFar(), std::pair(0, 2));
+    clock.advance(3659 * 1000);
+    QCOMPARE(signalsSoFar(), std::pair(0, 3));
+    QVERIFY(timer.isActive());
+    clock.advance(1000);
+    QCOMPARE(signalsSoFar(), std::pair(1, 3));
+    QVERIFY(!timer.isActive());
+    // Fired once: moving on does not fire again; nor does a stopped timer.
+    clock.advance(60 * 1000);
+    timer.start(clock.now().addSecs(10));
+    timer.stop();
+    clock.advance(60 * 1000);
+    QCOMPARE(signalsSoFar(), std::pair(1, 5));
+    // Back on the wall clock, a deadline already past fires at once.
+    timer.start(QDateTime::currentDateTimeUtc().addSecs(-10));
+    clock.useSystemTime();
+    QCOMPARE(signalsSoFar(), std::pair(2, 5));
+    // The wall clock's own timer: a deadline ahead fires once its time has come, one past fires at once.
+    const QDateTime deadline = QDateTime::currentDateTimeUtc().addMSecs(100);
+    timer.start(deadline);
+    QVERIFY(timeout.wait(10000));
+    QVERIFY(QDateTime::currentDateTimeUtc() >= deadline);
+    timer.start(deadline.addSecs(-10));
+    QVERIFY(timeout.wait(10000));
+    QCOMPARE(timeout.count(), 4);
+}
+
+void tst_TriskVXPlatformEvents::unixSignalsArriveOnTheEventLoop()
+{
+    TriskVXUnixSignalWatcher watcher({ SIGTERM, SIGHUP, SIGINT });
+    QSignalSpy spy(&watcher, &TriskVXUnixSignalWatcher::unixSignal);
+    ::raise(SIGHUP);
+    ::raise(SIGTERM);
+    // The handler only wrote to the pipe: nothing was delivered inside it.
+    QCOMPARE(spy.count(), 0);
+    QTRY_COMPARE(spy.count(), 2);
+    QCOMPARE(spy.at(0).at(0).toInt(), SIGHUP);
+    QCOMPARE(spy.at(1).at(0).toInt(), SIGTERM);
+}
+
+void tst_TriskVXPlatformEvents::busLossIsTold()
+{
+    PrivateBus daemon;
+    QVERIFY(daemon.start());
+    {
+        const QDBusConnection bus = QDBusConnection::connectToBus(daemon.address(), u"doomed"_s);
+        TriskVXBusWatcher watcher(bus);
+        QSignalSpy disconnected(&watcher, &TriskVXBusWatcher::busDisconnected);
+        // While the bus lives, an answer comes back through it and no loss is told.
+        QDBusPendingCallWatcher answer(bus.interface()->asyncCall(u"GetId"_s));
+        QVERIFY(QSignalSpy(&answer, &QDBusPendingCallWatcher::finished).wait(10000));
+        QCOMPARE(disconnected.count(), 0);
+        daemon.kill();
+        QVERIFY(disconnected.wait(10000));
+    }
+    QDBusConnection::disconnectFromBus(u"doomed"_s);
+}
+
+QTEST_GUILESS_MAIN(tst_TriskVXPlatformEvents)
+#include "tst_TriskVXPlatformEvents.moc"
