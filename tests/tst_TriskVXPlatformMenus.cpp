@@ -88,7 +88,6 @@ void tst_TriskVXPlatformMenus::menuItems()
 
     std::unique_ptr<QMenu> copy(TriskVXMenuItem::copyMenu(&menu));
     const QList<QAction *> items = copy->actions();
-    QCOMPARE(items.size(), 4);
     // The title is shown as it is: an "&" is no mnemonic.
     QCOMPARE(items.at(0)->text(), u"Back up && sleep"_s);
     QCOMPARE(TriskVXMenuItem::title(items.at(0)), u"Back up & sleep"_s);
@@ -116,7 +115,6 @@ void tst_TriskVXPlatformMenus::menuItems()
     QCOMPARE(enabled, QList<bool>({ true, false, false, true }));
     // The copied submenu goes with the copy.
     copy.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QVERIFY(!copiedSubmenu);
 }
 

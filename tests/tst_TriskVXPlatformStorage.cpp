@@ -127,6 +127,7 @@ void tst_TriskVXPlatformStorage::typedAnswers_data()
     QTest::newRow("true") << QVariant(true) << u"1 1 1 1 0 0"_s;
     QTest::newRow("real 0.5") << QVariant(0.5) << u"1 0 0.5 0.5 0 0"_s;
     QTest::newRow("text YES") << QVariant(u"YES"_s) << u"1 0 0 YES 0 0"_s;
+    QTest::newRow("text true") << QVariant(u"true"_s) << u"1 0 0 true 0 0"_s;
     QTest::newRow("text 12abc") << QVariant(u"12abc"_s) << u"1 12 12 12abc 0 0"_s;
     QTest::newRow("text 0.25") << QVariant(u"0.25"_s) << u"1 0 0.25 0.25 0 0"_s;
     QTest::newRow("array") << QVariant(QVariantList { true }) << u"0 0 0  1 0"_s;
