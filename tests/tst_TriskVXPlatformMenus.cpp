@@ -1,0 +1,122 @@
+// Interface files and menu items where the status menu's tests do not reach them: buttons sending their
+// action, files that do not load, copies of items with submenus, unknown actions and automatic enabling.
+#include "LogCapture.h"
+#include "TriskVXMenuItem.h"
+#include "TriskVXNibLoader.h"
+
+#include <QAction>
+#include <QFile>
+#include <QMenu>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// A target as the notifiers are: actions are slots taking the sender.
+class Target : public QObject
+{
+    Q_OBJECT
+
+public:
+    QList<QObject *> senders;
+
+public Q_SLOTS:
+    void cancel(QObject *sender) { senders.append(sender); }
+};
+} // namespace
+
+class tst_TriskVXPlatformMenus : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void interfaceFiles();
+    void menuItems();
+};
+
+void tst_TriskVXPlatformMenus::interfaceFiles()
+{
+    QTemporaryDir folder;
+    QFile file(folder.filePath(u"Panel.ui"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(R"(<ui version="4.0"><widget class="QWidget" name="panel">
+ <widget class="QPushButton" name="cancelButton"><property name="action" stdset="0"><string>cancel:</string></property>
+  <property name="tag" stdset="0"><number>7</number></property></widget>
+ <widget class="QPushButton" name="strayButton"><property name="action" stdset="0"><string>explode:</string></property>
+ </widget></widget></ui>)");
+    file.close();
+    Target owner;
+    LogCapture log;
+    QString error;
+    std::unique_ptr<QWidget> root(TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+    QVERIFY2(root, qPrintable(error));
+    // An action the owner lacks is said when the file is loaded, not when it is used.
+    QCOMPARE(log.messages("trisk.platform").filter(u"explode:"_s).size(), 1);
+    auto *cancel = qobject_cast<QPushButton *>(TriskVXNibLoader::outlet(root.get(), u"cancelButton"_s));
+    QVERIFY(cancel);
+    QCOMPARE(TriskVXNibLoader::tagOf(cancel), 7);
+    cancel->click();
+    QCOMPARE(owner.senders, QList<QObject *> { cancel });
+    QCOMPARE(TriskVXNibLoader::outlet(root.get(), u"panel"_s), root.get());
+    // Neither a missing file nor one that is no interface loads.
+    QVERIFY(!TriskVXNibLoader::load(folder.filePath(u"Missing.ui"_s), &owner, nullptr, &error));
+    QVERIFY2(error.startsWith(u"cannot read"_s), qPrintable(error));
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write("hello") == 5);
+    file.close();
+    QVERIFY(!TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+    QVERIFY2(error.contains(u"is not an interface file"_s), qPrintable(error));
+}
+
+void tst_TriskVXPlatformMenus::menuItems()
+{
+    Target target;
+    QMenu menu;
+    QAction *item = TriskVXMenuItem::itemWithTitleActionTarget(u"Back up & sleep"_s, u"cancel:"_s, &target, &menu);
+    // Setting target and action again does not make the item send twice.
+    TriskVXMenuItem::setTargetAction(item, &target, u"cancel:"_s);
+    item->trigger();
+    auto gone = std::make_unique<Target>();
+    menu.addActions({ item, TriskVXMenuItem::itemWithTitleActionTarget(u"Odd"_s, u"frobnicate:"_s, &target, &menu),
+                      TriskVXMenuItem::itemWithTitleActionTarget(u"Orphan"_s, u"cancel:"_s, gone.get(), &menu) });
+    gone.reset();
+    auto *submenu = new QMenu(&menu);
+    submenu->addAction(TriskVXMenuItem::itemWithTitleActionTarget(u"Inner"_s, u"cancel:"_s, &target, submenu));
+    menu.addMenu(submenu);
+    TriskVXMenuItem::setAutoenablesItems(&menu, false);
+
+    std::unique_ptr<QMenu> copy(TriskVXMenuItem::copyMenu(&menu));
+    const QList<QAction *> items = copy->actions();
+    // The title is shown as it is: an "&" is no mnemonic.
+    QCOMPARE(items.at(0)->text(), u"Back up && sleep"_s);
+    QCOMPARE(TriskVXMenuItem::title(items.at(0)), u"Back up & sleep"_s);
+    QPointer<QMenu> copiedSubmenu = items.at(3)->menu();
+    QVERIFY(copiedSubmenu && copiedSubmenu != submenu);
+    // The copies send as the template does; an action the target lacks is said and sent nowhere, and an
+    // item whose target is gone sends nothing.
+    LogCapture log;
+    for (QAction *each : items)
+        each->trigger();
+    copiedSubmenu->actions().first()->trigger();
+    QCOMPARE(target.senders, (QList<QObject *> { item, items.at(0), copiedSubmenu->actions().first() }));
+    QCOMPARE(log.messages("trisk.platform").size(), 1);
+    QVERIFY(log.messages("trisk.platform").first().contains(u"frobnicate:"_s));
+    // Automatic enabling is off in the copy as in the template; on, an item is enabled when its target has
+    // its action, and one holding a submenu always.
+    items.at(0)->setEnabled(false);
+    TriskVXMenuItem::validateMenu(copy.get());
+    QVERIFY(!items.at(0)->isEnabled());
+    TriskVXMenuItem::setAutoenablesItems(copy.get(), true);
+    TriskVXMenuItem::validateMenu(copy.get());
+    QList<bool> enabled;
+    for (const QAction *each : items)
+        enabled.append(each->isEnabled());
+    QCOMPARE(enabled, QList<bool>({ true, false, false, true }));
+    // The copied submenu goes with the copy.
+    copy.reset();
+    QVERIFY(!copiedSubmenu);
+}
+
+QTEST_MAIN(tst_TriskVXPlatformMenus)
+#include "tst_TriskVXPlatformMenus.moc"

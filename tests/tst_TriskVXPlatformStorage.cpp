@@ -1,0 +1,222 @@
+// What the platform layer keeps in files: property lists, the user defaults made of them and the resource
+// bundle; and what a failed check raises (its log lines are tested where the notifier stops on one).
+#include "AssertionOf.h"
+#include "LogCapture.h"
+#include "TriskVXAssertionHandler.h"
+#include "TriskVXBundle.h"
+#include "TriskVXNil.h"
+#include "TriskVXPropertyListSerialization.h"
+#include "TriskVXUserDefaults.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimeZone>
+
+using namespace Qt::StringLiterals;
+using Serialization = TriskVXPropertyListSerialization;
+
+namespace {
+const QString kApplication = u"org.halvane.trisk-notifier"_s;
+const QString kSuite = u"org.halvane.scheduler"_s;
+
+QDateTime utc(int year, int month, int day, int hour, int minute, int second, int msec = 0)
+{
+    return QDateTime(QDate(year, month, day), QTime(hour, minute, second, msec), QTimeZone::utc());
+}
+
+bool writeFile(const QString &path, const QByteArray &contents)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
+}
+
+// Stands in for a class with checks.
+class Checked : public QObject
+{
+public:
+    void requireNamed(const QString &aName) { TRISK_PARAMETER_ASSERT(aName != nil); }
+    static void classRequire(const QVariant &aValue) { TRISK_CPARAMETER_ASSERT(aValue != nil); }
+};
+} // namespace
+
+class tst_TriskVXPlatformStorage : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void roundTrip();
+    void datesKeepTheirMilliseconds();
+    void refusals();
+    void typedAnswers_data();
+    void typedAnswers();
+    void domains();
+    void bundleWithoutTranslations();
+    void assertionsRaise();
+};
+
+void tst_TriskVXPlatformStorage::roundTrip()
+{
+    const QVariantMap empties { { u"map"_s, QVariantMap() }, { u"list"_s, QVariantList() } };
+    const QVariant value = QVariantList({ u"Grüße “quoted”"_s, true, false, qint64(-7), qint64(9007199254740993LL), 2.5,
+                                          QByteArray("\x00\x01\xff", 3), utc(1960, 1, 2, 3, 4, 5), empties });
+    for (const auto format : { Serialization::Format::Xml, Serialization::Format::Binary }) {
+        QString error;
+        const QByteArray data = Serialization::dataWithPropertyList(value, format, &error);
+        QVERIFY2(!data.isEmpty(), qPrintable(error));
+        QCOMPARE(Serialization::propertyListWithData(data, &error), value);
+    }
+    // Read, not written by us: a wrong date epoch or integer sign would survive a round trip, not this.
+    const QVariantMap read = Serialization::propertyListWithData(R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict><key>count</key><integer>-3</integer><key>when</key><date>2001-01-01T00:00:10Z</date>
+<key>off</key><false/></dict></plist>)")
+                                 .toMap();
+    QCOMPARE(
+        read,
+        QVariantMap({ { u"count"_s, qint64(-3) }, { u"when"_s, utc(2001, 1, 1, 0, 0, 10) }, { u"off"_s, false } }));
+}
+
+void tst_TriskVXPlatformStorage::datesKeepTheirMilliseconds()
+{
+    // XML property lists write dates to the second; binary ones keep the fraction, before 2001 too, where
+    // the library counts the fraction backwards.
+    const QDateTime date = utc(2031, 3, 4, 5, 6, 7, 250);
+    const QByteArray xml = Serialization::dataWithPropertyList(date, Serialization::Format::Xml);
+    QCOMPARE(Serialization::propertyListWithData(xml).toDateTime(), date.addMSecs(-250));
+    for (const QDateTime &base : { utc(2026, 11, 21, 9, 43, 9), utc(1990, 1, 1, 0, 0, 0) }) {
+        for (int msec = 0; msec < 1000; ++msec) {
+            const QDateTime stamp = base.addMSecs(msec);
+            const QByteArray data = Serialization::dataWithPropertyList(stamp, Serialization::Format::Binary);
+            QCOMPARE(Serialization::propertyListWithData(data).toDateTime(), stamp);
+        }
+    }
+}
+
+void tst_TriskVXPlatformStorage::refusals()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"domain.plist"_s);
+    QString error;
+    QVERIFY(!Serialization::propertyListWithContentsOfFile(path, &error).isValid());
+    QVERIFY2(error.startsWith(u"cannot read "_s + path), qPrintable(error));
+    const QVariantMap before { { u"a"_s, qint64(1) } };
+    QVERIFY(Serialization::writePropertyListToFile(before, path));
+    // What is no property-list value is not written, and the file stays whole. libplist 2.2 keeps a date
+    // in 32-bit seconds from 2001: 1933 to 2069.
+    for (const QVariant &value : { QVariant(), QVariant(QPoint(1, 2)), QVariant(QVariantMap { { u"a"_s, QVariant() } }),
+                                   QVariant(utc(2100, 1, 1, 0, 0, 0)) }) {
+        QVERIFY(!Serialization::writePropertyListToFile(value, path, Serialization::Format::Xml, &error));
+        QVERIFY2(error.startsWith(u"cannot write "_s + path), qPrintable(error));
+    }
+    QCOMPARE(Serialization::propertyListWithContentsOfFile(path), QVariant(before));
+    for (const QByteArray &broken : { QByteArray(""), QByteArray("hello, world"),
+                                      QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>"),
+                                      QByteArray("bplist00\xd1\x01\x02", 11) }) {
+        QVERIFY(writeFile(path, broken));
+        QVERIFY2(!Serialization::propertyListWithContentsOfFile(path, &error).isValid(), broken.constData());
+        QVERIFY2(error.startsWith(path + u": "_s), qPrintable(error));
+    }
+}
+
+void tst_TriskVXPlatformStorage::typedAnswers_data()
+{
+    // What bool, integer, double, string, array and dictionary answer for the value.
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("answers");
+    QTest::newRow("absent") << QVariant() << u"0 0 0  0 0"_s;
+    QTest::newRow("true") << QVariant(true) << u"1 1 1 1 0 0"_s;
+    QTest::newRow("real 0.5") << QVariant(0.5) << u"1 0 0.5 0.5 0 0"_s;
+    QTest::newRow("text YES") << QVariant(u"YES"_s) << u"1 0 0 YES 0 0"_s;
+    QTest::newRow("text true") << QVariant(u"true"_s) << u"1 0 0 true 0 0"_s;
+    QTest::newRow("text 12abc") << QVariant(u"12abc"_s) << u"1 12 12 12abc 0 0"_s;
+    QTest::newRow("text 0.25") << QVariant(u"0.25"_s) << u"1 0 0.25 0.25 0 0"_s;
+    QTest::newRow("array") << QVariant(QVariantList { true }) << u"0 0 0  1 0"_s;
+    QTest::newRow("dictionary") << QVariant(QVariantMap { { u"a"_s, 1 } }) << u"0 0 0  0 1"_s;
+    QTest::newRow("data") << QVariant(QByteArray("1")) << u"0 0 0  0 0"_s;
+}
+
+void tst_TriskVXPlatformStorage::typedAnswers()
+{
+    QFETCH(QVariant, value);
+    QFETCH(QString, answers);
+    QTemporaryDir folder;
+    TriskVXUserDefaults defaults(kApplication, {}, folder.path());
+    defaults.registerDefaults({ { u"k"_s, value } });
+    const QStringList got({ QString::number(defaults.boolForKey(u"k"_s)),
+                            QString::number(defaults.integerForKey(u"k"_s)),
+                            QString::number(defaults.doubleForKey(u"k"_s)), defaults.stringForKey(u"k"_s),
+                            QString::number(!defaults.arrayForKey(u"k"_s).isEmpty()),
+                            QString::number(!defaults.dictionaryForKey(u"k"_s).isEmpty()) });
+    QCOMPARE(got.join(u' '), answers);
+}
+
+void tst_TriskVXPlatformStorage::domains()
+{
+    QTemporaryDir folder;
+    const QString suite = folder.filePath(kSuite + u".plist"_s);
+    QVERIFY(writeFile(suite, "<plist><dict><key>a</key>"));
+    QVERIFY(Serialization::writePropertyListToFile(
+        QVariantMap { { u"a"_s, u"application"_s }, { u"b"_s, u"application"_s } },
+        folder.filePath(kApplication + u".plist"_s)));
+    // The program's name and long options are no keys, nor is a key without a value.
+    TriskVXUserDefaults defaults(
+        kApplication, { u"-p"_s, u"--platform"_s, u"offscreen"_s, u"-a"_s, u"argument"_s, u"-b"_s }, folder.path());
+    QCOMPARE(defaults.argumentDomain(), QVariantMap({ { u"a"_s, u"argument"_s } }));
+    defaults.registerDefaults(
+        { { u"a"_s, u"registration"_s }, { u"c"_s, u"registration"_s }, { u"d"_s, u"registration"_s } });
+    defaults.addSuiteNamed(kSuite);
+    // A malformed domain file is said and counts as absent.
+    LogCapture log;
+    QCOMPARE(defaults.stringForKey(u"c"_s), u"registration"_s);
+    QCOMPARE(log.messages("trisk.platform").filter(suite).size(), 1);
+    // Mended by another program, it counts once synchronized.
+    QVERIFY(Serialization::writePropertyListToFile(
+        QVariantMap { { u"a"_s, u"suite"_s }, { u"b"_s, u"suite"_s }, { u"c"_s, u"suite"_s } }, suite));
+    QCOMPARE(defaults.stringForKey(u"c"_s), u"registration"_s);
+    defaults.setObjectForKey(qint64(3), u"n"_s);
+    QVERIFY(defaults.synchronize());
+    QCOMPARE(QStringList({ defaults.stringForKey(u"a"_s), defaults.stringForKey(u"b"_s), defaults.stringForKey(u"c"_s),
+                           defaults.stringForKey(u"d"_s) }),
+             QStringList({ u"argument"_s, u"application"_s, u"suite"_s, u"registration"_s }));
+    // The application domain went to its file.
+    QCOMPARE(TriskVXUserDefaults(kApplication, {}, folder.path()).objectForKey(u"n"_s), QVariant(qint64(3)));
+}
+
+void tst_TriskVXPlatformStorage::bundleWithoutTranslations()
+{
+    QTemporaryDir folder;
+    const TriskVXBundle bundle(folder.path());
+    QVERIFY(bundle.infoDictionary().isEmpty());
+    const QVariantMap info { { u"Feed"_s, u"https://example.org"_s } };
+    QVERIFY(Serialization::writePropertyListToFile(info, folder.filePath(u"Info.plist"_s)));
+    QCOMPARE(bundle.infoDictionary(), info);
+    QVERIFY(!bundle.installTranslations());
+    // A key without text answers the value given, or else itself.
+    QCOMPARE(bundle.localizedStringForKey(u"k"_s, u"value"_s), u"value"_s);
+    QCOMPARE(bundle.localizedStringForKey(u"k"_s, QString()), u"k"_s);
+}
+
+void tst_TriskVXPlatformStorage::assertionsRaise()
+{
+    Checked checked;
+    // An empty string is no nil, a null one is.
+    checked.requireNamed(u""_s);
+    Checked::classRequire(QVariant(false));
+    QCOMPARE(assertionOf([&checked] {
+                 checked.requireNamed(QString());
+             }),
+             u"tst_TriskVXPlatformStorage|Invalid parameter not satisfying: aName != nil"_s);
+    QCOMPARE(assertionOf([] {
+                 Checked::classRequire(QVariant());
+             }),
+             u"tst_TriskVXPlatformStorage|Invalid parameter not satisfying: aValue != nil"_s);
+    // What a handler of any exception reads.
+    try {
+        checked.requireNamed(QString());
+    } catch (const std::exception &exception) {
+        QCOMPARE(QString::fromUtf8(exception.what()), u"Invalid parameter not satisfying: aName != nil"_s);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_TriskVXPlatformStorage)
+#include "tst_TriskVXPlatformStorage.moc"
