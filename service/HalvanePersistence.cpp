@@ -99,8 +99,17 @@ void HalvanePersistence::written(quint64 generation, bool saved, const QString &
     else
         qCCritical(lcHalvaned).noquote() << QStringLiteral("the state was not saved: %1").arg(error);
     answer(generation, saved);
-    if (isDirty())
+    if (!isDirty())
+        return;
+    if (saved || m_changes > generation) {
+        m_retryDelay = 0;
         schedule();
+        return;
+    }
+    // The same state was refused (a full disk, a folder gone read-only): trying again at once would
+    // spin on the failure, so wait, longer each time, and keep what is unsaved in memory meanwhile.
+    m_retryDelay = m_retryDelay == 0 ? kFirstRetryMs : qMin(m_retryDelay * 2, kLastRetryMs);
+    QTimer::singleShot(m_retryDelay, this, &HalvanePersistence::schedule);
 }
 
 void HalvanePersistence::answer(quint64 generation, bool saved)

@@ -47,5 +47,9 @@ private:
     quint64 m_saved = 0;
     bool m_writing = false;
     bool m_scheduled = false;
+    // After a refused save of unchanged state: 1 s, doubling up to a minute.
+    static constexpr int kFirstRetryMs = 1000;
+    static constexpr int kLastRetryMs = 60000;
+    int m_retryDelay = 0;
     QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };

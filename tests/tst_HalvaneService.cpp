@@ -377,6 +377,9 @@ void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
     qint64 status = 0;
     QVERIFY(!request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }, &status));
     QCOMPARE(status, qint64(kVXStatusInternalError));
+    // It waits before trying again: a round trip later the failure has been logged once, not in a loop.
+    QVERIFY(m_client->reload());
+    QCOMPARE(m_service->output().count(u"the state was not saved"_s), 1);
 }
 
 void tst_HalvaneService::rightsFromTheRulesFile_data()
