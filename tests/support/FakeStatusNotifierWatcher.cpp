@@ -5,17 +5,12 @@
 namespace {
 const QString kService = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString kPath = QStringLiteral("/StatusNotifierWatcher");
-
-QString nextConnectionName()
-{
-    static int number = 0;
-    return QStringLiteral("fake-status-notifier-watcher-%1").arg(++number);
-}
 } // namespace
 
 FakeStatusNotifierWatcher::FakeStatusNotifierWatcher(QObject *parent)
     : QObject(parent)
-    , m_connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus, nextConnectionName()))
+    , m_connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                 QStringLiteral("fake-watcher-%1").arg(quintptr(this))))
 {
 }
 
@@ -52,9 +47,4 @@ void FakeStatusNotifierWatcher::RegisterStatusNotifierItem(const QString &servic
     const QString item = service.startsWith(QLatin1Char('/')) ? message().service() + service : service;
     m_items.append(item);
     Q_EMIT StatusNotifierItemRegistered(item);
-}
-
-void FakeStatusNotifierWatcher::RegisterStatusNotifierHost(const QString &service)
-{
-    Q_UNUSED(service)
 }

@@ -30,7 +30,6 @@ public:
 
 public Q_SLOTS:
     void RegisterStatusNotifierItem(const QString &service);
-    void RegisterStatusNotifierHost(const QString &service);
 
 Q_SIGNALS:
     void StatusNotifierItemRegistered(const QString &service);
