@@ -7,8 +7,6 @@
 #include <QDBusVirtualObject>
 #include <QVariantMap>
 
-#include <functional>
-
 // A stand-in for halvaned on its own connection to the test bus, for the edge cases the real service
 // never produces: statuses wider than 32 bits, refused authentication, malformed replies and published
 // values.

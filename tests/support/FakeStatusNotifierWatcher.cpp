@@ -5,12 +5,13 @@
 namespace {
 const QString kService = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString kPath = QStringLiteral("/StatusNotifierWatcher");
+int gWatchers = 0;
 } // namespace
 
 FakeStatusNotifierWatcher::FakeStatusNotifierWatcher(QObject *parent)
     : QObject(parent)
     , m_connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                 QStringLiteral("fake-watcher-%1").arg(quintptr(this))))
+                                                 QStringLiteral("fake-status-notifier-watcher-%1").arg(++gWatchers)))
 {
 }
 
