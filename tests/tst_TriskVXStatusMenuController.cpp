@@ -373,6 +373,7 @@ int main(int argc, char *argv[])
     // The build's resources, with a Quick Schedule folder each test fills itself.
     NotifierResources resources;
     gResources = &resources;
+    resources.use();
     QApplication application(argc, argv);
     if (!TriskVXBundle::mainBundle() || !TriskVXBundle::mainBundle()->installTranslations())
         return 1;

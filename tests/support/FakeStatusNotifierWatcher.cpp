@@ -23,23 +23,17 @@ FakeStatusNotifierWatcher::~FakeStatusNotifierWatcher()
 
 bool FakeStatusNotifierWatcher::start()
 {
-    if (m_started)
-        return true;
     m_items.clear();
-    m_started = m_connection.registerObject(kPath, this,
-                                            QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals
-                                                | QDBusConnection::ExportAllProperties)
+    return m_connection.registerObject(kPath, this,
+                                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals
+                                           | QDBusConnection::ExportAllProperties)
         && m_connection.registerService(kService);
-    return m_started;
 }
 
 void FakeStatusNotifierWatcher::stop()
 {
-    if (!m_started)
-        return;
     m_connection.unregisterService(kService);
     m_connection.unregisterObject(kPath);
-    m_started = false;
 }
 
 void FakeStatusNotifierWatcher::RegisterStatusNotifierItem(const QString &service)

@@ -37,5 +37,4 @@ Q_SIGNALS:
 private:
     QDBusConnection m_connection;
     QStringList m_items;
-    bool m_started = false;
 };
