@@ -204,8 +204,7 @@ void tst_TriskVXNotifyController::preferencesDeployAndHideNotifiers()
     QCOMPARE(m_controller->notifiers().size(), 3);
     TestNotifier *warning = notifier(kVXPreferencesKeyNotifierWarning);
     QVERIFY(warning && warning->isVisible());
-    QCOMPARE(warning->observer(), m_controller->observer());
-    QCOMPARE(warning->requests(), m_controller->requests());
+    QVERIFY(warning->observer() == m_controller->observer() && warning->requests() == m_controller->requests());
     // New notifiers are not sent show.
     QVERIFY(warning->order.isEmpty());
     // Switched on: created; switched off: hidden (each time the preferences are read), not destroyed.
@@ -277,7 +276,9 @@ void tst_TriskVXNotifyController::program()
     QByteArray output;
     QTRY_VERIFY_WITH_TIMEOUT(
         (output += program.readAll()).contains(lines.first()) || program.state() == QProcess::NotRunning, 15000);
-    program.terminate();
+    // One that fails stops by itself.
+    if (exitCode == 0)
+        program.terminate();
     QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished(kWait));
     output += program.readAll();
     for (const QByteArray &line : std::as_const(lines))
