@@ -6,6 +6,7 @@
 #include "LogCapture.h"
 #include "MenuLines.h"
 #include "NotifierResources.h"
+#include "TriskVXAdjustDialog.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
@@ -76,7 +77,6 @@ class tst_TriskVXStatusMenuController : public QObject
 
 private Q_SLOTS:
     void init();
-    void cleanup();
     void menuLines_data();
     void menuLines();
     void rebuildsAndValidation();
@@ -116,11 +116,6 @@ void tst_TriskVXStatusMenuController::init()
     TriskVXWorkspace::workspace()->setToolSearchPath({});
     TriskVXWorkspace::workspace()->setPreferencesDirectory(m_home->path());
     QDir(quickFolder()).removeRecursively();
-}
-
-void tst_TriskVXStatusMenuController::cleanup()
-{
-    m_bar.reset();
 }
 
 void tst_TriskVXStatusMenuController::menuLines_data()
@@ -170,14 +165,14 @@ void tst_TriskVXStatusMenuController::menuLines()
     controller->observedVariableDidBecome(kVXObserveSchedulerEnabled, enabled);
     QCOMPARE(linesOf(controller->statusMenu()), lines.split(u'|') + kTail);
     QCOMPARE(controller->nextPendingQueuedTrigger(), pending.toList().value(0));
-    if (!image.isEmpty()) {
-        const double size = controller->imageSizeForMenuStatus();
-        const QImage expected = TriskVXIImageAssistant::imageAssistant()->imageForUIIdentifierScaleToFitVariation(
-            TriskVXIImageAssistant::UIIdentifierForElementImage(image), QSizeF(size, size),
-            TriskVXIImageAssistantVariationNone);
-        const QImage shown = controller->statusItem()->image();
-        QCOMPARE(shown.convertToFormat(QImage::Format_ARGB32), expected.convertToFormat(QImage::Format_ARGB32));
-    }
+    const QSizeF size(controller->imageSizeForMenuStatus(), controller->imageSizeForMenuStatus());
+    if (!image.isEmpty())
+        QCOMPARE(
+            controller->statusItem()->image().convertToFormat(QImage::Format_ARGB32),
+            TriskVXIImageAssistant::imageAssistant()
+                ->imageForUIIdentifierScaleToFitVariation(TriskVXIImageAssistant::UIIdentifierForElementImage(image),
+                                                          size, TriskVXIImageAssistantVariationNone)
+                .convertToFormat(QImage::Format_ARGB32));
 }
 
 void tst_TriskVXStatusMenuController::rebuildsAndValidation()
@@ -195,7 +190,16 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     menus.append(controller->statusMenu());
     controller->observedVariableDidBecome(kVXObserveOnDemandAvailable, QVariantList());
     menus.append(controller->statusMenu());
-    QVERIFY(itemTitled(controller->statusMenu(), QString(64, QLatin1Char('x')) + QChar(0x2026)));
+    QAction *shortened = itemTitled(controller->statusMenu(), QString(64, QLatin1Char('x')) + QChar(0x2026));
+    QVERIFY(shortened);
+    // Adjust… and Quick Schedule… ask the workspace.
+    TriskVXWorkspace *workspace = TriskVXWorkspace::workspace();
+    QSignalSpy quickSchedule(workspace, &TriskVXWorkspace::quickScheduleRequested);
+    itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->trigger();
+    QCOMPARE(quickSchedule.size(), 1);
+    itemTitled(opened(shortened), u"Adjust…"_s)->trigger();
+    std::unique_ptr<TriskVXAdjustDialog> dialog(workspace->adjustDialogForTrigger(u"a"_s));
+    QVERIFY(dialog);
     // The current notifications only set the title.
     controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, pending);
     QCOMPARE(controller->statusMenu(), menus.last().data());
