@@ -1,57 +1,79 @@
+// The notifier core against the real halvaned: the requests controller's rules (requests in flight,
+// failures logged and broadcast, the connection's loss), the notify controller deploying its notifiers
+// from the preferences and following their changes and zone changes, and the trisk-notifier program
+// itself (start-up, SIGTERM, the login window, no bus).
+#include "FakeScheduler.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
 #include "TriskVXClassRegistry.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDistributedNotificationCenter.h"
-#include "TriskVXInternalInconsistencyException.h"
 #include "TriskVXNotificationCenter.h"
 #include "TriskVXNotifyController.h"
 #include "TriskVXNotifyObject.h"
 #include "TriskVXPropertyListSerialization.h"
+#include "TriskVXRequest.h"
 #include "TriskVXUserDefaults.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSignalSpy>
+#include <QProcess>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
-// Stands in for each notifier of the tables, recording its life.
+const int kWait = 10000;
+
+// A requests controller on a connection of its own, with the notifications it posts.
+struct Requests
+{
+    explicit Requests(const TriskVXServiceLocation &location)
+        : connection(TriskVXConnection::connectionWithLocation(location))
+        , controller(TriskVXRequestsController::requestsControllerWithConnection(connection.get()))
+    {
+        token = TriskVXNotificationCenter::defaultCenter()->addObserverForNameObjectQueueUsingBlock(
+            QString(), controller.get(), nullptr, [this](const TriskVXNotification &notification) {
+                if (notification.name() == TriskVXRequestsControllerNotificationRequestError)
+                    errors.append(notification.userInfo());
+                else if (notification.name() == TriskVXRequestsControllerNotificationPendingEmpty)
+                    ++pendingEmpty;
+            });
+    }
+    ~Requests() { TriskVXNotificationCenter::defaultCenter()->removeObserver(token); }
+    std::unique_ptr<TriskVXConnection> connection;
+    std::unique_ptr<TriskVXRequestsController> controller;
+    QObject *token;
+    QList<QVariantMap> errors;
+    int pendingEmpty = 0;
+};
+
+// Stands in for every notifier, recording what it is told.
 class TestNotifier : public TriskVXNotifyObject
 {
     Q_OBJECT
 
 public:
-    QSet<QString> observes() const override { return { kVXObserveSchedulerEnabled }; }
-    void observedVariableDidBecome(const QString &, const QVariant &) override { ++refreshes; }
-    void didShow() override { ++shows; }
-    void didHide() override { ++hides; }
-    int refreshes = 0;
-    int shows = 0;
-    int hides = 0;
+    QSet<QString> observes() const override { return { kVXObserveSchedulerPending, kVXObserveSchedulerEnabled }; }
+    void observedVariableDidBecome(const QString &, const QVariant &) override { ++calls; }
+    void didShow() override { order.append(u"didShow"_s); }
+    void didHide() override { order.append(u"didHide"_s); }
+    int calls = 0;
+    QStringList order;
 };
-
-const QStringList kDesktopClasses { QStringLiteral("TriskVXStatusMenuController"),
-                                    QStringLiteral("TriskVXWarningController"),
-                                    QStringLiteral("TriskVXNotificationsController"),
-                                    QStringLiteral("TriskVXUserNotificationController") };
 
 QString domainFile()
 {
     return TriskVXUserDefaults::standardUserDefaults()->fileOfDomain(kVXPreferencesDomain);
 }
 
-void writeDomain(const QVariantMap &domain)
+bool writeDomain(const QVariantMap &domain)
 {
     QDir().mkpath(QFileInfo(domainFile()).absolutePath());
-    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(domain, domainFile()));
+    return TriskVXPropertyListSerialization::writePropertyListToFile(domain, domainFile());
 }
 
-TestNotifier *notifierOf(const TriskVXNotifyController &controller, const QString &name)
-{
-    return static_cast<TestNotifier *>(controller.notifiers().value(name));
-}
 } // namespace
 
 class tst_TriskVXNotifyController : public QObject
@@ -59,226 +81,205 @@ class tst_TriskVXNotifyController : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
-    void allFourWithoutPreferences_data();
-    void allFourWithoutPreferences();
-    void switchedOffAtStartCreatedLater();
-    void switchedOffLaterIsHiddenNotDestroyed();
-    void handEditOfTheDomainFile();
-    void loginWindowIgnoresPreferences();
-    void timeZoneChangeRefreshesHiddenNotifiersToo();
-    void classNotBuiltIsSkipped();
-    void frameworkRequired();
-    void connectionFailed();
-    void reconnectsOnlyWhenTheServiceIsInstalled();
+    void cleanup();
+    void requestsInFlight();
+    void requestFailures_data();
+    void requestFailures();
+    void requestsOutstandingAtDisconnection();
+    void preferencesDeployAndHideNotifiers();
+    void program_data();
+    void program();
 
 private:
-    std::unique_ptr<TriskVXNotifyController> started();
+    void startController();
+    TestNotifier *notifier(const QString &name) const
+    {
+        return static_cast<TestNotifier *>(m_controller->notifiers().value(name));
+    }
 
     std::unique_ptr<HalvanedProcess> m_service;
+    std::unique_ptr<TriskVXNotifyController> m_controller;
 };
 
-void tst_TriskVXNotifyController::initTestCase()
+void tst_TriskVXNotifyController::init()
 {
+    for (const QVariant &entry : TriskVXNotifyController::desktopTable())
+        TriskVXClassRegistry::registerClass(entry.toMap().value(u"class"_s).toString(), [] {
+            return new TestNotifier;
+        });
+    QFile::remove(domainFile());
     m_service = std::make_unique<HalvanedProcess>();
     QVERIFY(m_service->start());
 }
 
-void tst_TriskVXNotifyController::init()
+void tst_TriskVXNotifyController::cleanup()
 {
-    for (const QString &name : kDesktopClasses + QStringList { QStringLiteral("TriskVXLoginNotificationController") })
-        TriskVXClassRegistry::registerClass(name, [] {
-            return new TestNotifier;
-        });
-    QFile::remove(domainFile());
-    TriskVXUserDefaults::standardUserDefaults()->registerDefaults({ { QStringLiteral("login"), false } });
+    m_controller.reset();
+    m_service.reset();
 }
 
-std::unique_ptr<TriskVXNotifyController> tst_TriskVXNotifyController::started()
+void tst_TriskVXNotifyController::startController()
 {
-    auto controller = std::make_unique<TriskVXNotifyController>();
-    controller->setServiceLocation(m_service->location());
-    controller->init();
-    controller->awakeFromNib();
-    return controller;
+    m_controller = std::make_unique<TriskVXNotifyController>();
+    m_controller->setServiceLocation(m_service->location());
+    m_controller->init();
+    m_controller->awakeFromNib();
 }
 
-void tst_TriskVXNotifyController::allFourWithoutPreferences_data()
+void tst_TriskVXNotifyController::requestsInFlight()
 {
-    QTest::addColumn<bool>("writeEmpty");
-    QTest::newRow("missing domain") << false;
-    QTest::newRow("empty domain") << true;
+    Requests requests(m_service->location());
+    QTRY_VERIFY_WITH_TIMEOUT(requests.connection->isValid(), kWait);
+    const TriskVXRequest reset = TriskVXRequest::requestWithRequest(kVXRPCSchedulerReset);
+    requests.controller->sendRequestLocalisedSummary(&reset, u"first"_s);
+    requests.controller->sendRequestLocalisedSummary(&reset, u"second"_s);
+    // Had a completion run inside its send, the count would stick above zero.
+    QCOMPARE(requests.controller->pending(), quint64(2));
+    QTRY_COMPARE_WITH_TIMEOUT(requests.pendingEmpty, 1, kWait);
+    QVERIFY(requests.controller->pending() == 0 && requests.errors.isEmpty());
 }
 
-void tst_TriskVXNotifyController::allFourWithoutPreferences()
+void tst_TriskVXNotifyController::requestFailures_data()
 {
-    QFETCH(bool, writeEmpty);
-    if (writeEmpty)
-        writeDomain({});
-    auto controller = started();
-    QCOMPARE(controller->notifiers().size(), 4);
-    for (const QVariant &entry : TriskVXNotifyController::desktopTable()) {
-        TestNotifier *notifier = notifierOf(*controller, entry.toMap().value(QStringLiteral("name")).toString());
-        QVERIFY(notifier);
-        QVERIFY(notifier->isVisible());
-        QCOMPARE(notifier->observer(), controller->observer());
-        QCOMPARE(notifier->requests(), controller->requests());
-        // New notifiers are not sent show.
-        QCOMPARE(notifier->shows, 0);
-    }
+    QTest::addColumn<bool>("reachable");
+    QTest::addColumn<QString>("logged");
+    QTest::addColumn<qint32>("key");
+    QTest::newRow("the connection cannot send") << false << u"Halvane request failed: Perform now, -400"_s << -400;
+    // The whole status is logged; the notification's key keeps its low 32 bits.
+    QTest::newRow("a status wider than 32 bits") << true << u"Halvane request failed: Perform now, 4294967301"_s << 5;
 }
 
-void tst_TriskVXNotifyController::switchedOffAtStartCreatedLater()
+void tst_TriskVXNotifyController::requestFailures()
 {
-    writeDomain({ { kVXPreferencesKeyNotifierStatusMenu, false } });
-    auto controller = started();
-    QCOMPARE(controller->notifiers().size(), 3);
-    QVERIFY(!controller->notifiers().contains(kVXPreferencesKeyNotifierStatusMenu));
-    writeDomain({ { kVXPreferencesKeyNotifierStatusMenu, true } });
+    QFETCH(bool, reachable);
+    QFETCH(QString, logged);
+    QFETCH(qint32, key);
+    FakeScheduler fake;
+    fake.succeeded = false;
+    fake.status = 0x100000005LL;
+    QVERIFY(fake.start());
+    Requests requests(reachable
+                          ? fake.location()
+                          : TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), u"org.halvane.nowhere"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(requests.connection->isValid(), reachable, kWait);
+    LogCapture log;
+    requests.controller->performNow(u"e1"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(requests.errors.size(), 1, kWait);
+    QCOMPARE(requests.errors.first(),
+             (QVariantMap { { u"summary"_s, u"Perform now"_s }, { u"key"_s, QVariant::fromValue(key) } }));
+    QCOMPARE(log.count(logged), 1);
+    QCOMPARE(requests.controller->pending(), quint64(0));
+    QCOMPARE(requests.pendingEmpty, reachable ? 1 : 0);
+}
+
+void tst_TriskVXNotifyController::requestsOutstandingAtDisconnection()
+{
+    Requests requests(m_service->location());
+    QTRY_VERIFY_WITH_TIMEOUT(requests.connection->isValid(), kWait);
+    LogCapture log;
+    m_service->pause();
+    requests.controller->resetTrigger(u"a"_s);
+    requests.controller->resetTrigger(u"b"_s);
+    QCOMPARE(requests.controller->pending(), quint64(2));
+    QVERIFY(m_service->kill());
+    QTRY_COMPARE_WITH_TIMEOUT(log.count(u"Disconnected."_s), 1, kWait);
+    QCOMPARE(requests.controller->pending(), quint64(0));
+    // The two completions still come, once each, and find the count at zero: no "pending empty".
+    QTRY_COMPARE_WITH_TIMEOUT(requests.errors.size(), 2, kWait);
+    QCOMPARE(log.count(u"decrementPending already zero."_s), 2);
+    QCOMPARE(requests.errors.first().value(u"summary"_s), QVariant(u""_s));
+    QCOMPARE(requests.pendingEmpty, 0);
+}
+
+void tst_TriskVXNotifyController::preferencesDeployAndHideNotifiers()
+{
+    QVERIFY(writeDomain({ { kVXPreferencesKeyNotifierStatusMenu, false } }));
+    startController();
+    QCOMPARE(m_controller->notifiers().size(), 3);
+    TestNotifier *warning = notifier(kVXPreferencesKeyNotifierWarning);
+    QVERIFY(warning && warning->isVisible());
+    QVERIFY(warning->observer() == m_controller->observer() && warning->requests() == m_controller->requests());
+    // New notifiers are not sent show.
+    QVERIFY(warning->order.isEmpty());
+    // Switched on: created; switched off: hidden (each time the preferences are read), not destroyed.
+    QVERIFY(writeDomain({ { kVXPreferencesKeyNotifierWarning, false } }));
     TriskVXDistributedNotificationCenter::defaultCenter()->postNotificationNameObjectUserInfo(
         kVXPreferencesNotificationSynchronise, kVXPreferencesDomain);
-    QTRY_VERIFY(controller->notifiers().contains(kVXPreferencesKeyNotifierStatusMenu));
-    QCOMPARE(controller->notifiers().size(), 4);
-}
-
-void tst_TriskVXNotifyController::switchedOffLaterIsHiddenNotDestroyed()
-{
-    auto controller = started();
-    TestNotifier *warning = notifierOf(*controller, kVXPreferencesKeyNotifierWarning);
-    writeDomain({ { kVXPreferencesKeyNotifierWarning, false } });
-    controller->defaultsNotified();
-    QVERIFY(!warning->isVisible());
-    QCOMPARE(warning->hides, 1);
-    QCOMPARE(notifierOf(*controller, kVXPreferencesKeyNotifierWarning), warning);
-    writeDomain({ { kVXPreferencesKeyNotifierWarning, true } });
-    controller->defaultsNotified();
-    QVERIFY(warning->isVisible());
-    QCOMPARE(warning->shows, 1);
-    // show ends in a full refresh.
-    QVERIFY(warning->refreshes >= 1);
-}
-
-void tst_TriskVXNotifyController::handEditOfTheDomainFile()
-{
-    auto controller = started();
-    TestNotifier *center = notifierOf(*controller, kVXPreferencesKeyNotifierNotificationCenter);
-    // No signal: only the file changes, as a person's editor would change it.
-    writeDomain({ { kVXPreferencesKeyNotifierNotificationCenter, false } });
-    QTRY_VERIFY(!center->isVisible());
-    // A malformed domain is logged and treated as absent: everything on.
+    QTRY_VERIFY(notifier(kVXPreferencesKeyNotifierStatusMenu) && !warning->isVisible());
+    QCOMPARE(notifier(kVXPreferencesKeyNotifierWarning), warning);
+    QVERIFY(!warning->order.contains(u"didShow"_s));
+    // A zone change refreshes every notifier, hidden ones too: one call per observed variable each.
+    QList<int> before;
+    for (TriskVXNotifyObject *each : m_controller->notifiers())
+        before.append(static_cast<TestNotifier *>(each)->calls);
+    TriskVXNotificationCenter::defaultCenter()->postNotificationNameObject(
+        TriskVXClock::TriskVXSystemTimeZoneDidChangeNotification(), nullptr);
+    QList<int> after;
+    for (TriskVXNotifyObject *each : m_controller->notifiers())
+        after.append(static_cast<TestNotifier *>(each)->calls - 2);
+    QCOMPARE(after, before);
+    QCOMPARE(after.size(), 4);
+    // A hand edit, with no signal, that leaves the domain malformed: logged, and read as absent.
     LogCapture log;
     QFile file(domainFile());
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("<plist><dict><key>notifier.notification-center</key>");
+    file.write("<plist><dict><key>notifier.warning</key>");
     file.close();
-    QTRY_VERIFY(center->isVisible());
-    QVERIFY(!log.messages("trisk.platform").filter(QStringLiteral("ignoring the preferences")).isEmpty());
+    QTRY_VERIFY(warning->isVisible());
+    QCOMPARE(warning->order.last(), u"didShow"_s);
+    QVERIFY(warning->calls > 0);
+    QVERIFY(!log.messages("trisk.platform").filter(u"ignoring the preferences"_s).isEmpty());
 }
 
-void tst_TriskVXNotifyController::loginWindowIgnoresPreferences()
+void tst_TriskVXNotifyController::program_data()
 {
-    TriskVXUserDefaults::standardUserDefaults()->registerDefaults({ { QStringLiteral("login"), true } });
-    writeDomain({ { kVXPreferencesKeyNotifierWarning, false } });
-    auto controller = started();
-    QCOMPARE(controller->notifiers().keys().size(), 2);
-    TestNotifier *warning = notifierOf(*controller, kVXPreferencesKeyNotifierWarning);
-    TestNotifier *login = notifierOf(*controller, QStringLiteral("TriskVXLoginNotificationController"));
-    QVERIFY(warning && login);
-    QVERIFY(warning->isVisible());
-    controller->defaultsNotified();
-    QCOMPARE(warning->shows, 1);
-    QCOMPARE(login->shows, 1);
-    QCOMPARE(warning->hides, 0);
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("environment");
+    // What it writes, the first line before it is stopped with SIGTERM unless it stops by itself.
+    QTest::addColumn<QByteArrayList>("lines");
+    QTest::addColumn<int>("exitCode");
+    // Under systemd each line carries its priority, 6 for info; the status menu is in this build.
+    QTest::newRow("start-up and SIGTERM")
+        << QStringList() << u"JOURNAL_STREAM=8:1"_s
+        << QByteArrayList { "<6>trisk.notifier: Authenticated: 1", "<6>trisk.notifier: started with 1 notifiers",
+                            "stopping on signal 15" }
+        << 0;
+    QTest::newRow("the login window's table")
+        << QStringList { u"-login"_s, u"YES"_s } << QString()
+        << QByteArrayList { "started with 0 notifiers", "no notifier class TriskVXLoginNotificationController" } << 0;
+    QTest::newRow("no bus") << QStringList() << u"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus"_s
+                            << QByteArrayList { "*** Assertion failure in awakeFromNib, TriskVXNotifyController:",
+                                                "Connection failed" }
+                            << 70;
 }
 
-void tst_TriskVXNotifyController::timeZoneChangeRefreshesHiddenNotifiersToo()
+void tst_TriskVXNotifyController::program()
 {
-    writeDomain({ { kVXPreferencesKeyNotifierStatusMenu, true }, { kVXPreferencesKeyNotifierWarning, false } });
-    auto controller = started();
-    writeDomain({ { kVXPreferencesKeyNotifierWarning, false } });
-    TestNotifier *warning = notifierOf(*controller, kVXPreferencesKeyNotifierWarning);
-    QVERIFY(!warning);
-    // Make one hidden notifier.
-    TestNotifier *menu = notifierOf(*controller, kVXPreferencesKeyNotifierStatusMenu);
-    menu->hide();
-    QList<int> before;
-    for (TriskVXNotifyObject *notifier : controller->notifiers())
-        before.append(static_cast<TestNotifier *>(notifier)->refreshes);
-    TriskVXNotificationCenter::defaultCenter()->postNotificationNameObject(
-        TriskVXClock::TriskVXSystemTimeZoneDidChangeNotification(), nullptr);
-    int index = 0;
-    for (TriskVXNotifyObject *notifier : controller->notifiers())
-        QCOMPARE(static_cast<TestNotifier *>(notifier)->refreshes, before.at(index++) + 1);
-    QVERIFY(!menu->isVisible());
-}
-
-void tst_TriskVXNotifyController::classNotBuiltIsSkipped()
-{
-    TriskVXClassRegistry::unregisterClass(QStringLiteral("TriskVXNotificationsController"));
-    LogCapture log;
-    auto controller = started();
-    QCOMPARE(controller->notifiers().size(), 3);
-    QCOMPARE(log.messages("trisk.notifier")
-                 .filter(QStringLiteral("no notifier class TriskVXNotificationsController"))
-                 .size(),
-             1);
-}
-
-void tst_TriskVXNotifyController::frameworkRequired()
-{
-    TriskVXClassRegistry::unregisterClass(QStringLiteral("TriskVXConnection"));
-    TriskVXNotifyController controller;
-    controller.setServiceLocation(m_service->location());
-    controller.init();
-    QString description;
-    try {
-        controller.awakeFromNib();
-    } catch (const TriskVXInternalInconsistencyException &exception) {
-        description = exception.file() + QLatin1Char('|') + exception.description();
-    }
-    QCOMPARE(description, QStringLiteral("TriskVXNotifyController|Halvane framework is required."));
-    TriskVXClassRegistry::registerClass(QStringLiteral("TriskVXConnection"), [] {
-        return nullptr;
-    });
-}
-
-void tst_TriskVXNotifyController::connectionFailed()
-{
-    const QDBusConnection nowhere
-        = QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("nowhere"));
-    TriskVXNotifyController controller;
-    controller.setServiceLocation(TriskVXServiceLocation::onBus(nowhere, kVXDBusServiceName));
-    controller.init();
-    QString description;
-    try {
-        controller.awakeFromNib();
-    } catch (const TriskVXInternalInconsistencyException &exception) {
-        description = exception.description();
-    }
-    QCOMPARE(description, QStringLiteral("Connection failed"));
-}
-
-void tst_TriskVXNotifyController::reconnectsOnlyWhenTheServiceIsInstalled()
-{
-    auto controller = started();
-    QTRY_VERIFY(controller->connection()->isValid());
-    QTRY_VERIFY(!controller->localService()->url().isEmpty());
-    // Running (so installed for the local service): an invalidation makes it connect again at once.
-    QSignalSpy authenticated(controller->connection(), &TriskVXConnection::didAuthenticate);
-    controller->connectionDidInvalidate(controller->connection());
-    QVERIFY(authenticated.wait(10000));
-    // Neither installed nor running: nothing is done.
-    HalvanedProcess gone;
-    TriskVXNotifyController other;
-    other.setServiceLocation(gone.location());
-    other.init();
-    other.awakeFromNib();
-    QSignalSpy refreshed(other.localService(), &TriskVXLocalService::refreshed);
-    QVERIFY(refreshed.wait(10000));
-    QSignalSpy failed(other.connection(), &TriskVXConnection::connectionAttemptFailed);
-    other.connectionDidInvalidate(other.connection());
-    QVERIFY(!failed.wait(300));
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, environment);
+    QFETCH(QByteArrayList, lines);
+    QFETCH(int, exitCode);
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    variables.insert(u"HALVANE_SERVICE"_s, m_service->serviceName());
+    if (!environment.isEmpty())
+        variables.insert(environment.section(u'=', 0, 0), environment.section(u'=', 1));
+    QProcess program;
+    program.setProcessEnvironment(variables);
+    program.setProcessChannelMode(QProcess::MergedChannels);
+    program.start(QStringLiteral(TRISK_NOTIFIER_PATH), arguments);
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (output += program.readAll()).contains(lines.first()) || program.state() == QProcess::NotRunning, 15000);
+    // One that fails stops by itself.
+    if (exitCode == 0)
+        program.terminate();
+    QVERIFY(program.state() == QProcess::NotRunning || program.waitForFinished(kWait));
+    output += program.readAll();
+    for (const QByteArray &line : std::as_const(lines))
+        QVERIFY2(output.contains(line), output.constData());
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), exitCode);
 }
 
 QTEST_MAIN(tst_TriskVXNotifyController)

@@ -4,7 +4,6 @@
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
 
-#include <QDBusConnectionInterface>
 #include <QDBusVariant>
 
 namespace {
@@ -21,23 +20,14 @@ FakeScheduler::FakeScheduler(QObject *parent)
 
 FakeScheduler::~FakeScheduler()
 {
-    stop();
+    // Closing the connection gives the name back.
+    m_connection.unregisterObject(kVXDBusObjectPath);
     QDBusConnection::disconnectFromBus(m_serviceName);
 }
 
 bool FakeScheduler::start()
 {
-    if (!m_connection.registerVirtualObject(kVXDBusObjectPath, this))
-        return false;
-    return m_connection.registerService(m_serviceName);
-}
-
-void FakeScheduler::stop()
-{
-    if (!m_connection.isConnected())
-        return;
-    m_connection.unregisterService(m_serviceName);
-    m_connection.unregisterObject(kVXDBusObjectPath);
+    return m_connection.registerVirtualObject(kVXDBusObjectPath, this) && m_connection.registerService(m_serviceName);
 }
 
 TriskVXServiceLocation FakeScheduler::location() const
@@ -51,26 +41,12 @@ QString FakeScheduler::introspect(const QString &path) const
     return QString();
 }
 
-void FakeScheduler::releaseHeld()
-{
-    const QList<QDBusMessage> held = std::exchange(m_held, {});
-    for (const QDBusMessage &message : held)
-        m_connection.send(answer(message));
-}
-
 void FakeScheduler::publish(const QVariantMap &changed, const QStringList &invalidated)
 {
     QDBusMessage signal
         = QDBusMessage::createSignal(kVXDBusObjectPath, kProperties, QStringLiteral("PropertiesChanged"));
     signal << kVXDBusInterface << changed << invalidated;
     m_connection.send(signal);
-}
-
-QDBusMessage FakeScheduler::answer(const QDBusMessage &message) const
-{
-    if (malformedReplies)
-        return message.createReply(QVariantList { QStringLiteral("not a response") });
-    return message.createReply(QVariantList { succeeded, QVariant::fromValue(qlonglong(status)), QString() });
 }
 
 bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnection &connection)
@@ -104,15 +80,8 @@ bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnec
         m_connection.send(message.createReply(QVariantList { acceptClients, protocolVersion }));
         return true;
     }
-    Received received;
-    received.request = message.member();
-    received.parameters = TriskVXDBusPropertyList::decode(message.arguments().value(0)).toMap();
-    m_received.append(received);
-    if (holdReplies) {
-        message.setDelayedReply(true);
-        m_held.append(message);
-        return true;
-    }
-    m_connection.send(answer(message));
+    m_connection.send(malformedReplies ? message.createReply(QVariantList { QStringLiteral("not a response") })
+                                       : message.createReply(QVariantList {
+                                           succeeded, QVariant::fromValue(qlonglong(status)), QString() }));
     return true;
 }

@@ -5,17 +5,13 @@
 namespace {
 const QString kService = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString kPath = QStringLiteral("/StatusNotifierWatcher");
-
-QString nextConnectionName()
-{
-    static int number = 0;
-    return QStringLiteral("fake-status-notifier-watcher-%1").arg(++number);
-}
+int gWatchers = 0;
 } // namespace
 
 FakeStatusNotifierWatcher::FakeStatusNotifierWatcher(QObject *parent)
     : QObject(parent)
-    , m_connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus, nextConnectionName()))
+    , m_connection(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                 QStringLiteral("fake-status-notifier-watcher-%1").arg(++gWatchers)))
 {
 }
 
@@ -27,23 +23,17 @@ FakeStatusNotifierWatcher::~FakeStatusNotifierWatcher()
 
 bool FakeStatusNotifierWatcher::start()
 {
-    if (m_started)
-        return true;
     m_items.clear();
-    m_started = m_connection.registerObject(kPath, this,
-                                            QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals
-                                                | QDBusConnection::ExportAllProperties)
+    return m_connection.registerObject(kPath, this,
+                                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals
+                                           | QDBusConnection::ExportAllProperties)
         && m_connection.registerService(kService);
-    return m_started;
 }
 
 void FakeStatusNotifierWatcher::stop()
 {
-    if (!m_started)
-        return;
     m_connection.unregisterService(kService);
     m_connection.unregisterObject(kPath);
-    m_started = false;
 }
 
 void FakeStatusNotifierWatcher::RegisterStatusNotifierItem(const QString &service)
@@ -52,9 +42,4 @@ void FakeStatusNotifierWatcher::RegisterStatusNotifierItem(const QString &servic
     const QString item = service.startsWith(QLatin1Char('/')) ? message().service() + service : service;
     m_items.append(item);
     Q_EMIT StatusNotifierItemRegistered(item);
-}
-
-void FakeStatusNotifierWatcher::RegisterStatusNotifierHost(const QString &service)
-{
-    Q_UNUSED(service)
 }

@@ -30,7 +30,6 @@ public:
 
 public Q_SLOTS:
     void RegisterStatusNotifierItem(const QString &service);
-    void RegisterStatusNotifierHost(const QString &service);
 
 Q_SIGNALS:
     void StatusNotifierItemRegistered(const QString &service);
@@ -38,5 +37,4 @@ Q_SIGNALS:
 private:
     QDBusConnection m_connection;
     QStringList m_items;
-    bool m_started = false;
 };

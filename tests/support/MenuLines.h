@@ -4,7 +4,6 @@
 
 #include <QAction>
 #include <QMenu>
-#include <QStringList>
 
 // A menu as a person reads it: "-" for a separator, the first line of each title, only the lines shown.
 inline QStringList linesOf(const QMenu *menu)

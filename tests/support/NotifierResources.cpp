@@ -23,8 +23,3 @@ bool NotifierResources::write(const QString &name, const QByteArray &contents) c
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
 }
-
-void NotifierResources::use() const
-{
-    qputenv("TRISK_RESOURCES", m_folder.path().toUtf8());
-}
