@@ -80,6 +80,7 @@ bool FakeScheduler::handleMessage(const QDBusMessage &message, const QDBusConnec
         m_connection.send(message.createReply(QVariantList { acceptClients, protocolVersion }));
         return true;
     }
+    m_received.append({ message.member(), TriskVXDBusPropertyList::decode(message.arguments().value(0)).toMap() });
     m_connection.send(malformedReplies ? message.createReply(QVariantList { QStringLiteral("not a response") })
                                        : message.createReply(QVariantList {
                                            succeeded, QVariant::fromValue(qlonglong(status)), QString() }));

@@ -31,6 +31,14 @@ public:
     // The raw D-Bus values GetAll and Get answer (any type, to publish malformed values).
     QVariantMap published;
 
+    // The requests other than Authenticate, as the service decoded them.
+    struct Received
+    {
+        QString request;
+        QVariantMap parameters;
+    };
+    QList<Received> received() const { return m_received; }
+
     // Emits PropertiesChanged with raw values.
     void publish(const QVariantMap &changed, const QStringList &invalidated = {});
 
@@ -40,4 +48,5 @@ public:
 private:
     QString m_serviceName;
     QDBusConnection m_connection;
+    QList<Received> m_received;
 };
