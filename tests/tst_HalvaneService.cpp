@@ -273,6 +273,17 @@ void tst_HalvaneService::malformedRequests_data()
     storeRow("an unknown trigger type", makeEvent(u"x"_s, { QVariantMap { { kVXTriggerType, u"Lunar"_s } } }));
     storeRow("weekly on day 8", makeEvent(u"x"_s, { daily(u"10:00"_s, u"t"_s, { qint64(8) }) }));
     storeRow("a command as a shell line", makeEvent(u"x"_s, {}, doing({ command(u"rm -rf /"_s) })));
+    // Each kind of malformed action refuses the whole request.
+    const QList<QPair<const char *, QVariant>> actions {
+        { "an action not a dictionary", u"PowerOff"_s },
+        { "a log message not a string", QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, 1 } } },
+        { "a command argument not a string", command(QVariantList { u"/bin/echo"_s, 2 }) },
+        { "a command naming no program", command(QVariantList { QString() }) },
+        { "a command's user not a name", command(QVariantList { u"/bin/true"_s }, { { kVXActionUser, 0 } }) },
+        { "an unknown action type", power(u"Levitate"_s) },
+    };
+    for (const auto &[name, action] : actions)
+        storeRow(name, makeEvent(u"x"_s, {}, doing({ action })));
     storeRow("a command with no time to run",
              makeEvent(u"x"_s, {},
                        doing({ command(QVariantList { u"/bin/true"_s }, { { kVXActionTimeout, qint64(0) } }) })));

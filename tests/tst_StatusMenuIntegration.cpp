@@ -27,6 +27,7 @@
 #include <QDBusPendingCall>
 #include <QDBusVariant>
 #include <QProcess>
+#include <QSystemTrayIcon>
 #include <QTest>
 #include <QTimeZone>
 
@@ -102,6 +103,7 @@ private Q_SLOTS:
     void malformedCallsGetErrors_data();
     void malformedCallsGetErrors();
     void watcherLeavesAndComesBack();
+    void noWatcherUsesTheTray();
 
 private:
     // A fresh halvaned at kNow, and a status menu controller on it.
@@ -479,6 +481,30 @@ void tst_StatusMenuIntegration::watcherLeavesAndComesBack()
     m_watcher->stop();
     QTRY_COMPARE_WITH_TIMEOUT(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden, kWait);
     QCOMPARE(log.messages("trisk.desktop").filter(u"the status item is not shown"_s).size(), 1);
+}
+
+void tst_StatusMenuIntegration::noWatcherUsesTheTray()
+{
+    QMenu menu;
+    TriskVXStatusItem *item = makeItem(&menu);
+    item->setToolTip(u"Next: Backup, 10:00"_s);
+    exportItem(item);
+    // Offscreen there is no tray; this says there is one, the one way to see the fallback taken.
+    m_desktop->setTrayAvailability([] {
+        return true;
+    });
+    QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::SystemTray);
+    QSystemTrayIcon *tray = m_desktop->trayIcon(item);
+    QVERIFY(tray && !m_desktop->statusNotifierItem(item));
+    QCOMPARE(tray->contextMenu(), &menu);
+    QVERIFY(tray->toolTip().endsWith(u"Next: Backup, 10:00"_s));
+    item->setToolTip(u"Next: Report, 12:00"_s);
+    QVERIFY(tray->toolTip().endsWith(u"Next: Report, 12:00"_s));
+    // A panel starts: the item moves to it.
+    QVERIFY(m_watcher->start());
+    QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems().size(), 1, kWait);
+    QVERIFY(!m_desktop->trayIcon(item));
+    QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::StatusNotifier);
 }
 
 int main(int argc, char *argv[])
