@@ -133,6 +133,7 @@ private Q_SLOTS:
     void requestsChangeThePublishedVariables();
     void malformedRequests_data();
     void malformedRequests();
+    void documentedCommandsAnswerAsDocumented();
     void restartAndCrashLoseNothing();
     void unreadableStoreIsKeptAside_data();
     void unreadableStoreIsKeptAside();
@@ -391,6 +392,30 @@ void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
     // It waits before trying again: a round trip later the failure has been logged once, not in a loop.
     QVERIFY(m_client->reload());
     QCOMPARE(m_service->output().count(u"the state was not saved"_s), 1);
+}
+
+// Every gdbus example of docs/protocol.md, run against the real service, prints what the page says.
+void tst_HalvaneService::documentedCommandsAnswerAsDocumented()
+{
+    QFile page(QStringLiteral(TRISK_SOURCE_DIR "/docs/protocol.md"));
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromUtf8(page.readAll()).split(u'\n');
+    QVERIFY(start());
+    int examples = 0;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        if (!lines.at(i).startsWith(u"gdbus call"_s))
+            continue;
+        QString command = lines.at(i);
+        while (command.endsWith(u'\\'))
+            command = command.chopped(1) + lines.at(++i).trimmed();
+        command.replace(u"--dest org.halvane.Scheduler "_s, u"--dest "_s + m_service->serviceName() + u' ');
+        QProcess gdbus;
+        gdbus.start(u"sh"_s, { u"-c"_s, command });
+        QVERIFY2(gdbus.waitForFinished(10000), qPrintable(command));
+        QCOMPARE(QString::fromUtf8(gdbus.readAllStandardOutput()).trimmed(), lines.value(i + 1));
+        ++examples;
+    }
+    QVERIFY(examples >= 2);
 }
 
 void tst_HalvaneService::rightsFromTheRulesFile_data()
