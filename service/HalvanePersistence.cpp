@@ -94,15 +94,16 @@ void HalvanePersistence::startWrite()
 void HalvanePersistence::written(quint64 generation, bool saved, const QString &error)
 {
     m_writing = false;
-    if (saved)
+    if (saved) {
         m_saved = qMax(m_saved, generation);
-    else
+        m_retryDelay = 0;
+    } else {
         qCCritical(lcHalvaned).noquote() << QStringLiteral("the state was not saved: %1").arg(error);
+    }
     answer(generation, saved);
     if (!isDirty())
         return;
     if (saved || m_changes > generation) {
-        m_retryDelay = 0;
         schedule();
         return;
     }

@@ -21,6 +21,7 @@
 #include "TriskVXStatusMenuController.h"
 #include "TriskVXStatusNotifierItem.h"
 #include "TriskVXWorkspace.h"
+#include "WaitFor.h"
 
 #include <QApplication>
 #include <QDBusArgument>
@@ -240,9 +241,11 @@ QDBusMessage tst_StatusMenuIntegration::call(const QString &path, const QString 
     message.setArguments(arguments);
     // Asynchronous on the host's side, so that this process can answer itself meanwhile.
     QDBusPendingCall pending = m_watcher->connection().asyncCall(message);
-    QDeadlineTimer deadline(kWait);
-    while (!pending.isFinished() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+    waitFor(
+        [&pending] {
+            return pending.isFinished();
+        },
+        kWait);
     return pending.reply();
 }
 
