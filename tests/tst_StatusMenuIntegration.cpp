@@ -27,7 +27,6 @@
 #include <QDBusArgument>
 #include <QDBusPendingCall>
 #include <QDBusVariant>
-#include <QProcess>
 #include <QSystemTrayIcon>
 #include <QTest>
 #include <QTimeZone>
@@ -190,14 +189,7 @@ void tst_StatusMenuIntegration::startService()
 
 bool tst_StatusMenuIntegration::add(const QString &name, const QStringList &arguments)
 {
-    QProcess process;
-    process.start(QStringLiteral(HALVANECTL_PATH),
-                  QStringList { u"--name"_s, m_service->serviceName(), u"add"_s, name, u"--id"_s, name.toLower() }
-                      + arguments);
-    if (process.waitForFinished(kWait) && process.exitCode() == 0)
-        return true;
-    qWarning().noquote() << "halvanectl add" << name << "failed:" << process.readAllStandardError();
-    return false;
+    return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower() } + arguments);
 }
 
 QMenu *tst_StatusMenuIntegration::pendingSubmenu(const QString &name) const

@@ -239,15 +239,16 @@ void tst_TriskVXNotifyController::program_data()
     // What it writes, the first line before it is stopped with SIGTERM unless it stops by itself.
     QTest::addColumn<QByteArrayList>("lines");
     QTest::addColumn<int>("exitCode");
-    // Under systemd each line carries its priority, 6 for info; the status menu is in this build.
+    // Under systemd each line carries its priority, 6 for info. This build has the status menu and both
+    // panel notifiers; the login window gets the warning panel.
     QTest::newRow("start-up and SIGTERM")
         << QStringList() << u"JOURNAL_STREAM=8:1"_s
-        << QByteArrayList { "<6>trisk.notifier: Authenticated: 1", "<6>trisk.notifier: started with 1 notifiers",
+        << QByteArrayList { "<6>trisk.notifier: Authenticated: 1", "<6>trisk.notifier: started with 3 notifiers",
                             "stopping on signal 15" }
         << 0;
     QTest::newRow("the login window's table")
         << QStringList { u"-login"_s, u"YES"_s } << QString()
-        << QByteArrayList { "started with 0 notifiers", "no notifier class TriskVXLoginNotificationController" } << 0;
+        << QByteArrayList { "started with 1 notifiers", "no notifier class TriskVXLoginNotificationController" } << 0;
     QTest::newRow("no bus") << QStringList() << u"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus"_s
                             << QByteArrayList { "*** Assertion failure in awakeFromNib, TriskVXNotifyController:",
                                                 "Connection failed" }

@@ -60,8 +60,10 @@ bool TriskVXRecords::isWellFormedVariable(const QString &variable, const QVarian
     for (qsizetype i = 0; i < list.size(); ++i) {
         QString reason;
         bool ok = true;
-        if (variable == kVXObserveSchedulerPending || variable == kVXObserveNotificationsCurrent)
+        if (variable == kVXObserveSchedulerPending)
             ok = isWellFormedQueuedTrigger(list.at(i), &reason);
+        else if (variable == kVXObserveNotificationsCurrent)
+            ok = isWellFormedQueuedTrigger(list.at(i), &reason) && isCompleteQueuedTrigger(list.at(i), &reason);
         else if (variable == kVXObserveNotificationsWarning)
             ok = isWellFormedQueuedWarning(list.at(i), &reason);
         else if (variable == kVXObserveSchedulerActive) {
@@ -95,6 +97,18 @@ bool TriskVXRecords::isWellFormedQueuedTrigger(const QVariant &record, QString *
         return fail(error, QStringLiteral("its trigger date is not a date"));
     if (!hasTypeOrAbsent(map.value(kVXQueuedTriggerEvent).toMap(), kVXEventName, QMetaType::QString))
         return fail(error, QStringLiteral("its event name is not a string"));
+    return true;
+}
+
+bool TriskVXRecords::isCompleteQueuedTrigger(const QVariant &record, QString *error)
+{
+    const QVariantMap map = record.toMap();
+    if (!map.contains(kVXQueuedTriggerTriggerID))
+        return fail(error, QStringLiteral("it has no trigger id"));
+    if (!map.value(kVXQueuedTriggerEvent).toMap().contains(kVXEventName))
+        return fail(error, QStringLiteral("its event has no name"));
+    if (!map.value(kVXQueuedTriggerTrigger).toMap().contains(kVXTriggerDate))
+        return fail(error, QStringLiteral("its trigger has no date"));
     return true;
 }
 

@@ -13,6 +13,8 @@ public:
     static bool isWellFormedVariable(const QString &variable, const QVariant &value, QString *error = nullptr);
 
     static bool isWellFormedQueuedTrigger(const QVariant &record, QString *error = nullptr);
+    // What a panel is made from: a current queued trigger has its id, its event's name and its date.
+    static bool isCompleteQueuedTrigger(const QVariant &record, QString *error = nullptr);
     static bool isWellFormedQueuedWarning(const QVariant &record, QString *error = nullptr);
     // An event as the service stores it: a dictionary with a string name, typed optional fields and
     // triggers that each have a type and, for the once type, a date.

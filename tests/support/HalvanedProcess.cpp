@@ -81,3 +81,14 @@ QDBusMessage HalvanedProcess::callTestClock(const QString &method, const QVarian
     call << argument;
     return QDBusConnection::sessionBus().call(call);
 }
+
+bool HalvanedProcess::control(const QStringList &arguments) const
+{
+    QProcess process;
+    process.start(QStringLiteral(HALVANECTL_PATH), QStringList { QStringLiteral("--name"), m_serviceName } + arguments);
+    if (process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
+        return true;
+    qWarning().noquote() << "halvanectl" << arguments.join(QLatin1Char(' ')) << "failed:"
+                         << process.readAllStandardError();
+    return false;
+}

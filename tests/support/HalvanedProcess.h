@@ -52,6 +52,10 @@ public:
         return callTestClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(zone)).arguments().value(0).toBool();
     }
 
+    // Runs halvanectl against this service and waits for it; false (with its complaint logged) when it
+    // fails.
+    bool control(const QStringList &arguments) const;
+
 private:
     bool waitForOwner(bool owned);
     void sendSignal(int signalNumber);

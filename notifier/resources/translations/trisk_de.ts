@@ -75,6 +75,27 @@
         <source>TriskVXStatusMenuController.quick.title.more</source>
         <translation>Weitere Schnellplanung…</translation>
     </message>
+    <message>
+        <source>NOTIFICATION_TITLE_FORMAT</source>
+        <translation>%1 um %2</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_MESSAGE_FORMAT</source>
+        <translation>„%1“ wird um %2 ausgeführt.
+Noch %3.</translation>
+    </message>
+    <message>
+        <source>RELATIVE_TIME</source>
+        <translation>%1 Min. %2 Sek.</translation>
+    </message>
+    <message>
+        <source>TriskVXNotificationController.simplify.adjust</source>
+        <translation>Zeit ändern…</translation>
+    </message>
+    <message>
+        <source>TriskVXNotificationController.simplify.cancel</source>
+        <translation>Diesmal auslassen</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
@@ -125,6 +146,32 @@
     <message>
         <source>Remove Trisk Notifier…</source>
         <translation>Trisk Notifier entfernen…</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXNotificationController</name>
+    <message>
+        <source>Adjust…</source>
+        <translation>Anpassen…</translation>
+    </message>
+    <message>
+        <source>Cancel This Time</source>
+        <translation>Dieses Mal absagen</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXWarningController</name>
+    <message>
+        <source>Halvane Warning</source>
+        <translation>Halvane-Warnung</translation>
+    </message>
+    <message>
+        <source>Halvane is about to perform</source>
+        <translation>Halvane führt gleich aus</translation>
     </message>
 </context>
 </TS>

@@ -75,6 +75,27 @@
         <source>TriskVXStatusMenuController.quick.title.more</source>
         <translation>More Quick Schedule…</translation>
     </message>
+    <message>
+        <source>NOTIFICATION_TITLE_FORMAT</source>
+        <translation>%1 at %2</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_MESSAGE_FORMAT</source>
+        <translation>“%1” will be performed at %2.
+%3 left.</translation>
+    </message>
+    <message>
+        <source>RELATIVE_TIME</source>
+        <translation>%1 min %2 s</translation>
+    </message>
+    <message>
+        <source>TriskVXNotificationController.simplify.adjust</source>
+        <translation>Change Time…</translation>
+    </message>
+    <message>
+        <source>TriskVXNotificationController.simplify.cancel</source>
+        <translation>Skip This Time</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
@@ -125,6 +146,32 @@
     <message>
         <source>Remove Trisk Notifier…</source>
         <translation>Remove Trisk Notifier…</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXNotificationController</name>
+    <message>
+        <source>Adjust…</source>
+        <translation>Adjust…</translation>
+    </message>
+    <message>
+        <source>Cancel This Time</source>
+        <translation>Cancel This Time</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXWarningController</name>
+    <message>
+        <source>Halvane Warning</source>
+        <translation>Halvane Warning</translation>
+    </message>
+    <message>
+        <source>Halvane is about to perform</source>
+        <translation>Halvane is about to perform</translation>
     </message>
 </context>
 </TS>

@@ -1,0 +1,281 @@
+#include "TriskVXNotificationController.h"
+
+#include "TriskVXAssertionHandler.h"
+#include "TriskVXBundle.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXFloatingPanel.h"
+#include "TriskVXIDateTransformer.h"
+#include "TriskVXNil.h"
+#include "TriskVXPanelsLogging.h"
+#include "TriskVXSecondTimer.h"
+#include "TriskVXUserDefaults.h"
+#include "TriskVXWorkspace.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QPixmap>
+#include <QVBoxLayout>
+
+namespace {
+const QString kSimplifyDefault = QStringLiteral("notifier.notifications.simplify");
+
+QString localized(const QString &key)
+{
+    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
+    return bundle ? bundle->localizedStringForKey(key, QString()) : key;
+}
+
+// A format is usable when it has every placeholder its arguments fill.
+bool hasPlaceholders(const QString &format, int count)
+{
+    for (int number = 1; number <= count; ++number) {
+        if (!format.contains(QLatin1Char('%') + QString::number(number)))
+            return false;
+    }
+    return true;
+}
+} // namespace
+
+TriskVXNotificationController::TriskVXNotificationController(const TriskVXClock *clock, QObject *parent)
+    : TriskVXNotifyObject(parent)
+    , m_clock(clock)
+{
+}
+
+TriskVXNotificationController::~TriskVXNotificationController()
+{
+    setCountDownTimer(nullptr);
+    setNotificationWindow(nullptr);
+    m_queuedTrigger.clear();
+    m_triggerDate = QDateTime();
+    m_eventName.clear();
+}
+
+TriskVXNotificationController *TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(
+    const QVariant &queuedTrigger, TriskVXObserver *observer, TriskVXRequestsController *requests,
+    const TriskVXClock *clock)
+{
+    // A failed check raises: the half-made panel goes with the unwinding.
+    auto notification = std::make_unique<TriskVXNotificationController>(clock);
+    if (notification->initWithQueuedTriggerObserverRequests(queuedTrigger, observer, requests))
+        return notification.release();
+    return nullptr;
+}
+
+QSet<QString> TriskVXNotificationController::observes() const
+{
+    return { kVXObserveAuthorisationRights };
+}
+
+bool TriskVXNotificationController::initWithQueuedTriggerObserverRequests(const QVariant &queuedTrigger,
+                                                                          TriskVXObserver *observer,
+                                                                          TriskVXRequestsController *requests)
+{
+    if (!initWithObserverRequests(observer, requests))
+        return false;
+    setCanAdjust(true);
+    setCanCancel(true);
+    m_queuedTrigger = queuedTrigger;
+    // An invalid zone: date texts follow the clock's zone, which moves with the system's.
+    m_dateTransformer = std::make_unique<TriskVXIDateTransformer>(m_clock, QLocale(), QTimeZone());
+
+    const QVariantMap fields = queuedTrigger.toMap();
+    const QVariant event = fields.value(kVXQueuedTriggerEvent);
+    TRISK_ASSERT(event != nil, QStringLiteral("Queued trigger is mising an event."));
+    m_eventName = event.toMap().value(kVXEventName).toString();
+    TRISK_ASSERT(m_eventName != nil, QStringLiteral("Event name is missing."));
+    const QVariant trigger = fields.value(kVXQueuedTriggerTrigger);
+    TRISK_ASSERT(trigger != nil, QStringLiteral("Queued trigger is mising a trigger."));
+    m_triggerDate = trigger.toMap().value(kVXTriggerDate).toDateTime();
+    TRISK_ASSERT(m_triggerDate != nil, QStringLiteral("Trigger date is missing."));
+
+    loadClassNib();
+    m_notificationView = qobject_cast<QWidget *>(
+        requiredOutlet(QStringLiteral("notificationView"), QStringLiteral("%@'s noticationView is not connected")));
+    m_okButton = qobject_cast<QAbstractButton *>(
+        requiredOutlet(QStringLiteral("okButton"), QStringLiteral("%@'s okButton is not connected")));
+    m_eventIconView = qobject_cast<QLabel *>(
+        requiredOutlet(QStringLiteral("eventIconView"), QStringLiteral("%@'s eventIconView is not connected")));
+    m_messageField = qobject_cast<QLabel *>(
+        requiredOutlet(QStringLiteral("messageField"), QStringLiteral("%@'s messageField is not connected")));
+    m_adjustButton = qobject_cast<QAbstractButton *>(outlet(QStringLiteral("adjustButton")));
+    m_cancelButton = qobject_cast<QAbstractButton *>(outlet(QStringLiteral("cancelButton")));
+    // The buttons' enabled state follows what the panel offers.
+    if (m_adjustButton)
+        connect(this, &TriskVXNotificationController::canAdjustChanged, m_adjustButton, &QWidget::setEnabled);
+    if (m_cancelButton)
+        connect(this, &TriskVXNotificationController::canCancelChanged, m_cancelButton, &QWidget::setEnabled);
+
+    setNotificationWindow(notificationWindowWithContents(m_notificationView));
+    TRISK_ASSERT(m_notificationWindow != nil, QStringLiteral("notificationWindow failed"));
+    m_notificationWindow->setFocusProxy(m_okButton);
+
+    // The title names the absolute time once; the message below counts down.
+    m_notificationWindow->setWindowTitle(
+        TriskVXBundle::mainBundle()
+            ->localizedStringForKey(QStringLiteral("NOTIFICATION_TITLE_FORMAT"), QStringLiteral(""))
+            .arg(m_eventName, m_dateTransformer->transformedValue(m_triggerDate).toString()));
+    m_messageField->setText(messageWithNameTriggering(m_eventName, m_triggerDate));
+    const QSizeF iconSize = m_eventIconView->size();
+    const QImage image = imageForQueuedTriggerScaleToFitVariation(m_queuedTrigger, iconSize,
+                                                                  TriskVXIImageAssistantVariationNone);
+    m_eventIconView->setPixmap(QPixmap::fromImage(image));
+
+    // Read once, when the panel is made.
+    TriskVXUserDefaults *defaults = TriskVXUserDefaults::standardUserDefaults();
+    defaults->addSuiteNamed(kVXPreferencesDomain);
+    defaults->synchronize();
+    setSimplify(defaults->boolForKey(kSimplifyDefault));
+    // The rights are learnt at their next change, which reaches the panel while it exists.
+    setRights(QVariantList());
+    rightsDidChange();
+
+    TriskVXFloatingPanel *panel = TriskVXFloatingPanel::of(m_notificationWindow);
+    panel->center();
+    panel->orderFrontRegardless();
+    setCountDownTimer(new TriskVXSecondTimer(m_clock, this));
+    return true;
+}
+
+void TriskVXNotificationController::observedVariableDidBecome(const QString &observed, const QVariant &value)
+{
+    if (observed != kVXObserveAuthorisationRights)
+        return;
+    if (value.isValid() && value.typeId() != QMetaType::QVariantList)
+        return;
+    setRights(value);
+    rightsDidChange();
+    qCDebug(lcTriskPanels) << "rights changed";
+}
+
+void TriskVXNotificationController::rightsDidChange()
+{
+    if (!m_simplify)
+        return;
+    const QVariantList rights = m_rights.toList();
+    for (const QVariant &right : rights) {
+        if (right.typeId() != QMetaType::QVariantMap)
+            continue;
+        const QVariantMap fields = right.toMap();
+        const QVariant signature = fields.value(kVXAuthorisationRightSignature);
+        const bool ruled = fields.value(kVXAuthorisationRightRule) != nil;
+        // Any rule offers the action; nothing here withdraws it.
+        if (ruled && signature == kVXRPCSchedulerAdjust)
+            setCanAdjust(true);
+        if (ruled && signature == kVXRPCSchedulerCancel)
+            setCanCancel(true);
+    }
+    if (m_adjustButton)
+        m_adjustButton->setText(localized(QStringLiteral("TriskVXNotificationController.simplify.adjust")));
+    if (m_cancelButton)
+        m_cancelButton->setText(localized(QStringLiteral("TriskVXNotificationController.simplify.cancel")));
+}
+
+QWidget *TriskVXNotificationController::notificationWindowWithContents(QWidget *contents)
+{
+    TRISK_PARAMETER_ASSERT(contents != nil);
+    auto *window = new QWidget;
+    window->setObjectName(QStringLiteral("notificationWindow"));
+    auto *layout = new QVBoxLayout(window);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(contents);
+    window->resize(contents->size());
+    new TriskVXFloatingPanel(window);
+    return window;
+}
+
+void TriskVXNotificationController::countDownTimerFired(QObject *timer)
+{
+    Q_UNUSED(timer)
+    m_messageField->setText(messageWithNameTriggering(m_eventName, m_triggerDate));
+}
+
+QString TriskVXNotificationController::messageWithNameTriggering(const QString &anEventName,
+                                                                  const QDateTime &aTriggerDate) const
+{
+    TRISK_PARAMETER_ASSERT(anEventName != nil);
+    TRISK_PARAMETER_ASSERT(aTriggerDate != nil);
+    // Whole minutes and the seconds left over; the fraction of a second is dropped.
+    const qint64 remaining = m_clock->now().msecsTo(aTriggerDate) / 1000;
+    const qint64 minutes = std::max<qint64>(0, remaining / 60);
+    const qint64 seconds = std::max<qint64>(0, remaining % 60);
+
+    const QString relativeFormat = localized(QStringLiteral("RELATIVE_TIME"));
+    TRISK_ASSERT(relativeFormat != QStringLiteral("RELATIVE_TIME"),
+                 QStringLiteral("Localization.strings missing RELATIVE_TIME"));
+    TRISK_ASSERT(hasPlaceholders(relativeFormat, 2), QStringLiteral("RELATIVE_TIME format is invalid."));
+    const QString relative = relativeFormat.arg(minutes).arg(seconds);
+
+    const QString messageFormat = localized(QStringLiteral("NOTIFICATION_MESSAGE_FORMAT"));
+    TRISK_ASSERT(messageFormat != QStringLiteral("NOTIFICATION_MESSAGE_FORMAT"),
+                 QStringLiteral("Localization.strings missing NOTIFICATION_RELATIVE_MESSAGE_FORMAT"));
+    const QString dateText = m_dateTransformer->transformedValue(aTriggerDate).toString();
+    TRISK_ASSERT(hasPlaceholders(messageFormat, 3), QStringLiteral("NOTIFICATION_MESSAGE_FORMAT format is invalid."));
+    return messageFormat.arg(anEventName, dateText, relative);
+}
+
+void TriskVXNotificationController::setCanAdjust(bool canAdjust)
+{
+    if (m_canAdjust == canAdjust)
+        return;
+    m_canAdjust = canAdjust;
+    Q_EMIT canAdjustChanged(canAdjust);
+}
+
+void TriskVXNotificationController::setCanCancel(bool canCancel)
+{
+    if (m_canCancel == canCancel)
+        return;
+    m_canCancel = canCancel;
+    Q_EMIT canCancelChanged(canCancel);
+}
+
+void TriskVXNotificationController::setNotificationWindow(QWidget *window)
+{
+    if (m_notificationWindow == window)
+        return;
+    delete m_notificationWindow;
+    m_notificationWindow = window;
+}
+
+void TriskVXNotificationController::setCountDownTimer(TriskVXSecondTimer *timer)
+{
+    if (m_countDownTimer == timer)
+        return;
+    // The replaced timer may be the one whose tick is running, so it goes later.
+    if (m_countDownTimer) {
+        m_countDownTimer->stop();
+        m_countDownTimer->deleteLater();
+    }
+    m_countDownTimer = timer;
+    if (timer) {
+        connect(timer, &TriskVXSecondTimer::timeout, this, [this, timer] {
+            countDownTimerFired(timer);
+        });
+    }
+}
+
+void TriskVXNotificationController::adjust(QObject *sender)
+{
+    close(sender);
+    TriskVXWorkspace::workspace()->adjustQueuedTriggerWithConnection(
+        m_queuedTrigger.toMap().value(kVXQueuedTriggerTriggerID), observer() ? observer()->connection() : nullptr);
+}
+
+void TriskVXNotificationController::cancel(QObject *sender)
+{
+    const QVariant identifier = identifierOfQueuedTrigger(m_queuedTrigger);
+    if (identifier == nil)
+        return;
+    close(sender);
+    if (requests())
+        requests()->cancelTrigger(identifier.toString());
+}
+
+void TriskVXNotificationController::close(QObject *sender)
+{
+    Q_UNUSED(sender)
+    if (TriskVXFloatingPanel *panel = TriskVXFloatingPanel::of(m_notificationWindow))
+        panel->orderOut();
+}

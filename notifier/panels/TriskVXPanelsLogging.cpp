@@ -1,0 +1,3 @@
+#include "TriskVXPanelsLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskPanels, "trisk.panels", QtInfoMsg)

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Takes docs/images/panels.png: two count-down panels and the warning panel of trisk-notifier under a
+# real window manager (xfwm4) with xfce4-panel, on Xvfb, against halvaned with three events about to fire.
+# Usage: scripts/screenshot-panels.sh [BUILD_DIR] [OUTPUT]
+# Needs (Debian 12): xvfb xfwm4 xfce4-panel imagemagick dbus-x11 x11-utils, and a build (scripts/setup.sh).
+set -euo pipefail
+build=$(realpath "${1:-build}")
+output=$(realpath -m "${2:-docs/images/panels.png}")
+
+if [[ -z "${IN_SCREENSHOT_SESSION:-}" ]]; then
+    work=$(mktemp -d)
+    trap 'rm -rf "$work"' EXIT
+    # A display and a session bus of their own, so that nothing of the caller's desktop takes part.
+    env IN_SCREENSHOT_SESSION=1 WORK="$work" HOME="$work" XDG_CONFIG_HOME="$work/config" \
+        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG=C.UTF-8 \
+        xvfb-run -a -s "-screen 0 1024x640x24" dbus-run-session -- "$0" "$build" "$output"
+    exit
+fi
+
+# One panel along the top with the system tray, where the status item counts down, and a clock.
+mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
+cp "$(dirname "$0")/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
+pids=()
+trap 'kill "${pids[@]}" 2>/dev/null || true' EXIT
+xfwm4 --compositor=off >/dev/null 2>&1 &
+pids+=($!)
+xfce4-panel >/dev/null 2>&1 &
+pids+=($!)
+"$build/service/halvaned" --dry-run --no-state >/dev/null 2>&1 &
+pids+=($!)
+ctl=("$build/bin/halvanectl")
+until "${ctl[@]}" status >/dev/null 2>&1; do sleep 0.2; done
+
+# Two events inside their notice period (one with its warning lead reached), one on the horizon.
+at() { date -d "now + $1 seconds" +%Y-%m-%dT%H:%M:%S; }
+"${ctl[@]}" add "Shut down for the night" --id night --at "$(at 50)" --power power-off --notice 600 --warning-lead 120
+"${ctl[@]}" add "Back up the photo library" --id backup --at "$(at 485)" --log backup --notice 600
+"${ctl[@]}" add "Weekly restart" --id restart --at "$(at 7200)" --power reboot --notice 300
+
+# The panel's tray first, so that the status item shows there.
+until dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner \
+    string:org.kde.StatusNotifierWatcher 2>/dev/null | grep -q true; do sleep 0.2; done
+sleep 2
+"$build/bin/trisk-notifier" >/dev/null 2>&1 &
+pids+=($!)
+# Until the three panels are mapped, then a moment for the count-downs to tick.
+for _ in $(seq 50); do
+    [[ $(xwininfo -root -tree | grep -cE '"(Halvane Warning|Shut down for the night at|Back up the photo library at)') -ge 3 ]] && break
+    sleep 0.2
+done
+# The tray's host reads the item's picture and title after it registers.
+sleep 4
+import -window root "$output"
+echo "wrote $output"

@@ -1,0 +1,403 @@
+// The floating panels against the real halvaned on its test clock (a fresh one for each test): count-down
+// panels come and go with the service's list of current triggers, count down with the clock, send their
+// requests and stay dismissed; the warning panel follows the warning list; rights retitle the buttons in
+// the simplified presentation. A small fake service publishes the malformed lists the real one never does.
+#include "AssertionOf.h"
+#include "FakeScheduler.h"
+#include "HalvanedProcess.h"
+#include "LogCapture.h"
+#include "NotifierResources.h"
+#include "ServiceClient.h"
+#include "TriskVXBundle.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
+#include "TriskVXFloatingPanel.h"
+#include "TriskVXNotificationController.h"
+#include "TriskVXNotificationsController.h"
+#include "TriskVXPropertyListSerialization.h"
+#include "TriskVXRequestsController.h"
+#include "TriskVXUserDefaults.h"
+#include "TriskVXWarningController.h"
+#include "WaitFor.h"
+
+#include <QApplication>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimeZone>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const int kWait = 10000;
+// Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the panels' clock alike.
+const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
+
+QString at(qint64 seconds)
+{
+    return kNow.addSecs(seconds).toString(Qt::ISODateWithMs);
+}
+
+QVariantMap queuedTrigger(const QString &id, const QString &name, const QDateTime &date)
+{
+    return { { kVXQueuedTriggerTriggerID, id },
+             { kVXQueuedTriggerEvent, QVariantMap { { kVXEventName, name } } },
+             { kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, date } } } };
+}
+} // namespace
+
+class tst_Panels : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void countDownPanelsFollowTheService();
+    void simplifiedButtonsFollowRights_data();
+    void simplifiedButtonsFollowRights();
+    void warningPanelFollowsTheWarnings();
+    void malformedListsNeverReachAPanel();
+    void badQueuedTriggersAreProgrammingErrors_data();
+    void badQueuedTriggersAreProgrammingErrors();
+    void panelsShownTogetherDoNotCoverEachOther_data();
+    void panelsShownTogetherDoNotCoverEachOther();
+
+private:
+    // A fresh halvaned at kNow, a client, and the count-down notifier on it.
+    void startService(const QStringList &arguments = {});
+    bool add(const QString &name, const QStringList &arguments)
+    {
+        return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower(), u"--log"_s, name }
+                                  + arguments);
+    }
+    // Moves the service's clock and the panels' clock together.
+    void moveTo(qint64 seconds);
+    // The panels' events by name, and the panel of one.
+    QStringList panelNames() const;
+    TriskVXNotificationController *panelOf(const QString &name) const;
+
+    TriskVXClock m_clock;
+    std::unique_ptr<HalvanedProcess> m_service;
+    std::unique_ptr<ServiceClient> m_client;
+    std::unique_ptr<TriskVXRequestsController> m_requests;
+    std::unique_ptr<TriskVXNotificationsController> m_notifications;
+};
+
+void tst_Panels::initTestCase()
+{
+    QVERIFY(TriskVXBundle::mainBundle() && TriskVXBundle::mainBundle()->installTranslations());
+    m_clock.setTimeZone(kNow.timeZone());
+}
+
+void tst_Panels::init()
+{
+    m_clock.setNow(kNow);
+    TriskVXUserDefaults::standardUserDefaults()->removePersistentDomainForName(kVXPreferencesDomain);
+}
+
+void tst_Panels::cleanup()
+{
+    m_notifications.reset();
+    m_requests.reset();
+    m_client.reset();
+    m_service.reset();
+}
+
+void tst_Panels::startService(const QStringList &arguments)
+{
+    m_service = std::make_unique<HalvanedProcess>();
+    QVERIFY(m_service->start(QStringList { u"--test-clock"_s, u"--dry-run"_s } + arguments));
+    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
+    QVERIFY(m_service->setTestNow(kNow));
+    m_client = std::make_unique<ServiceClient>(m_service->location());
+    QVERIFY(m_client->ready());
+    m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));
+    m_notifications = std::make_unique<TriskVXNotificationsController>(&m_clock);
+    QVERIFY(m_notifications->initWithObserverRequests(m_client->observer(), m_requests.get()));
+    m_notifications->refresh();
+}
+
+void tst_Panels::moveTo(qint64 seconds)
+{
+    QVERIFY(m_service->setTestNow(kNow.addSecs(seconds)));
+    m_clock.setNow(kNow.addSecs(seconds));
+}
+
+QStringList tst_Panels::panelNames() const
+{
+    QStringList names;
+    for (const TriskVXNotificationController *panel : m_notifications->notifications())
+        names.append(panel->eventName());
+    names.sort();
+    return names;
+}
+
+TriskVXNotificationController *tst_Panels::panelOf(const QString &name) const
+{
+    for (TriskVXNotificationController *panel : m_notifications->notifications()) {
+        if (panel->eventName() == name)
+            return panel;
+    }
+    return nullptr;
+}
+
+void tst_Panels::countDownPanelsFollowTheService()
+{
+    startService();
+    // Restart is inside its notice period at once; Backup enters it at 08:05.
+    QVERIFY(add(u"Backup"_s, { u"--at"_s, at(600), u"--notice"_s, u"300"_s }));
+    QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Restart"_s }, kWait);
+    TriskVXNotificationController *restart = panelOf(u"Restart"_s);
+    QWidget *window = restart->notificationWindow();
+    QVERIFY(window->isVisible());
+    QVERIFY(window->testAttribute(Qt::WA_ShowWithoutActivating));
+    QVERIFY(!window->findChild<QLabel *>(u"eventIconView"_s)->pixmap().isNull());
+    const QString title = window->windowTitle();
+    QVERIFY2(title.startsWith(u"Restart at "_s) && title.contains(u"08:07:00"_s), qPrintable(title));
+    QCOMPARE(restart->messageField()->text(), u"“Restart” will be performed at 08:07:00.\n7 min 0 s left."_s);
+
+    // The message counts down with the clock; the title keeps the time it fires at. Past that time it
+    // shows none left.
+    m_clock.advance(61500);
+    QCOMPARE(restart->messageField()->text(), u"“Restart” will be performed at 08:07:00.\n5 min 58 s left."_s);
+    QCOMPARE(window->windowTitle(), title);
+    m_clock.setNow(kNow.addSecs(7300));
+    QVERIFY(restart->messageField()->text().endsWith(u"\n0 min 0 s left."_s));
+
+    // Backup joins; the two panels are both on screen, clear of each other.
+    moveTo(330);
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), (QStringList { u"Backup"_s, u"Restart"_s }), kWait);
+    TriskVXNotificationController *backup = panelOf(u"Backup"_s);
+    QVERIFY(backup->notificationWindow()->isVisible());
+    QVERIFY(!backup->notificationWindow()->frameGeometry().intersects(window->frameGeometry()));
+
+    // OK only hides Backup's panel, and it stays hidden when the list changes while Backup is current.
+    backup->notificationWindow()->findChild<QPushButton *>(u"okButton"_s)->click();
+    QVERIFY(!backup->notificationWindow()->isVisible());
+    QVERIFY(add(u"Nap"_s, { u"--at"_s, at(900), u"--notice"_s, u"600"_s }));
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), (QStringList { u"Backup"_s, u"Nap"_s, u"Restart"_s }), kWait);
+    QCOMPARE(panelOf(u"Backup"_s), backup);
+    QVERIFY(!backup->notificationWindow()->isVisible());
+
+    // Cancel reaches the service: Restart leaves the list, and its panel goes.
+    QSignalSpy gone(restart, &QObject::destroyed);
+    restart->cancelButton()->click();
+    QVERIFY(!window->isVisible());
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), (QStringList { u"Backup"_s, u"Nap"_s }), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(gone.size(), 1, kWait);
+
+    // Delayed out of its notice period, Backup's panel goes; back in it, a new panel shows.
+    QVERIFY(m_service->control({ u"delay"_s, backup->queuedTrigger().toMap().value(kVXQueuedTriggerTriggerID).toString(),
+                                 u"60"_s }));
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Nap"_s }, kWait);
+    moveTo(3600 + 330);
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Backup"_s }, kWait);
+    QVERIFY(panelOf(u"Backup"_s)->notificationWindow()->isVisible());
+
+    // A hidden notifier makes and closes nothing; shown again, it catches up with the list.
+    m_notifications->hide();
+    moveTo(3600 + 700);
+    QVERIFY(m_client->reload());
+    QCOMPARE(panelNames(), QStringList { u"Backup"_s });
+    m_notifications->show();
+    QCOMPARE(panelNames(), QStringList());
+}
+
+void tst_Panels::simplifiedButtonsFollowRights_data()
+{
+    QTest::addColumn<QVariant>("simplify");
+    QTest::addColumn<QString>("adjustTitle");
+    QTest::addColumn<QString>("cancelTitle");
+    QTest::newRow("not set") << QVariant() << u"Adjust…"_s << u"Cancel This Time"_s;
+    QTest::newRow("off") << QVariant(false) << u"Adjust…"_s << u"Cancel This Time"_s;
+    QTest::newRow("on") << QVariant(true) << u"Change Time…"_s << u"Skip This Time"_s;
+}
+
+void tst_Panels::simplifiedButtonsFollowRights()
+{
+    QFETCH(QVariant, simplify);
+    QFETCH(QString, adjustTitle);
+    QFETCH(QString, cancelTitle);
+    if (simplify.isValid()) {
+        QVERIFY(TriskVXUserDefaults::standardUserDefaults()->setPersistentDomainForName(
+            { { u"notifier.notifications.simplify"_s, simplify } }, kVXPreferencesDomain));
+    }
+    QTemporaryDir directory;
+    const QString rules = directory.filePath(u"rights.plist"_s);
+    startService({ u"--rules"_s, rules });
+    QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
+    QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Restart"_s }, kWait);
+    TriskVXNotificationController *panel = panelOf(u"Restart"_s);
+    // The simplified titles are there from the start; the rights are learnt at their next change.
+    QCOMPARE(panel->adjustButton()->text(), adjustTitle);
+    QCOMPARE(panel->cancelButton()->text(), cancelTitle);
+    QCOMPARE(panel->rights(), QVariant(QVariantList()));
+
+    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
+        QVariantMap { { kVXRPCSchedulerCancel, QVariantList { u"everyone"_s } } }, rules));
+    QTRY_COMPARE_WITH_TIMEOUT(panel->rights().toList().size(), 1, kWait);
+    QCOMPARE(panel->adjustButton()->text(), adjustTitle);
+    QCOMPARE(panel->cancelButton()->text(), cancelTitle);
+    // Rights only ever offer: both buttons stay enabled whatever the list holds.
+    QVERIFY(panel->adjustButton()->isEnabled() && panel->cancelButton()->isEnabled());
+}
+
+void tst_Panels::warningPanelFollowsTheWarnings()
+{
+    startService();
+    std::unique_ptr<TriskVXWarningController> warning(
+        TriskVXNotifyObject::objectWithObserverRequests<TriskVXWarningController>(m_client->observer(),
+                                                                                 m_requests.get()));
+    QVERIFY(warning);
+    warning->refresh();
+    QWidget *panel = warning->warningPanel();
+    QVERIFY(TriskVXFloatingPanel::of(panel));
+    QVERIFY(add(u"Night"_s, { u"--at"_s, at(300), u"--warning-lead"_s, u"120"_s }));
+    QVERIFY(add(u"Nap"_s, { u"--at"_s, at(400), u"--warning-lead"_s, u"240"_s }));
+    QVERIFY(m_client->reload());
+    QVERIFY(!panel->isVisible());
+
+    // Warnings by date: the first one shows, the next takes over when it fires, none hides the panel.
+    const QList<QPair<qint64, QString>> steps { { 170, u"Nap"_s }, { 200, u"Night"_s }, { 301, u"Nap"_s }, { 401, {} } };
+    for (const auto &[seconds, shown] : steps) {
+        moveTo(seconds);
+        QTRY_COMPARE_WITH_TIMEOUT(panel->isVisible() ? warning->eventNameField()->text() : QString(), shown, kWait);
+        if (!shown.isEmpty())
+            QVERIFY(!warning->imageView()->pixmap().isNull());
+    }
+}
+
+void tst_Panels::malformedListsNeverReachAPanel()
+{
+    FakeScheduler fake;
+    const QVariantMap good = queuedTrigger(u"a#0"_s, u"Alpha"_s, kNow.addSecs(120));
+    fake.published = { { kVXObserveNotificationsCurrent,
+                         QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ good })) } };
+    QVERIFY(fake.start());
+    ServiceClient client(fake.location());
+    QVERIFY(client.ready());
+    std::unique_ptr<TriskVXRequestsController> requests(
+        TriskVXRequestsController::requestsControllerWithConnection(client.connection()));
+    TriskVXNotificationsController notifications(&m_clock);
+    QVERIFY(notifications.initWithObserverRequests(client.observer(), requests.get()));
+    notifications.refresh();
+    QCOMPARE(notifications.notifications().keys(), QStringList { u"a#0"_s });
+    TriskVXNotificationController *alpha = notifications.notifications().value(u"a#0"_s);
+
+    LogCapture log;
+    QVariantMap noEvent = good;
+    noEvent.remove(kVXQueuedTriggerEvent);
+    QVariantMap noDate = good;
+    noDate.insert(kVXQueuedTriggerTrigger, QVariantMap());
+    QVariantMap textDate = good;
+    textDate.insert(kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"tomorrow"_s } });
+    QVariantMap noIdentifier = good;
+    noIdentifier.remove(kVXQueuedTriggerTriggerID);
+    const QList<QVariant> malformed {
+        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ noEvent })),
+        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ good, noDate })),
+        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ textDate })),
+        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ noIdentifier })),
+        QVariant(QStringList { u"a#0"_s }),
+    };
+    for (const QVariant &value : malformed)
+        fake.publish({ { kVXObserveNotificationsCurrent, value } });
+    // A good list after them is the first thing the panels hear of.
+    const QVariantMap beta = queuedTrigger(u"b#0"_s, u"Beta"_s, kNow.addSecs(240));
+    fake.publish({ { kVXObserveNotificationsCurrent,
+                     QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ good, beta })) } });
+    QTRY_COMPARE_WITH_TIMEOUT(notifications.notifications().size(), 2, kWait);
+    QCOMPARE(notifications.notifications().value(u"a#0"_s), alpha);
+    QCOMPARE(log.messages("trisk.halvane").filter(u"ignoring the published NotificationsCurrent"_s).size(),
+             malformed.size());
+}
+
+void tst_Panels::badQueuedTriggersAreProgrammingErrors_data()
+{
+    QTest::addColumn<QVariantMap>("queued");
+    QTest::addColumn<QString>("assertion");
+    const QVariantMap good = queuedTrigger(u"a#0"_s, u"Alpha"_s, kNow);
+    QVariantMap noEvent = good;
+    noEvent.remove(kVXQueuedTriggerEvent);
+    QVariantMap noName = good;
+    noName.insert(kVXQueuedTriggerEvent, QVariantMap());
+    QVariantMap noTrigger = good;
+    noTrigger.remove(kVXQueuedTriggerTrigger);
+    QVariantMap noDate = good;
+    noDate.insert(kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"08:00"_s } });
+    QTest::newRow("no event") << noEvent << u"Queued trigger is mising an event."_s;
+    QTest::newRow("no name") << noName << u"Event name is missing."_s;
+    QTest::newRow("no trigger") << noTrigger << u"Queued trigger is mising a trigger."_s;
+    QTest::newRow("no date") << noDate << u"Trigger date is missing."_s;
+}
+
+void tst_Panels::badQueuedTriggersAreProgrammingErrors()
+{
+    QFETCH(QVariantMap, queued);
+    QFETCH(QString, assertion);
+    const int windows = int(QApplication::topLevelWidgets().size());
+    QCOMPARE(assertionOf([&queued, this] {
+                 TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(queued, nullptr,
+                                                                                              nullptr, &m_clock);
+             }),
+             u"TriskVXNotificationController|"_s + assertion);
+    // Nothing is left on screen or in memory by a panel that could not be made.
+    QCOMPARE(int(QApplication::topLevelWidgets().size()), windows);
+}
+
+void tst_Panels::panelsShownTogetherDoNotCoverEachOther_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QRect>("area");
+    // How many panels of 470 × 170 fit clear of each other around the centre.
+    QTest::addColumn<int>("fitting");
+    QTest::newRow("one") << 1 << QRect(0, 0, 1280, 800) << 1;
+    QTest::newRow("a column") << 4 << QRect(0, 0, 1280, 800) << 3;
+    QTest::newRow("a screen full") << 15 << QRect(0, 30, 1920, 1050) << 15;
+    QTest::newRow("more than fit") << 8 << QRect(0, 0, 800, 600) << 3;
+}
+
+void tst_Panels::panelsShownTogetherDoNotCoverEachOther()
+{
+    QFETCH(int, count);
+    QFETCH(QRect, area);
+    QFETCH(int, fitting);
+    const QSize size(470, 170);
+    QList<QRect> taken;
+    for (int index = 0; index < count; ++index) {
+        const QRect place = TriskVXFloatingPanel::placeClearOf(size, area, taken);
+        if (index < fitting) {
+            QVERIFY(area.contains(place));
+            for (const QRect &other : std::as_const(taken))
+                QVERIFY(!other.intersects(place));
+        } else {
+            // No room left: cascaded, so that its title is not hidden under another's.
+            for (const QRect &other : std::as_const(taken))
+                QVERIFY(other.topLeft() != place.topLeft());
+        }
+        taken.append(place);
+    }
+    // The first is centred, and the ones that fit stack around it.
+    QVERIFY((taken.first().center() - area.center()).manhattanLength() <= 2);
+    QRect bounds;
+    for (const QRect &place : taken.first(fitting))
+        bounds |= place;
+    QVERIFY(qAbs(bounds.center().x() - area.center().x()) <= size.width() / 2);
+    QVERIFY(qAbs(bounds.center().y() - area.center().y()) <= size.height() / 2 + 12);
+}
+
+int main(int argc, char *argv[])
+{
+    NotifierResources resources({ u"Info.plist"_s, u"TriskVXNotificationController.ui"_s,
+                                  u"TriskVXWarningController.ui"_s });
+    resources.use();
+    QApplication application(argc, argv);
+    tst_Panels test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_Panels.moc"
