@@ -1,6 +1,7 @@
 // The status menu's figures (issue 5): one full rebuild with 1,000 pending triggers, 50 on-demand and
 // 10 active events; and the timer wake-ups per minute while idle and while a count-down runs.
 // Usage: bench_statusmenu [REBUILDS] [SECONDS]
+#include "BenchProcess.h"
 #include "NotifierResources.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
@@ -11,7 +12,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QFile>
 #include <QMenu>
 #include <QTimeZone>
 #include <QTimer>
@@ -75,18 +75,6 @@ int countWakeUps(int seconds)
     return wakeUps.count - 1;
 }
 
-long residentKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
-}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -151,7 +139,7 @@ int main(int argc, char *argv[])
                 percentile(rebuild, 0.99));
     std::printf("  with the previous menu deleted: median %.2f ms, p99 %.2f ms\n", percentile(withTeardown, 0.5),
                 percentile(withTeardown, 0.99));
-    std::printf("  resident memory after the rebuilds: %ld KiB\n", residentKiB());
+    std::printf("  resident memory after the rebuilds: %ld KiB\n", BenchProcess::residentKiB());
 
     // What opening costs instead: the status menu gives its trigger items their submenus, and a
     // trigger's submenu copies its items.

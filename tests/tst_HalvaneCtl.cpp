@@ -185,7 +185,8 @@ void tst_HalvaneCtl::addFromArguments_data()
            uR"("2041-01-02T02:04:05.000Z","ID":"","Type":"Once"}],"UniqueID":"note"})"_s;
     QTest::newRow("daily power off, on demand")
         << u"add|Note|--daily|22:30|--power|power-off|--on-demand|--notice|600|--warning-lead|120"_s
-        << uR"({"Actions":[{"Type":"PowerOff"}],"Behaviours":["CanPerformOnDemand"],"Enabled":true,"Name":"Note",)"
+        << uR"({"Actions":[{"Type":"PowerOff"}],"Behaviours":["CanPerformOnDemand"],"Enabled":true,"Image":"power-off",)"
+           uR"("Name":"Note",)"
            uR"("NoticePeriod":600,"Triggers":[{"ID":"","Time":"22:30","Type":"Daily"}],"UniqueID":"note","WarningLead":120})"_s;
     QTest::newRow("weekly command")
         << u"add|Note|/usr/bin/true|now|--weekly|03:00|--days|mon,fri,7|--command|--command-timeout|90"_s

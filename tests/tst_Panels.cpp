@@ -8,6 +8,7 @@
 #include "LogCapture.h"
 #include "NotifierResources.h"
 #include "ServiceClient.h"
+#include "TriskVXAdjustDialog.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
@@ -19,6 +20,7 @@
 #include "TriskVXRequestsController.h"
 #include "TriskVXUserDefaults.h"
 #include "TriskVXWarningController.h"
+#include "TriskVXWorkspace.h"
 #include "WaitFor.h"
 
 #include <QApplication>
@@ -191,9 +193,18 @@ void tst_Panels::countDownPanelsFollowTheService()
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), (QStringList { u"Backup"_s, u"Nap"_s }), kWait);
     QTRY_COMPARE_WITH_TIMEOUT(gone.size(), 1, kWait);
 
+    // Adjust hides the panel and opens the adjust dialog for its trigger.
+    TriskVXNotificationController *nap = panelOf(u"Nap"_s);
+    const QString napID = nap->queuedTrigger().toMap().value(kVXQueuedTriggerTriggerID).toString();
+    nap->adjustButton()->click();
+    QVERIFY(!nap->notificationWindow()->isVisible());
+    std::unique_ptr<TriskVXAdjustDialog> dialog(TriskVXWorkspace::workspace()->adjustDialogForTrigger(napID));
+    QVERIFY(dialog && dialog->isVisible());
+    dialog.reset();
+
     // Delayed out of its notice period, Backup's panel goes; back in it, a new panel shows.
-    QVERIFY(m_service->control({ u"delay"_s, backup->queuedTrigger().toMap().value(kVXQueuedTriggerTriggerID).toString(),
-                                 u"60"_s }));
+    QVERIFY(m_service->control(
+        { u"delay"_s, backup->queuedTrigger().toMap().value(kVXQueuedTriggerTriggerID).toString(), u"60"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Nap"_s }, kWait);
     moveTo(3600 + 330);
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Backup"_s }, kWait);
@@ -252,7 +263,7 @@ void tst_Panels::warningPanelFollowsTheWarnings()
     startService();
     std::unique_ptr<TriskVXWarningController> warning(
         TriskVXNotifyObject::objectWithObserverRequests<TriskVXWarningController>(m_client->observer(),
-                                                                                 m_requests.get()));
+                                                                                  m_requests.get()));
     QVERIFY(warning);
     warning->refresh();
     QWidget *panel = warning->warningPanel();
@@ -263,7 +274,9 @@ void tst_Panels::warningPanelFollowsTheWarnings()
     QVERIFY(!panel->isVisible());
 
     // Warnings by date: the first one shows, the next takes over when it fires, none hides the panel.
-    const QList<QPair<qint64, QString>> steps { { 170, u"Nap"_s }, { 200, u"Night"_s }, { 301, u"Nap"_s }, { 401, {} } };
+    const QList<QPair<qint64, QString>> steps {
+        { 170, u"Nap"_s }, { 200, u"Night"_s }, { 301, u"Nap"_s }, { 401, {} }
+    };
     for (const auto &[seconds, shown] : steps) {
         moveTo(seconds);
         QTRY_COMPARE_WITH_TIMEOUT(panel->isVisible() ? warning->eventNameField()->text() : QString(), shown, kWait);
@@ -342,8 +355,8 @@ void tst_Panels::badQueuedTriggersAreProgrammingErrors()
     QFETCH(QString, assertion);
     const int windows = int(QApplication::topLevelWidgets().size());
     QCOMPARE(assertionOf([&queued, this] {
-                 TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(queued, nullptr,
-                                                                                              nullptr, &m_clock);
+                 TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(queued, nullptr, nullptr,
+                                                                                              &m_clock);
              }),
              u"TriskVXNotificationController|"_s + assertion);
     // Nothing is left on screen or in memory by a panel that could not be made.
@@ -393,8 +406,8 @@ void tst_Panels::panelsShownTogetherDoNotCoverEachOther()
 
 int main(int argc, char *argv[])
 {
-    NotifierResources resources({ u"Info.plist"_s, u"TriskVXNotificationController.ui"_s,
-                                  u"TriskVXWarningController.ui"_s });
+    NotifierResources resources(
+        { u"Info.plist"_s, u"TriskVXNotificationController.ui"_s, u"TriskVXWarningController.ui"_s });
     resources.use();
     QApplication application(argc, argv);
     tst_Panels test;

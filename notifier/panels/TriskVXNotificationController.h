@@ -35,9 +35,9 @@ public:
     ~TriskVXNotificationController() override;
 
     // Makes and shows the panel for a queued trigger; nullptr when it cannot be made. The caller owns it.
-    static TriskVXNotificationController *notificationWithQueuedTriggerObserverRequests(
-        const QVariant &queuedTrigger, TriskVXObserver *observer, TriskVXRequestsController *requests,
-        const TriskVXClock *clock);
+    static TriskVXNotificationController *
+    notificationWithQueuedTriggerObserverRequests(const QVariant &queuedTrigger, TriskVXObserver *observer,
+                                                  TriskVXRequestsController *requests, const TriskVXClock *clock);
 
     QSet<QString> observes() const override;
     virtual bool initWithQueuedTriggerObserverRequests(const QVariant &queuedTrigger, TriskVXObserver *observer,
@@ -85,7 +85,10 @@ Q_SIGNALS:
     void canCancelChanged(bool canCancel);
 
 private:
+    void showMessage(const QString &message);
+
     const TriskVXClock *m_clock;
+    int m_messageLinesHeight = -1;
     QPointer<QWidget> m_notificationView;
     QPointer<QAbstractButton> m_okButton;
     QPointer<QLabel> m_messageField;

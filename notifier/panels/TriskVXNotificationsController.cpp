@@ -52,8 +52,9 @@ void TriskVXNotificationsController::updateWithCurrent(const QVariant &current)
         // A panel made already is left as it is, even when the person dismissed it.
         if (m_notifications.contains(triggerID) || !isVisible())
             continue;
-        TriskVXNotificationController *panel = TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(
-            queuedTrigger, observer(), requests(), m_clock);
+        TriskVXNotificationController *panel
+            = TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(queuedTrigger, observer(),
+                                                                                           requests(), m_clock);
         if (panel)
             m_notifications.insert(triggerID, panel);
         else

@@ -2,10 +2,10 @@
 
 #include "TriskVXPlatformLogging.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QApplication>
 #include <QWidget>
 
 #include <xcb/xcb.h>
@@ -51,9 +51,9 @@ TriskVXFloatingPanel::TriskVXFloatingPanel(QWidget *window)
 
 TriskVXFloatingPanel *TriskVXFloatingPanel::of(const QWidget *window)
 {
-    return window ? window->findChild<TriskVXFloatingPanel *>(QStringLiteral("TriskVXFloatingPanel"),
-                                                             Qt::FindDirectChildrenOnly)
-                  : nullptr;
+    return window
+        ? window->findChild<TriskVXFloatingPanel *>(QStringLiteral("TriskVXFloatingPanel"), Qt::FindDirectChildrenOnly)
+        : nullptr;
 }
 
 QRect TriskVXFloatingPanel::placeClearOf(const QSize &size, const QRect &area, const QList<QRect> &taken)
@@ -124,6 +124,7 @@ void TriskVXFloatingPanel::orderFrontRegardless()
         m_window->winId();
         applyWindowManagerHints();
         m_window->show();
+        return;
     }
     m_window->raise();
 }

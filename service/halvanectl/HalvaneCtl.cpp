@@ -45,13 +45,14 @@ const QList<QPair<QString, QString>> &listNames()
     return names;
 }
 
-const QHash<QString, QString> &powerActions()
+// The action type of each --power word, and the built-in picture such an event shows.
+const QHash<QString, QPair<QString, QString>> &powerActions()
 {
-    static const QHash<QString, QString> actions {
-        { QStringLiteral("power-off"), kVXActionType_PowerOff },
-        { QStringLiteral("reboot"), kVXActionType_Reboot },
-        { QStringLiteral("suspend"), kVXActionType_Suspend },
-        { QStringLiteral("hibernate"), kVXActionType_Hibernate },
+    static const QHash<QString, QPair<QString, QString>> actions {
+        { QStringLiteral("power-off"), { kVXActionType_PowerOff, QStringLiteral("power-off") } },
+        { QStringLiteral("reboot"), { kVXActionType_Reboot, QStringLiteral("restart") } },
+        { QStringLiteral("suspend"), { kVXActionType_Suspend, QStringLiteral("sleep") } },
+        { QStringLiteral("hibernate"), { kVXActionType_Hibernate, QStringLiteral("sleep") } },
     };
     return actions;
 }
@@ -439,10 +440,11 @@ int HalvaneCtl::planAdd(const QStringList &operands, const QCommandLineParser &p
         return usage(tr("--command-timeout and --user go with --command"));
     }
     if (parser.isSet(QStringLiteral("power"))) {
-        const QString power = powerActions().value(parser.value(QStringLiteral("power")));
+        const auto [power, image] = powerActions().value(parser.value(QStringLiteral("power")));
         if (power.isEmpty())
             return usage(tr("--power takes power-off, reboot, suspend or hibernate"));
         actions.append(QVariantMap { { kVXActionType, power } });
+        event.insert(kVXEventImage, image);
     }
     if (!actions.isEmpty())
         event.insert(kVXEventActions, actions);

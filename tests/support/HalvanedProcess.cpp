@@ -88,7 +88,7 @@ bool HalvanedProcess::control(const QStringList &arguments) const
     process.start(QStringLiteral(HALVANECTL_PATH), QStringList { QStringLiteral("--name"), m_serviceName } + arguments);
     if (process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
         return true;
-    qWarning().noquote() << "halvanectl" << arguments.join(QLatin1Char(' ')) << "failed:"
-                         << process.readAllStandardError();
+    qWarning().noquote() << "halvanectl" << arguments.join(QLatin1Char(' '))
+                         << "failed:" << process.readAllStandardError();
     return false;
 }
