@@ -8,6 +8,7 @@
 #include "TriskVXIDateTransformer.h"
 #include "TriskVXNil.h"
 #include "TriskVXPanelsLogging.h"
+#include "TriskVXRecords.h"
 #include "TriskVXSecondTimer.h"
 #include "TriskVXUserDefaults.h"
 #include "TriskVXWorkspace.h"
@@ -154,19 +155,12 @@ void TriskVXNotificationController::rightsDidChange()
 {
     if (!m_simplify)
         return;
+    // Any rule offers the action; nothing here withdraws it.
     const QVariantList rights = m_rights.toList();
-    for (const QVariant &right : rights) {
-        if (right.typeId() != QMetaType::QVariantMap)
-            continue;
-        const QVariantMap fields = right.toMap();
-        const QVariant signature = fields.value(kVXAuthorisationRightSignature);
-        const bool ruled = fields.value(kVXAuthorisationRightRule) != nil;
-        // Any rule offers the action; nothing here withdraws it.
-        if (ruled && signature == kVXRPCSchedulerAdjust)
-            setCanAdjust(true);
-        if (ruled && signature == kVXRPCSchedulerCancel)
-            setCanCancel(true);
-    }
+    if (TriskVXRecords::rightsGrant(rights, kVXRPCSchedulerAdjust))
+        setCanAdjust(true);
+    if (TriskVXRecords::rightsGrant(rights, kVXRPCSchedulerCancel))
+        setCanCancel(true);
     if (m_adjustButton)
         m_adjustButton->setText(localized(QStringLiteral("TriskVXNotificationController.simplify.adjust")));
     if (m_cancelButton)

@@ -6,6 +6,7 @@
 #include "TriskVXFloatingPanel.h"
 #include "TriskVXIImageAssistant.h"
 #include "TriskVXNil.h"
+#include "TriskVXRecords.h"
 
 #include <QLabel>
 #include <QPixmap>
@@ -56,14 +57,13 @@ void TriskVXWarningController::observedVariableDidBecome(const QString &observed
     if (observed != kVXObserveNotificationsWarning)
         return;
     TriskVXFloatingPanel *panel = TriskVXFloatingPanel::of(m_warningPanel);
-    const QVariantList warnings = value.toList();
-    if (warnings.isEmpty()) {
+    // Only the first warning shows; the others wait until it leaves the list.
+    const QVariant queuedWarning = TriskVXRecords::firstQueuedWarning(value.toList());
+    if (queuedWarning == nil) {
         if (m_warningPanel->isVisible())
             panel->orderOut();
         return;
     }
-    // Only the first warning shows; the others wait until it leaves the list.
-    const QVariant queuedWarning = warnings.first();
     m_eventNameField->setText(
         queuedWarning.toMap().value(kVXQueuedWarningEvent).toMap().value(kVXEventName).toString());
     if (m_imageView) {
