@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Takes docs/images/panels.png: two count-down panels and the warning panel of trisk-notifier under a
 # real window manager (xfwm4) with xfce4-panel, on Xvfb, against halvaned with three events about to fire.
-# Usage: scripts/screenshot-panels.sh [BUILD_DIR] [OUTPUT]
+# Usage: scripts/screenshot-panels.sh [BUILD_DIR] [OUTPUT]   (SCREENSHOT_LANG=de_DE.UTF-8 for German)
 # Needs (Debian 12): xvfb xfwm4 xfce4-panel imagemagick dbus-x11 x11-utils, and a build (scripts/setup.sh).
 set -euo pipefail
 build=$(realpath "${1:-build}")
@@ -12,7 +12,7 @@ if [[ -z "${IN_SCREENSHOT_SESSION:-}" ]]; then
     trap 'rm -rf "$work"' EXIT
     # A display and a session bus of their own, so that nothing of the caller's desktop takes part.
     env IN_SCREENSHOT_SESSION=1 WORK="$work" HOME="$work" XDG_CONFIG_HOME="$work/config" \
-        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG=C.UTF-8 \
+        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG="${SCREENSHOT_LANG:-C.UTF-8}" \
         xvfb-run -a -s "-screen 0 1024x640x24" dbus-run-session -- "$0" "$build" "$output"
     exit
 fi
@@ -45,7 +45,7 @@ sleep 2
 pids+=($!)
 # Until the three panels are mapped, then a moment for the count-downs to tick.
 for _ in $(seq 50); do
-    [[ $(xwininfo -root -tree | grep -cE '"(Halvane Warning|Shut down for the night at|Back up the photo library at)') -ge 3 ]] && break
+    [[ $(xwininfo -root -tree | grep -cE '"(Halvane|Shut down for the night |Back up the photo library )') -ge 3 ]] && break
     sleep 0.2
 done
 # The tray's host reads the item's picture and title after it registers.

@@ -82,7 +82,7 @@
     <message>
         <source>NOTIFICATION_MESSAGE_FORMAT</source>
         <translation>„%1“ wird um %2 ausgeführt.
-Noch %3.</translation>
+Noch %3</translation>
     </message>
     <message>
         <source>RELATIVE_TIME</source>
@@ -171,7 +171,7 @@ Noch %3.</translation>
     </message>
     <message>
         <source>Halvane is about to perform</source>
-        <translation>Halvane führt gleich aus</translation>
+        <translation>Halvane führt in Kürze aus:</translation>
     </message>
 </context>
 </TS>
