@@ -1,5 +1,6 @@
 #include "HalvanePersistence.h"
 
+#include "HalvaneLimits.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneServiceLogging.h"
 #include "HalvaneStateFile.h"
@@ -97,8 +98,11 @@ void HalvanePersistence::written(quint64 generation, bool saved, const QString &
     if (saved) {
         m_saved = qMax(m_saved, generation);
         m_retryDelay = 0;
+        if (isFailing())
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("the state is saved again");
+        m_failure.clear();
     } else {
-        qCCritical(lcHalvaned).noquote() << QStringLiteral("the state was not saved: %1").arg(error);
+        refused(error);
     }
     answer(generation, saved);
     if (!isDirty())
@@ -111,6 +115,12 @@ void HalvanePersistence::written(quint64 generation, bool saved, const QString &
     // spin on the failure, so wait, longer each time, and keep what is unsaved in memory meanwhile.
     m_retryDelay = m_retryDelay == 0 ? kFirstRetryMs : qMin(m_retryDelay * 2, kLastRetryMs);
     QTimer::singleShot(m_retryDelay, this, &HalvanePersistence::schedule);
+}
+
+void HalvanePersistence::refused(const QString &error)
+{
+    m_failure = HalvaneLimits::clipped(error, 1000);
+    qCCritical(lcHalvaned).noquote() << QStringLiteral("cannot save the state: %1").arg(m_failure);
 }
 
 void HalvanePersistence::answer(quint64 generation, bool saved)
@@ -139,6 +149,6 @@ void HalvanePersistence::saveNow()
     if (saved)
         m_saved = generation;
     else
-        qCCritical(lcHalvaned).noquote() << QStringLiteral("the state was not saved: %1").arg(error);
+        refused(error);
     answer(generation, saved);
 }

@@ -30,6 +30,9 @@ public:
     // Runs done(saved) once the changes made so far are on disk, at once when there are none.
     void whenSaved(std::function<void(bool saved)> done);
     bool isDirty() const { return m_saved < m_changes; }
+    // The last save was refused and the state is being retried: the reason, clipped for a reply.
+    bool isFailing() const { return !m_failure.isEmpty(); }
+    QString failure() const { return m_failure; }
     // Writes now, on this thread, after any write under way: for start-up and shutdown.
     void saveNow();
 
@@ -38,6 +41,7 @@ private:
     void startWrite();
     void written(quint64 generation, bool saved, const QString &error);
     void answer(quint64 generation, bool saved);
+    void refused(const QString &error);
 
     HalvaneScheduler *m_scheduler;
     QString m_path;
@@ -51,5 +55,6 @@ private:
     static constexpr int kFirstRetryMs = 1000;
     static constexpr int kLastRetryMs = 60000;
     int m_retryDelay = 0;
+    QString m_failure;
     QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };

@@ -1,6 +1,7 @@
 #include "HalvaneScheduler.h"
 
 #include "HalvaneAction.h"
+#include "HalvaneLimits.h"
 #include "HalvanePerformer.h"
 #include "HalvaneServiceLogging.h"
 #include "HalvaneTrigger.h"
@@ -58,8 +59,9 @@ bool checkParameters(const QVariantMap &parameters, const QList<ParameterRule> &
             return rule.name == it.key();
         });
         if (!known) {
-            *result = HalvaneResult::failure(kVXStatusInvalidParameter,
-                                             QStringLiteral("unknown parameter %1").arg(it.key()));
+            *result
+                = HalvaneResult::failure(kVXStatusInvalidParameter,
+                                         QStringLiteral("unknown parameter %1").arg(HalvaneLimits::clipped(it.key())));
             return false;
         }
     }
@@ -116,15 +118,17 @@ HalvaneResult HalvaneScheduler::handle(const QString &request, const QVariantMap
     if (result.succeeded())
         qCDebug(lcHalvaned).noquote() << QStringLiteral("%1 done").arg(request);
     else
-        qCInfo(lcHalvaned).noquote()
-            << QStringLiteral("%1 refused: %2 (%3)").arg(request, result.message()).arg(result.status());
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2 (%3)")
+                                            .arg(request, HalvaneLimits::clipped(result.message(), 1000))
+                                            .arg(result.status());
     return result;
 }
 
 HalvaneResult HalvaneScheduler::checkTrigger(const QString &triggerID) const
 {
     if (!m_store.containsTrigger(triggerID))
-        return HalvaneResult::failure(kVXStatusUnknownTrigger, QStringLiteral("unknown trigger %1").arg(triggerID));
+        return HalvaneResult::failure(kVXStatusUnknownTrigger,
+                                      QStringLiteral("unknown trigger %1").arg(HalvaneLimits::clipped(triggerID)));
     return HalvaneResult::ok();
 }
 
@@ -139,6 +143,9 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
     const QString triggerID = parameters.value(kVXRPCParameterTriggerID).toString();
     if (result = checkTrigger(triggerID); !result.succeeded())
         return result;
+    const QDateTime date = parameters.value(kVXRPCParameterDate).toDateTime().toUTC();
+    if (result = checkDate(date, DateRule::Ahead); !result.succeeded())
+        return result;
     HalvaneTriggerState state = m_states.value(triggerID);
     const HalvaneTrigger &trigger = indexed(triggerID)->trigger;
     QDateTime natural = nextNatural(trigger, state);
@@ -152,7 +159,7 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
         return HalvaneResult::failure(kVXStatusUnknownTrigger,
                                       QStringLiteral("trigger %1 has no firing left to adjust").arg(triggerID));
     state.adjustedNatural = natural;
-    state.adjustedDate = parameters.value(kVXRPCParameterDate).toDateTime().toUTC();
+    state.adjustedDate = date;
     m_states.insert(triggerID, state);
     triggerChanged(triggerID);
     Q_EMIT stateChanged();
@@ -174,6 +181,8 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
     HalvaneTriggerState state = m_states.value(triggerID);
     if (parameters.contains(kVXRPCParameterUntil)) {
         state.until = parameters.value(kVXRPCParameterUntil).toDateTime().toUTC();
+        if (result = checkDate(state.until, DateRule::WithinHorizon); !result.succeeded())
+            return result;
         if (state.adjustedNatural.isValid() && state.adjustedNatural < state.until) {
             state.adjustedNatural = QDateTime();
             state.adjustedDate = QDateTime();
@@ -230,7 +239,8 @@ HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
         return result;
     const QString eventID = parameters.value(kVXRPCParameterUniqueID).toString();
     if (!m_store.containsEvent(eventID))
-        return HalvaneResult::failure(kVXStatusUnknownEvent, QStringLiteral("unknown event %1").arg(eventID));
+        return HalvaneResult::failure(kVXStatusUnknownEvent,
+                                      QStringLiteral("unknown event %1").arg(HalvaneLimits::clipped(eventID)));
     if (!TriskVXRecords::isPerformableOnDemand(m_store.event(eventID)))
         return HalvaneResult::failure(kVXStatusNotPerformable,
                                       QStringLiteral("event %1 cannot be performed on demand").arg(eventID));
@@ -252,7 +262,10 @@ HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
     HalvaneResult result = HalvaneResult::ok();
     if (!checkParameters(parameters, { { kVXRPCParameterEvents, QMetaType::QVariantList, true } }, &result))
         return result;
-    result = m_store.store(parameters.value(kVXRPCParameterEvents).toList());
+    const QVariantList incoming = parameters.value(kVXRPCParameterEvents).toList();
+    if (result = checkStore(incoming); !result.succeeded())
+        return result;
+    result = m_store.store(incoming);
     if (!result.succeeded())
         return result;
     storeChanged();
@@ -661,6 +674,10 @@ bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
     }
     HalvaneEventStore store;
     const QVariantList events = propertyList.value(kEventsKey).toList();
+    if (const HalvaneResult capacity = checkCapacity(events, {}); !capacity.succeeded()) {
+        *error = capacity.message();
+        return false;
+    }
     if (!events.isEmpty()) {
         const HalvaneResult result = store.store(events);
         if (!result.succeeded()) {

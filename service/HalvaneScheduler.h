@@ -108,6 +108,15 @@ private:
     bool isActive(const QString &eventID) const { return m_activeCount.value(eventID) > 0; }
     qint64 secondsOf(const QVariantMap &event, const QString &key, qint64 fallback) const;
     HalvaneResult checkTrigger(const QString &triggerID) const;
+    // Ahead: after now and before the horizon (a new firing date); WithinHorizon: before the horizon only.
+    enum class DateRule { Ahead, WithinHorizon };
+    HalvaneResult checkDate(const QDateTime &date, DateRule rule) const;
+    // A store request against the limits of HalvaneLimits and the dates of its once triggers, before
+    // anything changes (HalvaneSchedulerLimits.cpp).
+    HalvaneResult checkStore(const QVariantList &events) const;
+    // Whether the store, with these events added or replacing their namesakes among kept, stays within
+    // the totals: events, triggers and the size of what is published.
+    HalvaneResult checkCapacity(const QVariantList &events, const QList<QVariantMap> &kept) const;
 
     TriskVXClock *m_clock;
     HalvanePerformer *m_performer;

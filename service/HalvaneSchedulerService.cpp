@@ -1,6 +1,7 @@
 #include "HalvaneSchedulerService.h"
 
 #include "HalvaneAuthority.h"
+#include "HalvaneLimits.h"
 #include "HalvanePersistence.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneServiceLogging.h"
@@ -199,11 +200,25 @@ bool HalvaneSchedulerService::Authenticate(uint &protocolVersion)
 bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &parameters, qlonglong &status,
                                      QString &message)
 {
-    QString error;
-    const QVariant decoded = TriskVXDBusPropertyList::decode(QVariant(parameters), &error);
+    // Sizes first: a request over a limit is refused before any work grows with what it carries.
+    HalvaneResult refusal = HalvaneLimits::checkParameters(parameters);
+    QVariant decoded;
+    if (refusal.succeeded()) {
+        QString error;
+        decoded = TriskVXDBusPropertyList::decode(QVariant(parameters), &error);
+        if (!decoded.isValid())
+            refusal = HalvaneResult::failure(
+                kVXStatusInvalidParameter,
+                QStringLiteral("malformed parameters: %1").arg(HalvaneLimits::clipped(error, 1000)));
+    }
+    // While the state cannot be saved, nothing more is changed: a change the service would forget at its
+    // next start is not one it should acknowledge.
+    if (refusal.succeeded() && m_persistence && m_persistence->isFailing() && request != kVXRPCOnDemandPerform)
+        refusal = HalvaneResult::failure(
+            kVXStatusInternalError,
+            QStringLiteral("the state cannot be saved (%1); nothing was changed").arg(m_persistence->failure()));
     if (!calledFromDBus()) {
-        const HalvaneResult result = decoded.isValid() ? m_scheduler->handle(request, decoded.toMap())
-                                                       : HalvaneResult::failure(kVXStatusInvalidParameter, error);
+        const HalvaneResult result = refusal.succeeded() ? m_scheduler->handle(request, decoded.toMap()) : refusal;
         status = result.status();
         message = result.message();
         return result.succeeded();
@@ -218,10 +233,11 @@ bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &
             bus.send(replyOf(call, false, kVXStatusNotAuthorised, why));
             return;
         }
-        if (!decoded.isValid()) {
-            const QString reason = QStringLiteral("malformed parameters: %1").arg(error);
-            qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2").arg(request, reason);
-            bus.send(replyOf(call, false, kVXStatusInvalidParameter, reason));
+        if (!refusal.succeeded()) {
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("%1 refused: %2 (%3)")
+                                                .arg(request, HalvaneLimits::clipped(refusal.message(), 1000))
+                                                .arg(refusal.status());
+            bus.send(replyOf(call, false, refusal.status(), refusal.message()));
             return;
         }
         const HalvaneResult result = m_scheduler->handle(request, decoded.toMap());
@@ -229,12 +245,14 @@ bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &
             bus.send(replyOf(call, result.succeeded(), result.status(), result.message()));
             return;
         }
-        m_persistence->whenSaved([call, bus](bool saved) {
+        m_persistence->whenSaved([this, call, bus](bool saved) {
             if (saved)
                 bus.send(replyOf(call, true, kVXStatusOK, QString()));
             else
                 bus.send(replyOf(call, false, kVXStatusInternalError,
-                                 QStringLiteral("the change was made but could not be saved")));
+                                 QStringLiteral("the change is in effect but was not saved (%1); it is saved when the "
+                                                "state folder can be written again, and lost if halvaned stops first")
+                                     .arg(m_persistence->failure())));
         });
     });
     return false;

@@ -138,6 +138,9 @@ private Q_SLOTS:
     void unreadableStoreIsKeptAside_data();
     void unreadableStoreIsKeptAside();
     void unsavedChangeIsNotAcknowledged();
+    void limitsAtTheirBoundary_data();
+    void limitsAtTheirBoundary();
+    void hostileInputLeavesTheServiceServing();
     void rightsFromTheRulesFile_data();
     void rightsFromTheRulesFile();
     void rightsFromPolkit();
@@ -385,13 +388,156 @@ void tst_HalvaneService::unreadableStoreIsKeptAside()
 
 void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
 {
-    QVERIFY(start({ u"--state-dir"_s, u"/proc/halvane"_s }));
+    // A file where the state folder should be: every save is refused.
+    QTemporaryDir directory;
+    const QString blocked = directory.filePath(u"state"_s);
+    QFile file(blocked);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    QVERIFY(start({ u"--state-dir"_s, blocked }));
     qint64 status = 0;
-    QVERIFY(!request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }, &status));
+    QString message;
+    // The change that found the folder unwritable is live, and the client is told so.
+    QVERIFY(!m_client->request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }, &status, &message));
     QCOMPARE(status, qint64(kVXStatusInternalError));
-    // It waits before trying again: a round trip later the failure has been logged once, not in a loop.
+    QVERIFY2(message.contains(u"in effect but was not saved"_s), qPrintable(message));
+    QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
+    // Later changes are refused whole until a save succeeds.
+    QVERIFY(!m_client->request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }, &status, &message));
+    QCOMPARE(status, qint64(kVXStatusInternalError));
+    QVERIFY2(message.contains(u"nothing was changed"_s), qPrintable(message));
     QVERIFY(m_client->reload());
-    QCOMPARE(m_service->output().count(u"the state was not saved"_s), 1);
+    QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
+    // It waits before trying again: one line per attempt, not a loop; and it stops at once.
+    QVERIFY(m_service->stop());
+    const qsizetype attempts = m_service->output().count(u"cannot save the state"_s);
+    QVERIFY2(attempts >= 2 && attempts <= 4, qPrintable(QString::number(attempts)));
+}
+
+void tst_HalvaneService::limitsAtTheirBoundary_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantMap>("parameters");
+    QTest::addColumn<qint64>("status");
+    const qint64 over = kVXStatusLimitExceeded;
+    const QString store = kVXRPCEventStoreStore;
+    // Each limit twice: the most it takes, then one more.
+    const auto pair = [](const char *name, const QString &method, qsizetype most, qint64 atStatus, qint64 overStatus,
+                         const std::function<QVariantMap(qsizetype)> &make) {
+        QTest::addRow("%s at the limit", name) << method << make(most) << atStatus;
+        QTest::addRow("%s over it", name) << method << make(most + 1) << overStatus;
+    };
+    pair("trigger id", kVXRPCSchedulerCancel, 1024, kVXStatusUnknownTrigger, over, [](qsizetype n) {
+        return trigger(QString(n, u'x'));
+    });
+    pair("parameters", kVXRPCSchedulerReset, 16, kVXStatusInvalidParameter, over, [](qsizetype n) {
+        QVariantMap parameters;
+        for (qsizetype i = 0; i < n; ++i)
+            parameters.insert(u"Key%1"_s.arg(i), true);
+        return parameters;
+    });
+    pair("event name", store, 1024, kVXStatusOK, over, [](qsizetype n) {
+        return storing({ QVariantMap { { kVXEventUniqueID, u"x"_s }, { kVXEventName, QString(n, u'n') } } });
+    });
+    pair("notes", store, 65536, kVXStatusOK, over, [](qsizetype n) {
+        return storing({ makeEvent(u"x"_s, {}, { { kVXEventNotes, QString(n, u'n') } }) });
+    });
+    pair("a list in an event", store, 1024, kVXStatusOK, over, [](qsizetype n) {
+        return storing({ makeEvent(u"x"_s, {}, { { u"Extra"_s, QVariantList(n, qint64(1)) } }) });
+    });
+    pair("events in one request", store, 2000, kVXStatusOK, over, [](qsizetype n) {
+        QVariantList events;
+        for (qsizetype i = 0; i < n; ++i)
+            events.append(makeEvent(u"e%1"_s.arg(i), {}));
+        return storing(events);
+    });
+    // Dates in milliseconds past the horizon, and before now.
+    const QDateTime horizon = kNow.addYears(10);
+    pair("a once date ahead", store, 0, kVXStatusOK, kVXStatusInvalidEvent, [=](qsizetype n) {
+        return storing({ makeEvent(u"x"_s, { once(horizon.addMSecs(n), u"x1"_s) }) });
+    });
+    pair("a once date gone", store, 0, kVXStatusOK, kVXStatusInvalidEvent, [](qsizetype n) {
+        return storing({ makeEvent(u"x"_s, { once(kNow.addMSecs(-n), u"x1"_s) }) });
+    });
+    pair("an adjustment ahead", kVXRPCSchedulerAdjust, 0, kVXStatusOK, kVXStatusInvalidParameter, [=](qsizetype n) {
+        return trigger(u"a1"_s, kVXRPCParameterDate, horizon.addMSecs(n));
+    });
+    pair("an adjustment gone", kVXRPCSchedulerAdjust, 0, kVXStatusOK, kVXStatusInvalidParameter, [](qsizetype n) {
+        return trigger(u"a1"_s, kVXRPCParameterDate, kNow.addMSecs(-n));
+    });
+    pair("a postponement", kVXRPCSchedulerCancel, 0, kVXStatusOK, kVXStatusInvalidParameter, [=](qsizetype n) {
+        return trigger(u"a1"_s, kVXRPCParameterUntil, horizon.addMSecs(n));
+    });
+    // Every queued trigger carries its event, here three texts of 64 KiB: 95 triggers publish 19 MiB, 105 of
+    // them 21.
+    const auto heavy = [](qsizetype triggers) {
+        QVariantList daily;
+        for (qsizetype i = 0; i < triggers; ++i)
+            daily.append(
+                ::daily(u"%1:%2"_s.arg(int(i / 60 % 24), 2, 10, QChar(u'0')).arg(int(i % 60), 2, 10, QChar(u'0')),
+                        u"h%1"_s.arg(i)));
+        const QString text(65536, u't');
+        return storing({ makeEvent(u"h"_s, daily,
+                                   { { kVXEventNotes, text },
+                                     { kVXEventWarningMessage, text },
+                                     { kVXEventActions,
+                                       QVariantList { QVariantMap { { kVXActionType, kVXActionType_Log },
+                                                                    { kVXActionMessage, text } } } } }) });
+    };
+    QTest::newRow("published list at 19 MiB") << store << heavy(95) << qint64(kVXStatusOK);
+    QTest::newRow("published list at 21 MiB") << store << heavy(105) << over;
+}
+
+void tst_HalvaneService::limitsAtTheirBoundary()
+{
+    QFETCH(QString, method);
+    QFETCH(QVariantMap, parameters);
+    QFETCH(qint64, status);
+    QVERIFY(start());
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
+    const QHash<QString, QVariant> before = everything(*m_client);
+    qint64 answered = -1;
+    QString message;
+    QCOMPARE(m_client->request(method, parameters, &answered, &message), status == kVXStatusOK);
+    QCOMPARE(answered, status);
+    // A refusal names the limit; it never quotes the value whole.
+    QVERIFY2(message.size() <= 300, qPrintable(message.left(300)));
+    if (status != kVXStatusOK) {
+        QVERIFY(m_client->reload());
+        QCOMPARE(everything(*m_client), before);
+    }
+}
+
+void tst_HalvaneService::hostileInputLeavesTheServiceServing()
+{
+    QVERIFY(start());
+    // The most events the service keeps, in the largest requests it takes.
+    const QVariantMap onDemand = doing({}, true);
+    for (int batch = 0; batch < 5; ++batch) {
+        QVariantList events;
+        for (int i = 0; i < 2000; ++i)
+            events.append(makeEvent(u"e%1-%2"_s.arg(batch).arg(i), {}, onDemand));
+        QVERIFY(request(kVXRPCEventStoreStore, storing(events)));
+    }
+    qint64 status = 0;
+    QString message;
+    QVERIFY(!m_client->request(kVXRPCEventStoreStore, storing({ makeEvent(u"one-more"_s, {}, onDemand) }), &status,
+                               &message));
+    QCOMPARE(status, qint64(kVXStatusLimitExceeded));
+    QVERIFY2(message.contains(u"10001 events in all, at most 10000"_s), qPrintable(message));
+    // A trigger id of 8 MB: refused with a short answer and a short log line.
+    QVERIFY(!m_client->request(kVXRPCSchedulerCancel, trigger(QString(8'000'000, u'x')), &status, &message));
+    QCOMPARE(status, qint64(kVXStatusLimitExceeded));
+    QVERIFY(message.size() < 100);
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    QVERIFY(m_service->stop());
+    const QStringList lines = m_service->output().split(u'\n');
+    for (const QString &line : lines)
+        QVERIFY2(line.size() <= 1200, qPrintable(line.left(300)));
+    // The state at the limit loads and serves.
+    QVERIFY(start());
+    QCOMPARE(m_client->value(kVXObserveOnDemandAvailable).toList().size(), 10000);
+    QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
 }
 
 // Every gdbus example of docs/protocol.md, run against the real service, prints what the page says.

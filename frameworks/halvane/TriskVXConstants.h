@@ -140,6 +140,7 @@ enum TriskVXStatusCode : qint64 {
     kVXStatusNotPerformable = 6,
     kVXStatusCriteriaNotMet = 7,
     kVXStatusInternalError = 8,
+    kVXStatusLimitExceeded = 9,
     kVXStatusRequestNotSent = -400,
     kVXStatusUnknownRequest = -1000,
     kVXStatusNoReply = -1001,
