@@ -105,11 +105,18 @@ void tst_HalvaneCtl::exitStatuses_data()
     row("unknown list", u"list|everything"_s, 2, u"unknown list everything"_s);
     row("not a date", u"adjust|t|next tuesday"_s, 2, u"next tuesday is not an ISO 8601 date"_s);
     row("add: no name", u"add"_s, 2, u"add takes the event's name"_s);
-    row("add: two whens", u"add|X|--daily|10:00|--at|2040-01-01T00:00:00Z"_s, 2, u"one of --at, --daily"_s);
+    row("add: two whens", u"add|X|--daily|10:00|--at|2030-01-01T00:00:00Z"_s, 2, u"one of --at, --daily"_s);
     row("add: not a weekday", u"add|X|--weekly|10:00|--days|caturday"_s, 2, u"caturday is not a weekday"_s);
     row("unknown trigger", u"cancel|no-such-trigger"_s, 1, u"status 2: unknown trigger no-such-trigger"_s);
     row("not on demand", u"perform|demo-shutdown"_s, 1, u"cannot be performed on demand"_s);
     row("delay what is not pending", u"delay|nope|5"_s, 1, u"no pending trigger nope"_s);
+    // Nonsense dates and durations never reach the service.
+    row("delay by minus five", u"delay|nope|-5"_s, 2, u"-5: minutes and seconds are positive numbers"_s);
+    row("delay by minus five after --", u"delay|nope|--|-5"_s, 2, u"a positive number of minutes, not -5"_s);
+    row("delay by nothing", u"delay|nope|0"_s, 2, u"a positive number of minutes, not 0"_s);
+    row("delay past the horizon", u"delay|nope|99999999999999"_s, 2, u"at most 10 years ahead"_s);
+    row("adjust past the horizon", u"adjust|t|2199-01-01T00:00:00Z"_s, 2, u"more than 10 years ahead"_s);
+    row("add at a date gone", u"add|X|--at|2001-01-01T00:00:00Z"_s, 2, u"2001-01-01T00:00:00Z has passed"_s);
     row("store: not a plist", u"store|" TRISK_SOURCE_DIR "/CMakeLists.txt"_s, 1, u"not a property list"_s);
     row("nobody has the name", u"--name|org.halvane.Nobody|--timeout|1000|status"_s, 3, u"does not answer"_s);
     row("no bus", u"--bus|unix:path=/nonexistent/bus|status"_s, 3, u"cannot reach"_s);
@@ -153,9 +160,9 @@ void tst_HalvaneCtl::drivesTheScheduler()
     };
     QCOMPARE(ctl({ u"delay"_s, id, u"15"_s }).exitCode, 0);
     QCOMPARE(dateNow(), date.addSecs(15 * 60));
-    QCOMPARE(ctl({ u"adjust"_s, id, u"2041-05-06T07:08:09Z"_s }).exitCode, 0);
-    QCOMPARE(dateNow(), QDateTime(QDate(2041, 5, 6), QTime(7, 8, 9), QTimeZone::utc()));
-    QCOMPARE(ctl({ u"cancel"_s, id, u"--until"_s, u"2099-01-01T00:00:00Z"_s }).exitCode, 0);
+    QCOMPARE(ctl({ u"adjust"_s, id, u"2031-05-06T07:08:09Z"_s }).exitCode, 0);
+    QCOMPARE(dateNow(), QDateTime(QDate(2031, 5, 6), QTime(7, 8, 9), QTimeZone::utc()));
+    QCOMPARE(ctl({ u"cancel"_s, id, u"--until"_s, u"2035-01-01T00:00:00Z"_s }).exitCode, 0);
     QVERIFY(!dateNow().isValid());
     QCOMPARE(ctl({ u"reset"_s }).exitCode, 0);
     QCOMPARE(dateNow(), date);
@@ -180,9 +187,9 @@ void tst_HalvaneCtl::addFromArguments_data()
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<QString>("json");
     QTest::newRow("once, logging")
-        << u"add|Note|--at|2041-01-02T03:04:05+01:00|--log|hello"_s
+        << u"add|Note|--at|2031-01-02T03:04:05+01:00|--log|hello"_s
         << uR"({"Actions":[{"Message":"hello","Type":"Log"}],"Enabled":true,"Name":"Note","Triggers":[{"Date":)"
-           uR"("2041-01-02T02:04:05.000Z","ID":"","Type":"Once"}],"UniqueID":"note"})"_s;
+           uR"("2031-01-02T02:04:05.000Z","ID":"","Type":"Once"}],"UniqueID":"note"})"_s;
     QTest::newRow("daily power off, on demand")
         << u"add|Note|--daily|22:30|--power|power-off|--on-demand|--notice|600|--warning-lead|120"_s
         << uR"({"Actions":[{"Type":"PowerOff"}],"Behaviours":["CanPerformOnDemand"],"Enabled":true,"Image":"power-off",)"
@@ -212,7 +219,7 @@ void tst_HalvaneCtl::addFromArguments()
 
 void tst_HalvaneCtl::storeFromAFile()
 {
-    const QDateTime date(QDate(2040, 1, 2), QTime(3, 4, 5), QTimeZone::utc());
+    const QDateTime date(QDate(2032, 1, 2), QTime(3, 4, 5), QTimeZone::utc());
     const QString path = m_directory.filePath(u"event.plist"_s);
     QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
         QVariantMap {

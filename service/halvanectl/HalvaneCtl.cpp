@@ -165,6 +165,13 @@ int HalvaneCtl::run(const QStringList &arguments)
     parser.addOptions({ busOption, nameOption, plistOption, jsonOption, timeoutOption });
     parser.addOptions(commandOptions);
     parser.addPositionalArgument(QStringLiteral("command"), tr("What to do (see above)."));
+    // The parser would read "-5" as the options -5: say what is wrong with it instead.
+    for (const QString &argument : arguments.mid(1)) {
+        if (argument == QLatin1String("--"))
+            break;
+        if (argument.size() > 1 && argument.front() == QLatin1Char('-') && argument.at(1).isDigit())
+            return usage(tr("%1: minutes and seconds are positive numbers").arg(argument));
+    }
     if (!parser.parse(arguments))
         return usage(parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
@@ -284,6 +291,8 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
         const QDateTime date = parseDate(operands.at(1));
         if (!date.isValid())
             return usage(tr("%1 is not an ISO 8601 date").arg(operands.at(1)));
+        if (const QString why = checkAhead(date); !why.isEmpty())
+            return usage(why);
         plan->request
             = TriskVXRequest(kVXRPCSchedulerAdjust,
                              { { kVXRPCParameterTriggerID, operands.at(0) }, { kVXRPCParameterDate, date.toUTC() } });
@@ -294,6 +303,10 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
         plan->minutes = operands.value(1).toLongLong(&isNumber);
         if (!expect(2, 2) || !isNumber)
             return usage(tr("delay takes a trigger and a number of minutes"));
+        if (plan->minutes <= 0)
+            return usage(tr("delay takes a positive number of minutes, not %1").arg(operands.at(1)));
+        if (plan->minutes > kHorizonYears * 366 * 24 * 60)
+            return usage(tr("delay moves a firing at most %1 years ahead").arg(kHorizonYears));
         plan->kind = Plan::Kind::Delay;
         plan->trigger = operands.at(0);
         return kExitOK;
@@ -306,6 +319,10 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
             const QDateTime date = parseDate(parser.value(QStringLiteral("until")));
             if (!date.isValid())
                 return usage(tr("%1 is not an ISO 8601 date").arg(parser.value(QStringLiteral("until"))));
+            if (date > QDateTime::currentDateTimeUtc().addYears(kHorizonYears))
+                return usage(tr("%1 lies more than %2 years ahead")
+                                 .arg(parser.value(QStringLiteral("until")))
+                                 .arg(kHorizonYears));
             parameters.insert(kVXRPCParameterUntil, date.toUTC());
         }
         plan->request = TriskVXRequest(kVXRPCSchedulerCancel, parameters);
@@ -383,6 +400,8 @@ int HalvaneCtl::planAdd(const QStringList &operands, const QCommandLineParser &p
         const QDateTime date = parseDate(parser.value(QStringLiteral("at")));
         if (!date.isValid())
             return usage(tr("%1 is not an ISO 8601 date").arg(parser.value(QStringLiteral("at"))));
+        if (const QString why = checkAhead(date); !why.isEmpty())
+            return usage(why);
         triggers.append(QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date.toUTC() } });
     } else if (parser.isSet(QStringLiteral("daily")) || parser.isSet(QStringLiteral("weekly"))) {
         const bool weekly = parser.isSet(QStringLiteral("weekly"));
@@ -608,6 +627,17 @@ int HalvaneCtl::delay(const QString &trigger, qint64 minutes)
     }
     m_err << tr("halvanectl: no pending trigger %1").arg(trigger) << Qt::endl;
     return kExitRefused;
+}
+
+QString HalvaneCtl::checkAhead(const QDateTime &date)
+{
+    // The service checks against its own clock too; this spares a round trip for the plain mistakes.
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    if (date < now)
+        return tr("%1 has passed; a firing goes to a date ahead").arg(date.toString(Qt::ISODate));
+    if (date > now.addYears(kHorizonYears))
+        return tr("%1 lies more than %2 years ahead").arg(date.toString(Qt::ISODate)).arg(kHorizonYears);
+    return QString();
 }
 
 QDateTime HalvaneCtl::parseDate(const QString &text)

@@ -54,6 +54,10 @@ private:
     void printRecords(const QString &variable, const QVariantList &records);
     QString dateText(const QVariant &date) const;
     static QDateTime parseDate(const QString &text);
+    // Empty when a firing may go to the date: ahead, and within the service's horizon.
+    static QString checkAhead(const QDateTime &date);
+    // halvaned's horizon (HalvaneLimits), repeated here: halvanectl does not link the service.
+    static constexpr int kHorizonYears = 10;
     static QVariant preferenceValue(const QString &text, bool asString);
 
     QTextStream &m_out;
