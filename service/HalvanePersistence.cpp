@@ -20,6 +20,8 @@ HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QStrin
     connect(&m_thread, &QThread::finished, m_writer, &QObject::deleteLater);
     connect(m_writer, &HalvaneStateWriter::written, this, &HalvanePersistence::written);
     m_thread.start();
+    m_retry.setSingleShot(true);
+    connect(&m_retry, &QTimer::timeout, this, &HalvanePersistence::schedule);
     connect(m_scheduler, &HalvaneScheduler::stateChanged, this, [this] {
         ++m_changes;
         schedule();
@@ -74,8 +76,9 @@ void HalvanePersistence::whenSaved(std::function<void(bool)> done)
 
 void HalvanePersistence::schedule()
 {
-    // One write at a time; the changes made meanwhile go into the next.
-    if (m_scheduled || m_writing)
+    // One write at a time; the changes made meanwhile go into the next. After a refused save the retry
+    // timer decides when: changes made while the disk refuses wait for it too.
+    if (m_scheduled || m_writing || m_retry.isActive())
         return;
     m_scheduled = true;
     QTimer::singleShot(0, this, &HalvanePersistence::startWrite);
@@ -84,7 +87,7 @@ void HalvanePersistence::schedule()
 void HalvanePersistence::startWrite()
 {
     m_scheduled = false;
-    if (!isDirty() || m_writing)
+    if (!isDirty() || m_writing || m_retry.isActive())
         return;
     m_writing = true;
     // The state is implicitly shared: the writer reads its own copy while the scheduler goes on.
@@ -105,22 +108,18 @@ void HalvanePersistence::written(quint64 generation, bool saved, const QString &
         refused(error);
     }
     answer(generation, saved);
-    if (!isDirty())
-        return;
-    if (saved || m_changes > generation) {
+    if (isDirty())
         schedule();
-        return;
-    }
-    // The same state was refused (a full disk, a folder gone read-only): trying again at once would
-    // spin on the failure, so wait, longer each time, and keep what is unsaved in memory meanwhile.
-    m_retryDelay = m_retryDelay == 0 ? kFirstRetryMs : qMin(m_retryDelay * 2, kLastRetryMs);
-    QTimer::singleShot(m_retryDelay, this, &HalvanePersistence::schedule);
 }
 
 void HalvanePersistence::refused(const QString &error)
 {
     m_failure = HalvaneLimits::clipped(error, 1000);
     qCCritical(lcHalvaned).noquote() << QStringLiteral("cannot save the state: %1").arg(m_failure);
+    // Trying again at once would spin on the failure (a full disk, a file where the folder should be):
+    // wait, longer each time, and keep what is unsaved in memory meanwhile.
+    m_retryDelay = m_retryDelay == 0 ? kFirstRetryMs : qMin(m_retryDelay * 2, kLastRetryMs);
+    m_retry.start(m_retryDelay);
 }
 
 void HalvanePersistence::answer(quint64 generation, bool saved)
@@ -143,12 +142,16 @@ void HalvanePersistence::saveNow()
     m_scheduled = false;
     if (!isDirty())
         return;
+    m_retry.stop();
     const quint64 generation = m_changes;
     QString error;
     const bool saved = HalvaneStateFile::save(m_path, m_scheduler->toPropertyList(), &error);
-    if (saved)
+    if (saved) {
         m_saved = generation;
-    else
+        m_retryDelay = 0;
+        m_failure.clear();
+    } else {
         refused(error);
+    }
     answer(generation, saved);
 }

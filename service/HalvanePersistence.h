@@ -5,6 +5,7 @@
 #include <QPair>
 #include <QString>
 #include <QThread>
+#include <QTimer>
 
 #include <functional>
 
@@ -51,10 +52,11 @@ private:
     quint64 m_saved = 0;
     bool m_writing = false;
     bool m_scheduled = false;
-    // After a refused save of unchanged state: 1 s, doubling up to a minute.
+    // After a refused save: 1 s, doubling up to a minute.
     static constexpr int kFirstRetryMs = 1000;
     static constexpr int kLastRetryMs = 60000;
     int m_retryDelay = 0;
+    QTimer m_retry;
     QString m_failure;
     QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };
