@@ -8,12 +8,29 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QLoggingCategory>
 
+#include <unistd.h>
+
 namespace {
+// The service's processor time so far, all threads, in milliseconds: what its refusal cost it, apart from
+// what the client and the bus spend on a large message.
+qint64 cpuMSecsOf(uint pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray line = stat.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    const qint64 ticks = fields.value(11).toLongLong() + fields.value(12).toLongLong();
+    return ticks * 1000 / ::sysconf(_SC_CLK_TCK);
+}
+
 QDBusMessage callOf(const HalvanedProcess &service, const QString &method, const QVariantMap &parameters)
 {
     QDBusMessage call
@@ -22,19 +39,23 @@ QDBusMessage callOf(const HalvanedProcess &service, const QString &method, const
     return call;
 }
 
-// The time to the hostile call's answer, and to the answer of a ping sent right behind it: how long any
-// other client waits.
+// The time to the hostile call's answer, and to the answer of a property read sent right behind it: how
+// long any other client waits.
 void measure(QTextStream &out, const HalvanedProcess &service, const QString &what, const QDBusMessage &call)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     const QDBusMessage ping = QDBusMessage::createMethodCall(
         service.serviceName(), kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+    const uint pid = bus.interface()->servicePid(service.serviceName()).value();
+    const qint64 cpuBefore = cpuMSecsOf(pid);
     qint64 answered = -1;
     qint64 pinged = -1;
     QString reply;
     QElapsedTimer timer;
     timer.start();
     QDBusPendingCallWatcher hostile(bus.asyncCall(call, 120000));
+    // Encoding the call is the client's work: counted apart.
+    const qint64 sent = timer.elapsed();
     QObject::connect(&hostile, &QDBusPendingCallWatcher::finished, [&] {
         answered = timer.elapsed();
         const QDBusMessage message = hostile.reply();
@@ -51,8 +72,9 @@ void measure(QTextStream &out, const HalvanedProcess &service, const QString &wh
             return answered >= 0 && pinged >= 0;
         },
         120000);
-    out << what << ": refused in " << answered << " ms (" << reply << "), a ping behind it answered in " << pinged
-        << " ms" << Qt::endl;
+    out << what << ": encoded by the client in " << sent << " ms, refused " << answered - sent << " ms later ("
+        << reply << "); a property read sent behind it answered " << pinged - sent
+        << " ms after the send; halvaned's processor time " << cpuMSecsOf(pid) - cpuBefore << " ms" << Qt::endl;
 }
 } // namespace
 
