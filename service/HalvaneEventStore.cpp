@@ -1,6 +1,7 @@
 #include "HalvaneEventStore.h"
 
 #include "HalvaneAction.h"
+#include "HalvaneLimits.h"
 #include "HalvaneTrigger.h"
 #include "TriskVXRecords.h"
 
@@ -86,8 +87,9 @@ HalvaneResult HalvaneEventStore::store(const QVariantList &events, QStringList *
             return HalvaneResult::failure(kVXStatusInvalidEvent, QStringLiteral("event %1: %2").arg(i).arg(error));
         const QString id = events.at(i).toMap().value(kVXEventUniqueID).toString();
         if (!id.isEmpty() && idsInRequest.contains(id))
-            return HalvaneResult::failure(kVXStatusInvalidEvent,
-                                          QStringLiteral("event %1: unique id %2 appears twice").arg(i).arg(id));
+            return HalvaneResult::failure(
+                kVXStatusInvalidEvent,
+                QStringLiteral("event %1: unique id %2 appears twice").arg(i).arg(HalvaneLimits::clipped(id)));
         idsInRequest.insert(id);
     }
     // A trigger identifier must not name a trigger of another event.
@@ -98,8 +100,9 @@ HalvaneResult HalvaneEventStore::store(const QVariantList &events, QStringList *
         for (const QVariant &trigger : triggers) {
             const QString triggerID = trigger.toMap().value(kVXTriggerIdentifier).toString();
             if (!triggerID.isEmpty() && m_ownerOfTrigger.contains(triggerID) && m_ownerOfTrigger.value(triggerID) != id)
-                return HalvaneResult::failure(kVXStatusInvalidEvent,
-                                              QStringLiteral("trigger %1 belongs to another event").arg(triggerID));
+                return HalvaneResult::failure(
+                    kVXStatusInvalidEvent,
+                    QStringLiteral("trigger %1 belongs to another event").arg(HalvaneLimits::clipped(triggerID)));
         }
     }
 

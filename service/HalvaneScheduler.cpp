@@ -156,8 +156,9 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
         natural = nextNatural(trigger, state);
     }
     if (!natural.isValid())
-        return HalvaneResult::failure(kVXStatusUnknownTrigger,
-                                      QStringLiteral("trigger %1 has no firing left to adjust").arg(triggerID));
+        return HalvaneResult::failure(
+            kVXStatusUnknownTrigger,
+            QStringLiteral("trigger %1 has no firing left to adjust").arg(HalvaneLimits::clipped(triggerID)));
     state.adjustedNatural = natural;
     state.adjustedDate = date;
     m_states.insert(triggerID, state);
@@ -190,8 +191,9 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
     } else {
         const QDateTime natural = nextNatural(indexed(triggerID)->trigger, state);
         if (!natural.isValid())
-            return HalvaneResult::failure(kVXStatusUnknownTrigger,
-                                          QStringLiteral("trigger %1 has no queued firing").arg(triggerID));
+            return HalvaneResult::failure(
+                kVXStatusUnknownTrigger,
+                QStringLiteral("trigger %1 has no queued firing").arg(HalvaneLimits::clipped(triggerID)));
         state.skipped.append(natural);
         if (state.adjustedNatural == natural) {
             state.adjustedNatural = QDateTime();
@@ -242,15 +244,17 @@ HalvaneResult HalvaneScheduler::perform(const QVariantMap &parameters)
         return HalvaneResult::failure(kVXStatusUnknownEvent,
                                       QStringLiteral("unknown event %1").arg(HalvaneLimits::clipped(eventID)));
     if (!TriskVXRecords::isPerformableOnDemand(m_store.event(eventID)))
-        return HalvaneResult::failure(kVXStatusNotPerformable,
-                                      QStringLiteral("event %1 cannot be performed on demand").arg(eventID));
+        return HalvaneResult::failure(
+            kVXStatusNotPerformable,
+            QStringLiteral("event %1 cannot be performed on demand").arg(HalvaneLimits::clipped(eventID)));
     // The criteria (docs/protocol.md): the scheduler is enabled, and the event is not being performed.
     if (parameters.value(kVXRPCParameterApplyCriteria).toBool()) {
         if (!m_enabled)
             return HalvaneResult::failure(kVXStatusCriteriaNotMet, QStringLiteral("the scheduler is disabled"));
         if (isActive(eventID))
-            return HalvaneResult::failure(kVXStatusCriteriaNotMet,
-                                          QStringLiteral("event %1 is being performed").arg(eventID));
+            return HalvaneResult::failure(
+                kVXStatusCriteriaNotMet,
+                QStringLiteral("event %1 is being performed").arg(HalvaneLimits::clipped(eventID)));
     }
     startPerforming(eventID, QStringLiteral("on demand"));
     republish(queue());
