@@ -231,6 +231,13 @@ void tst_HalvaneCtl::storeFromAFile()
     const QVariantMap last = pending().last().toMap();
     QCOMPARE(last.value(kVXQueuedTriggerEvent).toMap().value(kVXEventName), QVariant(u"From a file"_s));
     QCOMPARE(triggerDate(last), date);
+    // A file the service would refuse whole is not sent.
+    const QString many = m_directory.filePath(u"many.plist"_s);
+    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
+        QVariantList(2001, QVariantMap { { kVXEventName, u"One of many"_s } }), many));
+    const Run refused = ctl({ u"store"_s, many });
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.err.contains(u"holds 2001 events; the service takes at most 2000"_s), qPrintable(refused.err));
 }
 
 void tst_HalvaneCtl::preferences()

@@ -357,6 +357,14 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
         }
         const QVariantList events
             = contents.typeId() == QMetaType::QVariantList ? contents.toList() : QVariantList { contents };
+        if (events.size() > kEventsPerRequest) {
+            m_err << tr("halvanectl: %1 holds %2 events; the service takes at most %3 in one request")
+                         .arg(operands.first())
+                         .arg(events.size())
+                         .arg(kEventsPerRequest)
+                  << Qt::endl;
+            return kExitRefused;
+        }
         plan->request = TriskVXRequest(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } });
         return kExitOK;
     }

@@ -56,8 +56,10 @@ private:
     static QDateTime parseDate(const QString &text);
     // Empty when a firing may go to the date: ahead, and within the service's horizon.
     static QString checkAhead(const QDateTime &date);
-    // halvaned's horizon (HalvaneLimits), repeated here: halvanectl does not link the service.
+    // halvaned's horizon and largest store (HalvaneLimits), repeated here: halvanectl does not link the
+    // service, and a file it knows the service refuses is not worth sending.
     static constexpr int kHorizonYears = 10;
+    static constexpr qsizetype kEventsPerRequest = 2000;
     static QVariant preferenceValue(const QString &text, bool asString);
 
     QTextStream &m_out;
