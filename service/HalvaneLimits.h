@@ -29,6 +29,8 @@ public:
     // Every queued trigger carries its whole event, and one signal may carry the pending list together
     // with the three lists drawn from it and the on-demand list: five times this stays under 128 MiB.
     static constexpr qint64 kPublishedBytes = 20 * 1024 * 1024;
+    // Firings of one trigger cancelled one by one; a longer pause is a postponement (Until), which is one date.
+    static constexpr qsizetype kCancelledFirings = 100;
     static constexpr int kHorizonYears = 10;
     static constexpr qsizetype kClipLength = 200;
 

@@ -189,6 +189,12 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
             state.adjustedDate = QDateTime();
         }
     } else {
+        if (state.skipped.size() >= HalvaneLimits::kCancelledFirings)
+            return HalvaneResult::failure(kVXStatusLimitExceeded,
+                                          QStringLiteral("trigger %1 has %2 firings cancelled, the most it keeps; "
+                                                         "postpone it instead")
+                                              .arg(HalvaneLimits::clipped(triggerID))
+                                              .arg(HalvaneLimits::kCancelledFirings));
         const QDateTime natural = nextNatural(indexed(triggerID)->trigger, state);
         if (!natural.isValid())
             return HalvaneResult::failure(

@@ -793,6 +793,12 @@ void tst_HalvaneService::cancelAdjustAndPostponeARepeatingTrigger()
     QCOMPARE(m_client->pendingDate(u"d1"_s), until.addDays(1).addSecs(13 * 3600));
     QVERIFY(perform(u"mark"_s));
     QTRY_COMPARE(m_system->powerCalls, (QStringList { u"Reboot"_s, u"Suspend"_s }));
+    // Cancelled firings are kept one by one, up to a hundred.
+    for (int i = 0; i < 100; ++i)
+        QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s)));
+    qint64 status = 0;
+    QVERIFY(!request(kVXRPCSchedulerCancel, trigger(u"d1"_s), &status));
+    QCOMPARE(status, qint64(kVXStatusLimitExceeded));
 }
 
 void tst_HalvaneService::catchUpAtStart_data()
