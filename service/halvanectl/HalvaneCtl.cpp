@@ -291,8 +291,6 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
         const QDateTime date = parseDate(operands.at(1));
         if (!date.isValid())
             return usage(tr("%1 is not an ISO 8601 date").arg(operands.at(1)));
-        if (const QString why = checkAhead(date); !why.isEmpty())
-            return usage(why);
         plan->request
             = TriskVXRequest(kVXRPCSchedulerAdjust,
                              { { kVXRPCParameterTriggerID, operands.at(0) }, { kVXRPCParameterDate, date.toUTC() } });
@@ -319,10 +317,6 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
             const QDateTime date = parseDate(parser.value(QStringLiteral("until")));
             if (!date.isValid())
                 return usage(tr("%1 is not an ISO 8601 date").arg(parser.value(QStringLiteral("until"))));
-            if (date > QDateTime::currentDateTimeUtc().addYears(kHorizonYears))
-                return usage(tr("%1 lies more than %2 years ahead")
-                                 .arg(parser.value(QStringLiteral("until")))
-                                 .arg(kHorizonYears));
             parameters.insert(kVXRPCParameterUntil, date.toUTC());
         }
         plan->request = TriskVXRequest(kVXRPCSchedulerCancel, parameters);
@@ -408,8 +402,6 @@ int HalvaneCtl::planAdd(const QStringList &operands, const QCommandLineParser &p
         const QDateTime date = parseDate(parser.value(QStringLiteral("at")));
         if (!date.isValid())
             return usage(tr("%1 is not an ISO 8601 date").arg(parser.value(QStringLiteral("at"))));
-        if (const QString why = checkAhead(date); !why.isEmpty())
-            return usage(why);
         triggers.append(QVariantMap { { kVXTriggerType, kVXTriggerType_Once }, { kVXTriggerDate, date.toUTC() } });
     } else if (parser.isSet(QStringLiteral("daily")) || parser.isSet(QStringLiteral("weekly"))) {
         const bool weekly = parser.isSet(QStringLiteral("weekly"));
@@ -635,17 +627,6 @@ int HalvaneCtl::delay(const QString &trigger, qint64 minutes)
     }
     m_err << tr("halvanectl: no pending trigger %1").arg(trigger) << Qt::endl;
     return kExitRefused;
-}
-
-QString HalvaneCtl::checkAhead(const QDateTime &date)
-{
-    // The service checks against its own clock too; this spares a round trip for the plain mistakes.
-    const QDateTime now = QDateTime::currentDateTimeUtc();
-    if (date < now)
-        return tr("%1 has passed; a firing goes to a date ahead").arg(date.toString(Qt::ISODate));
-    if (date > now.addYears(kHorizonYears))
-        return tr("%1 lies more than %2 years ahead").arg(date.toString(Qt::ISODate)).arg(kHorizonYears);
-    return QString();
 }
 
 QDateTime HalvaneCtl::parseDate(const QString &text)

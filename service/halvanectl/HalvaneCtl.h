@@ -54,8 +54,6 @@ private:
     void printRecords(const QString &variable, const QVariantList &records);
     QString dateText(const QVariant &date) const;
     static QDateTime parseDate(const QString &text);
-    // Empty when a firing may go to the date: ahead, and within the service's horizon.
-    static QString checkAhead(const QDateTime &date);
     // halvaned's horizon and largest store (HalvaneLimits), repeated here: halvanectl does not link the
     // service, and a file it knows the service refuses is not worth sending.
     static constexpr int kHorizonYears = 10;
