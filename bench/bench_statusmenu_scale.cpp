@@ -97,12 +97,18 @@ public:
         m_timer.setInterval(5);
         m_timer.setTimerType(Qt::PreciseTimer);
         connect(&m_timer, &QTimer::timeout, this, [this] {
-            m_longest = std::max(m_longest, m_sinceTick.restart());
+            const qint64 gap = m_sinceTick.restart();
+            const double cpu = mainThreadCpuMSecs();
+            if (gap > 200 && qEnvironmentVariableIsSet("BENCH_STALLS"))
+                std::printf("    stall of %lld ms, %.0f ms of it working\n", static_cast<long long>(gap), cpu - m_cpu);
+            m_cpu = cpu;
+            m_longest = std::max(m_longest, gap);
         });
     }
     void start()
     {
         m_longest = 0;
+        m_cpu = mainThreadCpuMSecs();
         m_sinceTick.start();
         m_timer.start();
     }
@@ -116,6 +122,7 @@ private:
     QTimer m_timer;
     QElapsedTimer m_sinceTick;
     qint64 m_longest = 0;
+    double m_cpu = 0;
 };
 
 // One call as a panel makes it: asynchronous, so that this process answers meanwhile.

@@ -11,6 +11,8 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 
+#include <utility>
+
 TriskVXObserver::TriskVXObserver(TriskVXConnection *connection, QObject *parent)
     : QObject(parent)
     , m_connection(connection)
@@ -93,7 +95,11 @@ void TriskVXObserver::reload()
             const QVariantMap values = reply.value();
             QStringList changed;
             for (const QString &name : observedVariables()) {
-                if (values.contains(name) && receive(name, values.value(name)))
+                if (!values.contains(name))
+                    continue;
+                // What was published before this answer is older than it.
+                m_incoming.remove(name);
+                if (receive(name, values.value(name)))
                     changed.append(name);
             }
             for (const QString &name : std::as_const(changed))
@@ -147,19 +153,38 @@ void TriskVXObserver::propertiesChanged(const QString &interfaceName, const QVar
 {
     if (interfaceName != kVXDBusInterface)
         return;
-    QStringList announced;
     for (auto it = changed.cbegin(); it != changed.cend(); ++it) {
-        if (!observedVariables().contains(it.key()))
+        if (observedVariables().contains(it.key()))
+            m_incoming.insert(it.key(), it.value());
+    }
+    for (const QString &name : invalidated) {
+        if (!observedVariables().contains(name))
             continue;
-        if (receive(it.key(), it.value()))
-            announced.append(it.key());
+        m_incoming.remove(name);
+        fetch(name);
+    }
+    if (m_incoming.isEmpty())
+        return;
+    if (!m_incomingTimer) {
+        m_incomingTimer = new QTimer(this);
+        m_incomingTimer->setSingleShot(true);
+        QObject::connect(m_incomingTimer, &QTimer::timeout, this, &TriskVXObserver::takeIncoming);
+    }
+    if (!m_incomingTimer->isActive())
+        m_incomingTimer->start(0);
+}
+
+void TriskVXObserver::takeIncoming()
+{
+    const QHash<QString, QVariant> incoming = std::exchange(m_incoming, {});
+    QStringList announced;
+    for (const QString &name : observedVariables()) {
+        const auto value = incoming.constFind(name);
+        if (value != incoming.constEnd() && receive(name, *value))
+            announced.append(name);
     }
     for (const QString &name : std::as_const(announced))
         announce(name);
-    for (const QString &name : invalidated) {
-        if (observedVariables().contains(name))
-            fetch(name);
-    }
 }
 
 bool TriskVXObserver::receive(const QString &name, const QVariant &wireValue)

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
+#include <QTimer>
 #include <QVariant>
 
 #include <functional>
@@ -73,10 +74,16 @@ private:
     // Takes one published value; false when it is malformed (logged, not delivered).
     bool receive(const QString &name, const QVariant &wireValue);
     void announce(const QString &name);
+    // Decodes the reports that came since the last turn of the event loop: the last value of each.
+    void takeIncoming();
 
     QPointer<TriskVXConnection> m_connection;
     OrgFreedesktopDBusPropertiesInterface *m_properties = nullptr;
     OrgHalvaneScheduler1Interface *m_scheduler = nullptr;
     QHash<QString, QVariant> m_values;
+    // Published values not yet decoded. With 10,000 triggers a report costs ~50 ms to decode and check,
+    // and a burst of firings brings one per firing: only the newest of those queued together is decoded.
+    QHash<QString, QVariant> m_incoming;
+    QTimer *m_incomingTimer = nullptr;
     quint64 m_generation = 0;
 };
