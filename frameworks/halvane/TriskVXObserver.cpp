@@ -165,6 +165,10 @@ void TriskVXObserver::propertiesChanged(const QString &interfaceName, const QVar
     }
     if (m_incoming.isEmpty())
         return;
+    if (!m_takesNewestOnly) {
+        takeIncoming();
+        return;
+    }
     if (!m_incomingTimer) {
         m_incomingTimer = new QTimer(this);
         m_incomingTimer->setSingleShot(true);

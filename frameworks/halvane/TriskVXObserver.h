@@ -33,6 +33,12 @@ public:
     ~TriskVXObserver() override;
 
     TriskVXConnection *connection() const { return m_connection; }
+    // Off by default: every published value is decoded and announced as it comes, so that a client can
+    // follow each transition. On: the reports that arrive while the event loop is busy are decoded once,
+    // the newest value of each variable, one turn later; for clients that show the present state, such
+    // as the notifier, to which a burst of firings brings a report per firing.
+    bool takesNewestOnly() const { return m_takesNewestOnly; }
+    void setTakesNewestOnly(bool newestOnly) { m_takesNewestOnly = newestOnly; }
 
     // The current value of a variable, or of a key inside it ("SchedulerPending" or
     // "AuthorisationRights.0.Signature" style paths); nil (invalid) until the service has published one.
@@ -84,6 +90,7 @@ private:
     // Published values not yet decoded. With 10,000 triggers a report costs ~50 ms to decode and check,
     // and a burst of firings brings one per firing: only the newest of those queued together is decoded.
     QHash<QString, QVariant> m_incoming;
+    bool m_takesNewestOnly = false;
     QTimer *m_incomingTimer = nullptr;
     quint64 m_generation = 0;
 };
