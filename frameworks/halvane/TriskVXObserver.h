@@ -3,6 +3,7 @@
 #include "TriskVXConnection.h"
 
 #include <QHash>
+#include <QMutex>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -10,6 +11,7 @@
 #include <QVariant>
 
 #include <functional>
+#include <memory>
 
 class OrgFreedesktopDBusPropertiesInterface;
 class OrgHalvaneScheduler1Interface;
@@ -35,8 +37,9 @@ public:
     TriskVXConnection *connection() const { return m_connection; }
     // Off by default: every published value is decoded and announced as it comes, so that a client can
     // follow each transition. On: the reports that arrive while the event loop is busy are decoded once,
-    // the newest value of each variable, one turn later; for clients that show the present state, such
-    // as the notifier, to which a burst of firings brings a report per firing.
+    // the newest value of each variable, on a worker thread, and announced when that is done; for
+    // clients that show the present state, such as the notifier, to which a burst of firings brings a
+    // report per firing of lists that take ~300 ms each to decode.
     bool takesNewestOnly() const { return m_takesNewestOnly; }
     void setTakesNewestOnly(bool newestOnly) { m_takesNewestOnly = newestOnly; }
 
@@ -82,6 +85,8 @@ private:
     void announce(const QString &name);
     // Decodes the reports that came since the last turn of the event loop: the last value of each.
     void takeIncoming();
+    // The worker's results, on this object's thread; values of an older generation are dropped.
+    void takeDecoded(const QHash<QString, QVariant> &decoded, const QStringList &complaints, quint64 generation);
 
     QPointer<TriskVXConnection> m_connection;
     OrgFreedesktopDBusPropertiesInterface *m_properties = nullptr;
@@ -91,6 +96,14 @@ private:
     // and a burst of firings brings one per firing: only the newest of those queued together is decoded.
     QHash<QString, QVariant> m_incoming;
     bool m_takesNewestOnly = false;
+    bool m_decoding = false;
+    // Lets a worker reach this object only while it lives.
+    struct Link
+    {
+        QMutex mutex;
+        TriskVXObserver *observer = nullptr;
+    };
+    std::shared_ptr<Link> m_link;
     QTimer *m_incomingTimer = nullptr;
     quint64 m_generation = 0;
 };
