@@ -14,6 +14,7 @@
 #include "TriskVXConstants.h"
 #include "TriskVXDBusImage.h"
 #include "TriskVXDBusMenuTypes.h"
+#include "TriskVXDBusPropertyList.h"
 #include "TriskVXDesktopStatusBar.h"
 #include "TriskVXRequestsController.h"
 #include "TriskVXStatusBar.h"
@@ -35,6 +36,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 const int kWait = 10000;
+
+// An event performed once at date, logging its name.
+QVariantMap onceEvent(const QString &name, const QDateTime &date)
+{
+    const QVariantMap trigger { { kVXTriggerIdentifier, name },
+                                { kVXTriggerType, kVXTriggerType_Once },
+                                { kVXTriggerDate, date } };
+    const QVariantMap log { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, name } };
+    return { { kVXEventUniqueID, name.toLower() },
+             { kVXEventName, name },
+             { kVXEventActions, QVariantList { log } },
+             { kVXEventTriggers, QVariantList { trigger } } };
+}
 const QString kItem = u"org.kde.StatusNotifierItem"_s;
 const QString kMenu = u"com.canonical.dbusmenu"_s;
 // Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the menu's clock alike.
@@ -99,6 +113,7 @@ private Q_SLOTS:
     void cleanup();
     void menuAgainstTheService();
     void theStatusMenuThroughTheHost();
+    void aBurstOfFiringsIsOneRebuild();
     void groupCallsAndPropertyUpdates();
     void malformedCallsGetErrors_data();
     void malformedCallsGetErrors();
@@ -127,6 +142,9 @@ private:
         return call(TriskVXStatusNotifierItem::kMenuPath, kMenu, method, arguments);
     }
     QVariant property(const QString &name);
+    // The length of a list the service publishes, read with a blocking call: this process's event loop
+    // does not run meanwhile, so the service's reports wait in its queue.
+    qsizetype publishedCountBlocking(const QString &variable) const;
     TriskVXDBusMenuLayoutItem layout(int parent);
     void listen(const QString &path, const QString &interface, const QString &name);
 
@@ -295,8 +313,9 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
     QCOMPARE(dateOfPending(u"Report"_s), noon);
     itemTitled(pendingSubmenu(u"Report"_s), u"Delay 15 Minutes"_s)->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(dateOfPending(u"Report"_s), noon.addSecs(900), kWait);
-    QVERIFY(TriskVXMenuItem::title(itemTitled(menu(), u"Report"_s))
-                .endsWith(QLocale().toString(QTime(12, 15), QLocale::ShortFormat)));
+    QTRY_VERIFY_WITH_TIMEOUT(TriskVXMenuItem::title(itemTitled(menu(), u"Report"_s))
+                                 .endsWith(QLocale().toString(QTime(12, 15), QLocale::ShortFormat)),
+                             kWait);
     itemTitled(pendingSubmenu(u"Report"_s), u"Delay 1 Hour"_s)->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(dateOfPending(u"Report"_s), noon.addSecs(900 + 3600), kWait);
     itemTitled(pendingSubmenu(u"Report"_s), u"Reset"_s)->trigger();
@@ -375,6 +394,56 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     const QVariantList clicked { cancel->id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0u };
     QCOMPARE(menuCall(u"Event"_s, clicked).type(), QDBusMessage::ReplyMessage);
     QTRY_VERIFY_WITH_TIMEOUT(linesOfLayout(layout(0)).contains(u"Nothing scheduled"_s), kWait);
+}
+
+qsizetype tst_StatusMenuIntegration::publishedCountBlocking(const QString &variable) const
+{
+    QDBusMessage get = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
+                                                      u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    get << kVXDBusInterface << variable;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(get, QDBus::Block);
+    return TriskVXDBusPropertyList::decode(reply.arguments().value(0).value<QDBusVariant>().variant()).toList().size();
+}
+
+void tst_StatusMenuIntegration::aBurstOfFiringsIsOneRebuild()
+{
+    startService();
+    QVERIFY(m_watcher->start());
+    exportItem(m_controller->statusItem());
+    QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems(), QStringList { m_bus }, kWait);
+    // A hundred events firing within one second, a minute from now, and sixty that stay pending.
+    QVariantList events;
+    for (int i = 0; i < 100; ++i)
+        events.append(onceEvent(u"Burst %1"_s.arg(i), kNow.addMSecs(60000 + i * 10)));
+    for (int i = 0; i < 60; ++i)
+        events.append(onceEvent(u"Later %1"_s.arg(i), kNow.addSecs(3600 + i * 60)));
+    QVERIFY(m_client->request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }));
+    // The menu lists the first of them and counts the rest.
+    QTRY_VERIFY2_WITH_TIMEOUT(linesOf(menu()).contains(u"110 more coming up"_s), qPrintable(menuText()), kWait);
+    for (const QString &name : { u"NewIcon"_s, u"XAyatanaNewLabel"_s })
+        listen(TriskVXStatusNotifierItem::kItemPath, kItem, name);
+    listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"LayoutUpdated"_s);
+    QCOMPARE(linesOfLayout(layout(0)), linesOf(menu()));
+    m_signals->names.clear();
+
+    // The service fires them all and performs each; every firing and every end is a report. They reach
+    // the notifier together, as they do when it is busy.
+    QVERIFY(m_service->setTestNow(kNow.addSecs(61)));
+    QDeadlineTimer deadline(kWait);
+    while ((publishedCountBlocking(kVXObserveSchedulerPending) > 60
+            || publishedCountBlocking(kVXObserveSchedulerActive) > 0)
+           && !deadline.hasExpired()) { }
+    QVERIFY(!deadline.hasExpired());
+    QTRY_VERIFY2_WITH_TIMEOUT(linesOf(menu()).contains(u"10 more coming up"_s), qPrintable(menuText()), kWait);
+    // One rebuild: the host is told once, and reads the menu as it now is. The picture is the same as
+    // before (the next event's), so it is not sent again; the count-down of the burst's first trigger
+    // is gone.
+    QTRY_VERIFY_WITH_TIMEOUT(m_signals->names.contains(u"LayoutUpdated"_s), kWait);
+    QCOMPARE(linesOfLayout(layout(0)), linesOf(menu()));
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(m_signals->names.count(u"LayoutUpdated"_s), 1);
+    QCOMPARE(m_signals->names.count(u"NewIcon"_s), 0);
+    QCOMPARE(m_signals->names.count(u"XAyatanaNewLabel"_s), 1);
 }
 
 void tst_StatusMenuIntegration::groupCallsAndPropertyUpdates()

@@ -86,6 +86,7 @@ private Q_SLOTS:
     void keepAliveNoticesAHungService();
     void observerFollowsTheService();
     void serviceThatAnswersWrongly();
+    void aBurstIsTakenNewestOnly();
     void valuesCrossTheBus_data();
     void valuesCrossTheBus();
     void interfaceMatchesTheConstants();
@@ -286,6 +287,47 @@ void tst_TriskVXConnection::serviceThatAnswersWrongly()
                               (QStringList { kVXObserveNotificationsWarning, kVXObserveSchedulerEnabled }), kWait);
     QCOMPARE(observer.schedulerEnabled(), QVariant(false));
     QCOMPARE(observer.schedulerPending(), QVariant(pending));
+}
+
+void tst_TriskVXConnection::aBurstIsTakenNewestOnly()
+{
+    FakeScheduler fake;
+    QVERIFY(fake.start());
+    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
+    TriskVXObserver observer(connection.get());
+    observer.setTakesNewestOnly(true);
+    QSignalSpy reloaded(&observer, &TriskVXObserver::reloaded);
+    connection->connect();
+    QVERIFY(reloaded.wait(kWait));
+    LogCapture log;
+    QSignalSpy changes(&observer, &TriskVXObserver::didChangeValueForKeyPath);
+    const auto pendingOf = [](const QVariant &triggerID) {
+        return QVariantList { QVariantMap { { kVXQueuedTriggerTriggerID, triggerID } } };
+    };
+    const QVariant malformed = pendingOf(4);
+    // Twenty reports, a malformed one among them, come while this process's event loop stands still:
+    // blocking round trips on the publishing and the receiving connection put them all in its queue.
+    for (int i = 0; i < 20; ++i)
+        fake.publish({ { kVXObserveSchedulerPending,
+                         i == 10 ? malformed
+                                 : QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(
+                                     pendingOf(QStringLiteral("t%1").arg(i)))) } });
+    for (const QDBusConnection &bus : { fake.connection(), QDBusConnection::sessionBus() })
+        QCOMPARE(bus.call(QDBusMessage::createMethodCall(
+                              QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                              QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")))
+                     .type(),
+                 QDBusMessage::ReplyMessage);
+    // Only the newest is decoded: one change, and the malformed one in between is never looked at.
+    QTRY_COMPARE_WITH_TIMEOUT(observer.schedulerPending(), QVariant(pendingOf(QStringLiteral("t19"))), kWait);
+    QCOMPARE(namesOf(changes), QStringList { kVXObserveSchedulerPending });
+    QVERIFY(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published")).isEmpty());
+    // Alone, a malformed report is logged and the last good value stays.
+    fake.publish({ { kVXObserveSchedulerPending, malformed } });
+    QTRY_COMPARE_WITH_TIMEOUT(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published")).size(), 1,
+                              kWait);
+    QCOMPARE(observer.schedulerPending(), QVariant(pendingOf(QStringLiteral("t19"))));
+    QCOMPARE(changes.size(), 1);
 }
 
 void tst_TriskVXConnection::valuesCrossTheBus_data()

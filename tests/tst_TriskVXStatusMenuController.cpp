@@ -15,6 +15,7 @@
 #include "TriskVXStatusItem.h"
 #include "TriskVXStatusMenuController.h"
 #include "TriskVXWorkspace.h"
+#include "WaitFor.h"
 
 #include <QApplication>
 #include <QDir>
@@ -67,6 +68,20 @@ QByteArray plist(const QByteArray &body)
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\">" + body + "</plist>";
 }
 
+// Reports come together and the menu follows once they are in: lets the rebuild they scheduled run.
+bool settled(const TriskVXStatusMenuController &controller)
+{
+    return waitFor([&controller] {
+        return !controller.isRebuildScheduled();
+    });
+}
+
+void report(TriskVXStatusMenuController &controller, const QString &variable, const QVariant &value)
+{
+    controller.observedVariableDidBecome(variable, value);
+    QVERIFY(settled(controller));
+}
+
 // The fixed lines of the template below the sections.
 const QStringList kTail = u"-|Quick Schedule|-|Open Halvane…|Check for Updates…|-|Remove Trisk Notifier…"_s.split(u'|');
 } // namespace
@@ -79,6 +94,8 @@ private Q_SLOTS:
     void init();
     void menuLines_data();
     void menuLines();
+    void longSectionsEndInACount_data();
+    void longSectionsEndInACount();
     void rebuildsAndValidation();
     void titleFollowsTheCurrentNotification();
     void widthEasesAndLandsOneSecondAfterTheLastChange();
@@ -159,10 +176,12 @@ void tst_TriskVXStatusMenuController::menuLines()
     QFETCH(QString, lines);
     QFETCH(QString, image);
     auto controller = makeController();
+    // The reports arrive together, as they do from the service; the menu follows once they are in.
     controller->observedVariableDidBecome(kVXObserveSchedulerActive, activeEvents(active));
     controller->observedVariableDidBecome(kVXObserveOnDemandAvailable, onDemand);
     controller->observedVariableDidBecome(kVXObserveSchedulerPending, pending);
     controller->observedVariableDidBecome(kVXObserveSchedulerEnabled, enabled);
+    QVERIFY(settled(*controller));
     QCOMPARE(linesOf(controller->statusMenu()), lines.split(u'|') + kTail);
     QCOMPARE(controller->nextPendingQueuedTrigger(), pending.toList().value(0));
     const QSizeF size(controller->imageSizeForMenuStatus(), controller->imageSizeForMenuStatus());
@@ -175,6 +194,56 @@ void tst_TriskVXStatusMenuController::menuLines()
                 .convertToFormat(QImage::Format_ARGB32));
 }
 
+void tst_TriskVXStatusMenuController::longSectionsEndInACount_data()
+{
+    QTest::addColumn<int>("onDemand");
+    QTest::addColumn<int>("pending");
+    QTest::addColumn<QString>("onDemandEnd");
+    QTest::addColumn<QString>("pendingEnd");
+    const QString kLimit = QString::number(TriskVXStatusMenuController::kSectionLimit);
+    QTest::newRow("one short of the limit") << 0 << 49 << QString() << u"Event 48"_s;
+    QTest::newRow("at the limit") << 50 << 50 << u"On demand 49"_s << u"Event 49"_s;
+    QTest::newRow("one over") << 51 << 51 << u"1 more on demand"_s << u"1 more coming up"_s;
+    QTest::newRow("ten thousand") << 2000 << 10000 << u"%1 more on demand"_s.arg(QLocale().toString(1950))
+                                  << u"%1 more coming up"_s.arg(QLocale().toString(9950));
+}
+
+void tst_TriskVXStatusMenuController::longSectionsEndInACount()
+{
+    QFETCH(int, onDemand);
+    QFETCH(int, pending);
+    QFETCH(QString, onDemandEnd);
+    QFETCH(QString, pendingEnd);
+    QVariantList events;
+    for (int i = 0; i < onDemand; ++i)
+        events.append(eventRecord(u"On demand %1"_s.arg(i), u"d%1"_s.arg(i)));
+    // A second apart, all today.
+    QVariantList queued;
+    for (int i = 0; i < pending; ++i)
+        queued.append(queuedTrigger(QString::number(i), kNow.addSecs(60 + i)));
+    auto controller = makeController();
+    controller->observedVariableDidBecome(kVXObserveOnDemandAvailable, events);
+    controller->observedVariableDidBecome(kVXObserveSchedulerPending, queued);
+    QVERIFY(settled(*controller));
+    QMenu *menu = controller->statusMenu();
+    const QStringList lines = linesOf(menu);
+    const qsizetype listed = std::min<qsizetype>(pending, TriskVXStatusMenuController::kSectionLimit);
+    // The pending section closes the sections; the count line says what is left out, and does nothing.
+    QCOMPARE(lines.at(lines.size() - kTail.size() - 1), pendingEnd);
+    QCOMPARE(itemTitled(menu, pendingEnd)->isEnabled(), pending <= TriskVXStatusMenuController::kSectionLimit);
+    if (onDemand > 0)
+        QCOMPARE(lines.at(lines.indexOf(u"Coming up"_s) - 2), onDemandEnd);
+    QCOMPARE(lines.count(u"On demand"_s), onDemand > 0 ? 1 : 0);
+    // Only the listed triggers get their submenus as the menu opens.
+    Q_EMIT menu->aboutToShow();
+    qsizetype submenus = 0;
+    const QList<QAction *> items = menu->actions();
+    for (const QAction *item : items)
+        submenus += item->menu() && item->menu() != controller->quickMenu() ? 1 : 0;
+    QCOMPARE(submenus, listed);
+    QCOMPARE(controller->nextPendingQueuedTrigger(), queued.value(0));
+}
+
 void tst_TriskVXStatusMenuController::rebuildsAndValidation()
 {
     auto controller = makeController();
@@ -184,11 +253,11 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     QList<QPointer<QMenu>> menus { controller->statusMenu() };
     // A pending event's long name is shortened to 64 characters and an ellipsis.
     const QVariantList pending { queuedTrigger(u"a"_s, kNow.addSecs(600), QString(65, QLatin1Char('x'))) };
-    controller->observedVariableDidBecome(kVXObserveSchedulerPending, pending);
+    report(*controller, kVXObserveSchedulerPending, pending);
     menus.append(controller->statusMenu());
-    controller->observedVariableDidBecome(kVXObserveSchedulerEnabled, true);
+    report(*controller, kVXObserveSchedulerEnabled, true);
     menus.append(controller->statusMenu());
-    controller->observedVariableDidBecome(kVXObserveOnDemandAvailable, QVariantList());
+    report(*controller, kVXObserveOnDemandAvailable, QVariantList());
     menus.append(controller->statusMenu());
     QAction *shortened = itemTitled(controller->statusMenu(), QString(64, QLatin1Char('x')) + QChar(0x2026));
     QVERIFY(shortened);
@@ -201,20 +270,13 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     std::unique_ptr<TriskVXAdjustDialog> dialog(workspace->adjustDialogForTrigger(u"a"_s));
     QVERIFY(dialog);
     // The current notifications only set the title.
-    controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, pending);
+    report(*controller, kVXObserveNotificationsCurrent, pending);
     QCOMPARE(controller->statusMenu(), menus.last().data());
-    // Until the event loop takes the old menus away, the submenu hangs in exactly one item of them all.
-    int holders = 0;
-    for (const QPointer<QMenu> &menu : std::as_const(menus)) {
-        const QList<QAction *> items = menu->actions();
-        for (const QAction *item : items)
-            holders += item->menu() == quick ? 1 : 0;
-    }
-    QCOMPARE(holders, 1);
-    QCOMPARE(itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->menu(), quick);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    // Once the event loop has run, the old menus are gone, not piling up rebuild after rebuild; the submenu
+    // hangs in the menu shown.
     for (qsizetype i = 0; i + 1 < menus.size(); ++i)
         QVERIFY(!menus.at(i));
+    QCOMPARE(itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->menu(), quick);
     // Hidden, the item leaves the bar; shown, a new one shows a new menu with the same submenu.
     controller->hide();
     QVERIFY(m_bar->items().isEmpty());
@@ -230,7 +292,7 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     QVERIFY(domain.open(QIODevice::WriteOnly));
     domain.write(plist("<dict><key>" + kVXPreferencesKeySoftwareUpdateCheck.toUtf8() + "</key><false/></dict>"));
     domain.close();
-    controller->observedVariableDidBecome(kVXObserveSchedulerPending, QVariantList());
+    report(*controller, kVXObserveSchedulerPending, QVariantList());
     QVERIFY(!itemTitled(controller->statusMenu(), u"Check for Updates…"_s)->isEnabled());
 }
 
@@ -245,14 +307,14 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     TriskVXStatusItem *item = controller->statusItem();
     const QVariantMap next = queuedTrigger(u"n"_s, kNow.addSecs(125));
     const QVariantMap later = queuedTrigger(u"l"_s, kNow.addSecs(3600));
-    controller->observedVariableDidBecome(kVXObserveSchedulerPending, QVariantList { next, later });
+    report(*controller, kVXObserveSchedulerPending, QVariantList { next, later });
     // Pending, not yet in its notice period: picture and tool tip, no count-down.
     QVERIFY(!controller->countDownTimer());
     QCOMPARE(item->title(), QString());
     QCOMPARE(item->toolTip(), u"Next: Event n, %1"_s.arg(controller->triggerDateWithQueuedTrigger(next).toString()));
     const int pictureWidth = item->image().width();
     // The current notification: a count-down, ticking once a second along the clock.
-    controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, QVariantList { next });
+    report(*controller, kVXObserveNotificationsCurrent, QVariantList { next });
     QTimer *timer = controller->countDownTimer();
     QVERIFY(timer && timer->isActive());
     QCOMPARE(item->title(), u"2:05"_s);
@@ -260,16 +322,16 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     controller->updateTitleCountDownText(timer);
     QCOMPARE(item->title(), u"2:04"_s);
     // Events being performed: their count and the cog beside the picture, until the next tick.
-    controller->observedVariableDidBecome(kVXObserveSchedulerActive, activeEvents({ u"A"_s, u"B"_s }));
+    report(*controller, kVXObserveSchedulerActive, activeEvents({ u"A"_s, u"B"_s }));
     QCOMPARE(item->title(), u"Performing 2"_s);
     QVERIFY(item->image().width() > pictureWidth);
     controller->updateTitleCountDownText(controller->countDownTimer());
     QCOMPARE(item->title(), u"2:04"_s);
     // Another current notification than the next pending one stops the count-down.
-    controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, QVariantList { later });
+    report(*controller, kVXObserveNotificationsCurrent, QVariantList { later });
     QVERIFY(!controller->countDownTimer());
-    controller->observedVariableDidBecome(kVXObserveSchedulerActive, QVariantList());
-    controller->observedVariableDidBecome(kVXObserveSchedulerPending, QVariantList());
+    report(*controller, kVXObserveSchedulerActive, QVariantList());
+    report(*controller, kVXObserveSchedulerPending, QVariantList());
     QCOMPARE(item->title(), QString());
     QCOMPARE(item->toolTip(), QString());
 }

@@ -10,11 +10,16 @@
 
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QThreadPool>
+
+#include <utility>
 
 TriskVXObserver::TriskVXObserver(TriskVXConnection *connection, QObject *parent)
     : QObject(parent)
     , m_connection(connection)
+    , m_link(std::make_shared<Link>())
 {
+    m_link->observer = this;
     TriskVXDBusPropertyList::registerTypes();
     if (!connection)
         return;
@@ -33,7 +38,11 @@ TriskVXObserver::TriskVXObserver(TriskVXConnection *connection, QObject *parent)
         reload();
 }
 
-TriskVXObserver::~TriskVXObserver() = default;
+TriskVXObserver::~TriskVXObserver()
+{
+    QMutexLocker lock(&m_link->mutex);
+    m_link->observer = nullptr;
+}
 
 QStringList TriskVXObserver::observedVariables()
 {
@@ -93,7 +102,11 @@ void TriskVXObserver::reload()
             const QVariantMap values = reply.value();
             QStringList changed;
             for (const QString &name : observedVariables()) {
-                if (values.contains(name) && receive(name, values.value(name)))
+                if (!values.contains(name))
+                    continue;
+                // What was published before this answer is older than it.
+                m_incoming.remove(name);
+                if (receive(name, values.value(name)))
                     changed.append(name);
             }
             for (const QString &name : std::as_const(changed))
@@ -147,19 +160,99 @@ void TriskVXObserver::propertiesChanged(const QString &interfaceName, const QVar
 {
     if (interfaceName != kVXDBusInterface)
         return;
-    QStringList announced;
     for (auto it = changed.cbegin(); it != changed.cend(); ++it) {
-        if (!observedVariables().contains(it.key()))
-            continue;
-        if (receive(it.key(), it.value()))
-            announced.append(it.key());
+        if (observedVariables().contains(it.key()))
+            m_incoming.insert(it.key(), it.value());
     }
-    for (const QString &name : std::as_const(announced))
-        announce(name);
     for (const QString &name : invalidated) {
-        if (observedVariables().contains(name))
-            fetch(name);
+        if (!observedVariables().contains(name))
+            continue;
+        m_incoming.remove(name);
+        fetch(name);
     }
+    if (m_incoming.isEmpty())
+        return;
+    if (!m_takesNewestOnly) {
+        takeIncoming();
+        return;
+    }
+    if (!m_incomingTimer) {
+        m_incomingTimer = new QTimer(this);
+        m_incomingTimer->setSingleShot(true);
+        QObject::connect(m_incomingTimer, &QTimer::timeout, this, &TriskVXObserver::takeIncoming);
+    }
+    if (!m_incomingTimer->isActive())
+        m_incomingTimer->start(0);
+}
+
+void TriskVXObserver::takeIncoming()
+{
+    if (!m_takesNewestOnly) {
+        const QHash<QString, QVariant> incoming = std::exchange(m_incoming, {});
+        QStringList announced;
+        for (const QString &name : observedVariables()) {
+            const auto value = incoming.constFind(name);
+            if (value != incoming.constEnd() && receive(name, *value))
+                announced.append(name);
+        }
+        for (const QString &name : std::as_const(announced))
+            announce(name);
+        return;
+    }
+    // One decode at a time: what comes meanwhile waits, and only its newest values are decoded next.
+    if (m_decoding || m_incoming.isEmpty())
+        return;
+    m_decoding = true;
+    QThreadPool::globalInstance()->start(
+        [link = m_link, incoming = std::exchange(m_incoming, {}), known = m_values, generation = m_generation] {
+            QHash<QString, QVariant> decoded;
+            QStringList complaints;
+            for (const QString &name : observedVariables()) {
+                const auto wire = incoming.constFind(name);
+                if (wire == incoming.constEnd())
+                    continue;
+                QString error;
+                const QVariant value = TriskVXDBusPropertyList::decode(*wire, &error);
+                if (!value.isValid() || !TriskVXRecords::isWellFormedVariable(name, value, &error)) {
+                    complaints.append(QStringLiteral("ignoring the published %1: %2").arg(name, error));
+                    continue;
+                }
+                const auto existing = known.constFind(name);
+                if (existing == known.constEnd() || existing.value() != value)
+                    decoded.insert(name, value);
+            }
+            QMutexLocker lock(&link->mutex);
+            if (TriskVXObserver *observer = link->observer)
+                QMetaObject::invokeMethod(
+                    observer,
+                    [observer, decoded, complaints, generation] {
+                        observer->takeDecoded(decoded, complaints, generation);
+                    },
+                    Qt::QueuedConnection);
+        });
+}
+
+void TriskVXObserver::takeDecoded(const QHash<QString, QVariant> &decoded, const QStringList &complaints,
+                                  quint64 generation)
+{
+    m_decoding = false;
+    for (const QString &complaint : complaints)
+        qCWarning(lcHalvane).noquote() << complaint;
+    // A full read began after these reports: its answer is newer than they are.
+    if (generation == m_generation) {
+        QStringList announced;
+        for (const QString &name : observedVariables()) {
+            const auto value = decoded.constFind(name);
+            if (value == decoded.constEnd())
+                continue;
+            m_values.insert(name, *value);
+            announced.append(name);
+        }
+        for (const QString &name : std::as_const(announced))
+            announce(name);
+    }
+    if (!m_incoming.isEmpty())
+        takeIncoming();
 }
 
 bool TriskVXObserver::receive(const QString &name, const QVariant &wireValue)

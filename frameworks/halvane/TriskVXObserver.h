@@ -3,12 +3,15 @@
 #include "TriskVXConnection.h"
 
 #include <QHash>
+#include <QMutex>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
+#include <QTimer>
 #include <QVariant>
 
 #include <functional>
+#include <memory>
 
 class OrgFreedesktopDBusPropertiesInterface;
 class OrgHalvaneScheduler1Interface;
@@ -32,6 +35,13 @@ public:
     ~TriskVXObserver() override;
 
     TriskVXConnection *connection() const { return m_connection; }
+    // Off by default: every published value is decoded and announced as it comes, so that a client can
+    // follow each transition. On: the reports that arrive while the event loop is busy are decoded once,
+    // the newest value of each variable, on a worker thread, and announced when that is done; for
+    // clients that show the present state, such as the notifier, to which a burst of firings brings a
+    // report per firing of lists that take ~300 ms each to decode.
+    bool takesNewestOnly() const { return m_takesNewestOnly; }
+    void setTakesNewestOnly(bool newestOnly) { m_takesNewestOnly = newestOnly; }
 
     // The current value of a variable, or of a key inside it ("SchedulerPending" or
     // "AuthorisationRights.0.Signature" style paths); nil (invalid) until the service has published one.
@@ -73,10 +83,27 @@ private:
     // Takes one published value; false when it is malformed (logged, not delivered).
     bool receive(const QString &name, const QVariant &wireValue);
     void announce(const QString &name);
+    // Decodes the reports that came since the last turn of the event loop: the last value of each.
+    void takeIncoming();
+    // The worker's results, on this object's thread; values of an older generation are dropped.
+    void takeDecoded(const QHash<QString, QVariant> &decoded, const QStringList &complaints, quint64 generation);
 
     QPointer<TriskVXConnection> m_connection;
     OrgFreedesktopDBusPropertiesInterface *m_properties = nullptr;
     OrgHalvaneScheduler1Interface *m_scheduler = nullptr;
     QHash<QString, QVariant> m_values;
+    // Published values not yet decoded. With 10,000 triggers a report costs ~50 ms to decode and check,
+    // and a burst of firings brings one per firing: only the newest of those queued together is decoded.
+    QHash<QString, QVariant> m_incoming;
+    bool m_takesNewestOnly = false;
+    bool m_decoding = false;
+    // Lets a worker reach this object only while it lives.
+    struct Link
+    {
+        QMutex mutex;
+        TriskVXObserver *observer = nullptr;
+    };
+    std::shared_ptr<Link> m_link;
+    QTimer *m_incomingTimer = nullptr;
     quint64 m_generation = 0;
 };

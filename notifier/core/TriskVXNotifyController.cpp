@@ -99,6 +99,8 @@ void TriskVXNotifyController::awakeFromNib()
     connection->setDelegate(this);
     m_connection = connection;
     m_observer = new TriskVXObserver(connection, this);
+    // The notifiers show the present state: a burst of reports is decoded once (docs/decisions.md).
+    m_observer->setTakesNewestOnly(true);
     connect(m_observer, &TriskVXObserver::reloaded, this, [] {
         qCInfo(lcTriskNotifier).noquote() << QStringLiteral("the scheduler's variables are read");
     });

@@ -24,6 +24,8 @@ const QString kChildrenDisplay = QStringLiteral("children-display");
 const QString kToggleType = QStringLiteral("toggle-type");
 const QString kToggleState = QStringLiteral("toggle-state");
 const int kIconSize = 16;
+// More pictures than a menu shows at once; the cache starts again when it is full.
+const qsizetype kIconDataCacheSize = 256;
 
 QByteArray pngOf(const QIcon &icon)
 {
@@ -73,8 +75,9 @@ void TriskVXDBusMenuExporter::setMenu(QMenu *menu)
     m_changedLayouts.clear();
     m_changedItems.clear();
     m_menu = menu;
-    ++m_revision;
-    Q_EMIT LayoutUpdated(m_revision, kRootId);
+    // Menus replaced in one turn of the event loop are one LayoutUpdated: each makes the host read the
+    // whole layout again.
+    scheduleLayoutUpdate(kRootId);
 }
 
 int TriskVXDBusMenuExporter::idOfAction(QAction *action)
@@ -153,7 +156,7 @@ QVariantMap TriskVXDBusMenuExporter::propertiesOf(QAction *action, const QString
     if (TriskVXMenuItem::hasSubmenu(action) && wanted(kChildrenDisplay))
         properties.insert(kChildrenDisplay, QStringLiteral("submenu"));
     if (!action->icon().isNull() && wanted(kIconData))
-        properties.insert(kIconData, pngOf(action->icon()));
+        properties.insert(kIconData, iconDataOf(action->icon()));
     if (action->isCheckable()) {
         if (wanted(kToggleType))
             properties.insert(kToggleType, QStringLiteral("checkmark"));
@@ -161,6 +164,21 @@ QVariantMap TriskVXDBusMenuExporter::propertiesOf(QAction *action, const QString
             properties.insert(kToggleState, action->isChecked() ? 1 : 0);
     }
     return properties;
+}
+
+QByteArray TriskVXDBusMenuExporter::iconDataOf(const QIcon &icon) const
+{
+    // A menu shows the same few pictures on many lines and again after each rebuild; encoding each line's
+    // PNG anew took most of a layout's time.
+    const qint64 key = icon.cacheKey();
+    const auto cached = m_iconData.constFind(key);
+    if (cached != m_iconData.constEnd())
+        return *cached;
+    if (m_iconData.size() >= kIconDataCacheSize)
+        m_iconData.clear();
+    const QByteArray png = pngOf(icon);
+    m_iconData.insert(key, png);
+    return png;
 }
 
 void TriskVXDBusMenuExporter::watch(QMenu *menu)

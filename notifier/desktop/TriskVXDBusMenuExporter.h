@@ -14,7 +14,7 @@
 
 // Exports a QMenu over com.canonical.dbusmenu so that a panel draws it: items get ids as they are first
 // laid out, clicks arrive as Event and run the item's action as a local click would, and a menu that
-// changes tells the host (one LayoutUpdated for a menu replaced whole).
+// changes tells the host (one LayoutUpdated for the menus replaced in one turn of the event loop).
 class TriskVXDBusMenuExporter : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -76,6 +76,7 @@ private:
     // Emits the menu's aboutToShow as a local opening would; whether its items changed meanwhile.
     bool showMenu(QMenu *menu);
     TriskVXDBusMenuLayoutItem layoutOf(int id, QMenu *menu, int depth, const QStringList &names);
+    QByteArray iconDataOf(const QIcon &icon) const;
     void watch(QMenu *menu);
     // Unknown ids are the host's mistake: answered with an error, never a crash.
     void refuseUnknownId(int id);
@@ -96,4 +97,6 @@ private:
     QSet<QAction *> m_changedItems;
     bool m_updateScheduled = false;
     bool m_changedDuringShow = false;
+    // PNG data by QIcon::cacheKey.
+    mutable QHash<qint64, QByteArray> m_iconData;
 };

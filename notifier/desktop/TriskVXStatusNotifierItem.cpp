@@ -49,7 +49,7 @@ TriskVXStatusNotifierItem::TriskVXStatusNotifierItem(TriskVXStatusItem *item, co
                                                    .arg(m_serviceName, m_connection.lastError().message());
     if (m_item) {
         m_menuExporter->setMenu(m_item->menu());
-        m_imageKey = m_item->image().cacheKey();
+        m_image = m_item->image();
         m_toolTip = m_item->toolTip();
         m_label = m_item->title();
         connect(m_item, &TriskVXStatusItem::changed, this, &TriskVXStatusNotifierItem::itemChanged);
@@ -148,9 +148,10 @@ void TriskVXStatusNotifierItem::itemChanged()
         return;
     if (m_item->menu() != m_menuExporter->menu())
         m_menuExporter->setMenu(m_item->menu());
-    const qint64 imageKey = m_item->image().cacheKey();
-    if (imageKey != m_imageKey) {
-        m_imageKey = imageKey;
+    // Each rebuild draws the picture anew: compared by its pixels (a few hundred), not by its cache key,
+    // so that the host reads it again only when it looks different.
+    if (m_item->image() != m_image) {
+        m_image = m_item->image();
         Q_EMIT NewIcon();
     }
     if (m_item->toolTip() != m_toolTip) {

@@ -107,7 +107,7 @@ private:
     bool m_registering = false;
     TriskVXDBusMenuExporter *m_menuExporter = nullptr;
     // What the host last heard, so that only real changes are signalled.
-    qint64 m_imageKey = 0;
+    QImage m_image;
     QString m_toolTip;
     QString m_label;
 };

@@ -14,8 +14,13 @@
 #include "TriskVXUserDefaults.h"
 
 #include <QApplication>
+#include <QLocale>
 #include <QPalette>
 #include <QPixmap>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace {
 const QString kEmphasizeIconDefault = QStringLiteral("emphasize icon");
@@ -26,6 +31,8 @@ const int kPlaceholderTag = 1;
 const int kSectionItemsTag = 1;
 const int kSectionHeadingTag = 2;
 const QString kQuickScheduleAction = QStringLiteral("quickSchedule:");
+// Entries of the pending and on-demand lists above which a rebuild hands freed memory back.
+const qsizetype kLongListsForTrim = 1000;
 
 QVariantMap mapOf(const QVariant &value)
 {
@@ -126,23 +133,67 @@ void TriskVXStatusMenuController::observedVariableDidBecome(const QString &obser
 {
     if (observed == kVXObserveSchedulerPending) {
         m_pendingEvents = value;
-        updateWithPending(value);
+        scheduleUpdate(true);
     }
-    if (observed == kVXObserveNotificationsCurrent)
-        updateWithCurrent(value);
+    if (observed == kVXObserveNotificationsCurrent) {
+        const QVariantList list = value.toList();
+        m_nextCurrentQueuedTrigger = list.isEmpty() ? QVariant() : list.first();
+        scheduleUpdate(false);
+    }
     if (observed == kVXObserveOnDemandAvailable) {
         m_onDemandEvents = value;
-        updateWithPending(m_pendingEvents);
+        scheduleUpdate(true);
     }
     if (observed == kVXObserveSchedulerActive) {
         m_activeEvents = value;
-        m_onDemandEvents = QVariant(m_onDemandEvents);
-        updateWithPending(m_pendingEvents);
+        scheduleUpdate(true);
     }
     if (observed == kVXObserveSchedulerEnabled) {
         m_schedulerEnabled = value;
-        updateWithPending(m_pendingEvents);
+        scheduleUpdate(true);
     }
+}
+
+bool TriskVXStatusMenuController::isRebuildScheduled() const
+{
+    return m_updateTimer && m_updateTimer->isActive();
+}
+
+void TriskVXStatusMenuController::scheduleUpdate(bool menu)
+{
+    // With 10,000 triggers a burst of firings brings a report per firing; rebuilding at each one blocked
+    // the notifier for seconds and left the panel re-reading the menu (docs/decisions.md).
+    m_menuOutdated = m_menuOutdated || menu;
+    m_titleOutdated = true;
+    if (!m_updateTimer) {
+        m_updateTimer = new QTimer(this);
+        m_updateTimer->setSingleShot(true);
+        connect(m_updateTimer, &QTimer::timeout, this, &TriskVXStatusMenuController::runScheduledUpdate);
+    }
+    if (m_updateTimer->isActive())
+        return;
+    const qint64 since = m_sinceRebuild.isValid() ? m_sinceRebuild.elapsed() : kRebuildSpacingMSecs;
+    m_updateTimer->start(static_cast<int>(std::max<qint64>(0, kRebuildSpacingMSecs - since)));
+}
+
+void TriskVXStatusMenuController::runScheduledUpdate()
+{
+    // A rebuild sets the title too.
+    const bool rebuilt = m_menuOutdated;
+    if (m_menuOutdated)
+        updateWithPending(m_pendingEvents);
+    else if (m_titleOutdated)
+        updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+    m_titleOutdated = false;
+#ifdef __GLIBC__
+    // The lists just replaced were freed, but the heap keeps their pages: after a burst of reports on
+    // 10,000 triggers that was ~75 MB the notifier held on to (docs/decisions.md). Handing them back
+    // costs a few milliseconds (6-18 ms for 40-50 MB), worth it only after lists longer than the menu shows.
+    if (rebuilt && m_pendingEvents.toList().size() + m_onDemandEvents.toList().size() > kLongListsForTrim)
+        malloc_trim(0);
+#else
+    Q_UNUSED(rebuilt)
+#endif
 }
 
 bool TriskVXStatusMenuController::isSchedulerEnabled() const
@@ -241,7 +292,7 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
     QMenu *templ = templateMenu();
     if (!templ)
         return;
-    // Step 5 first, so that every new item is born owned by the menu it goes into.
+    // The copy first, so that every new item is born owned by the menu it goes into.
     QMenu *menu = TriskVXMenuItem::copyMenu(templ);
     const QList<QAction *> templateItems = menu->actions();
     qsizetype placeholderIndex = -1;
@@ -258,49 +309,12 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         return;
     }
 
-    // 1. Active events: shown, not actionable.
-    QList<QAction *> activeItems;
-    const QVariantList active = m_activeEvents.toList();
-    for (const QVariant &activeEvent : active) {
-        const QVariant event = mapOf(activeEvent).value(kVXActiveEventEvent);
-        QAction *item = newItemForEvent(event, mapOf(event).value(kVXEventName).toString(), menu);
-        item->setData(event);
-        activeItems.append(item);
-    }
-
-    // 2. On-demand events, listed as observed.
-    QList<QAction *> onDemandItems;
-    const QVariantList onDemand = m_onDemandEvents.toList();
-    for (const QVariant &event : onDemand) {
-        QAction *item = newItemForEvent(event, mapOf(event).value(kVXEventName).toString(), menu);
-        item->setData(event);
-        TriskVXMenuItem::setTargetAction(item, this, QStringLiteral("triggerOnDemandNow:"));
-        onDemandItems.append(item);
-    }
-
-    // 3. Pending triggers, a separator at each change of day.
-    QList<QAction *> pendingItems;
     const QVariantList queued = pending.toList();
-    qint32 previousDay = 0;
-    const QList<QAction *> performNowItems
-        = m_performNowTemplateMenu ? m_performNowTemplateMenu->actions() : QList<QAction *>();
-    for (const QVariant &queuedTrigger : queued) {
-        const qint32 day = relativeDaysAwayWithQueuedTrigger(queuedTrigger);
-        if (day != previousDay && !pendingItems.isEmpty())
-            pendingItems.append(TriskVXMenuItem::separatorItem(menu));
-        previousDay = day;
-        const QString title = QStringLiteral("%1\n%2").arg(eventNameWithQueuedTrigger(queuedTrigger),
-                                                           triggerDateWithQueuedTrigger(queuedTrigger).toString());
-        QAction *item = newItemForEvent(mapOf(queuedTrigger).value(kVXQueuedTriggerEvent), title, menu);
-        item->setData(queuedTrigger);
-        // Its submenu comes when the status menu opens, and the submenu's items when it opens: with a
-        // thousand triggers, making them all at each report would cost more than the whole rebuild may
-        // (docs/decisions.md).
-        TriskVXMenuItem::setSubmenuToCome(item, true);
-        pendingItems.append(item);
-    }
+    const QList<QAction *> activeItems = activeSectionItems(menu);
+    const QList<QAction *> onDemandItems = onDemandSectionItems(menu);
+    const QList<QAction *> pendingItems = pendingSectionItems(queued, menu);
 
-    // 4. The sections, each in its frame.
+    // The sections, each in its frame.
     const QList<std::pair<QString, QList<QAction *>>> sections = {
         { QStringLiteral("TriskVXStatusMenuController.section.active"), activeItems },
         { QStringLiteral("TriskVXStatusMenuController.section.ondemand"), onDemandItems },
@@ -316,13 +330,13 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         collected.append(encloseMenuItemsAsSection(items, localized(key), menu));
     }
 
-    // 5. The sections take the placeholder's place.
+    // The sections take the placeholder's place.
     QAction *placeholder = templateItems.at(placeholderIndex);
     menu->insertActions(placeholder, collected);
     menu->removeAction(placeholder);
     delete placeholder;
 
-    // 6. The one Quick Schedule submenu moves into the new menu.
+    // The one Quick Schedule submenu moves into the new menu.
     if (m_quickMenu && !m_quickMenu->actions().isEmpty()) {
         const QList<QAction *> items = menu->actions();
         for (QAction *item : items) {
@@ -340,10 +354,9 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         }
     }
 
-    // 7.
     appendRemoveItem(menu);
 
-    // 9 comes before 8 here only in that the information item goes in before the item shows the menu.
+    // The information line goes in before the item shows the menu.
     if (!queued.isEmpty()) {
         m_nextPendingQueuedTrigger = queued.first();
     } else {
@@ -372,8 +385,13 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         attachTriggerSubmenus(menu);
     });
 
-    // 8. The item shows the new menu; the previous one goes once control is back in the event loop, as a
+    // The item shows the new menu; the previous one goes once control is back in the event loop, as a
     // report may arrive while it is open.
+    m_menuOutdated = false;
+    m_titleOutdated = false;
+    if (m_updateTimer)
+        m_updateTimer->stop();
+    m_sinceRebuild.start();
     QMenu *previous = m_statusMenu;
     m_statusMenu = menu;
     if (statusItem())
@@ -381,8 +399,75 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
     if (previous)
         previous->deleteLater();
 
-    // 10.
     updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+QList<QAction *> TriskVXStatusMenuController::activeSectionItems(QMenu *menu) const
+{
+    // Shown, not actionable; as many as are being performed, which the performer keeps to a few.
+    QList<QAction *> items;
+    const QVariantList active = m_activeEvents.toList();
+    for (const QVariant &activeEvent : active) {
+        const QVariant event = mapOf(activeEvent).value(kVXActiveEventEvent);
+        QAction *item = newItemForEvent(event, mapOf(event).value(kVXEventName).toString(), menu);
+        item->setData(event);
+        items.append(item);
+    }
+    return items;
+}
+
+QList<QAction *> TriskVXStatusMenuController::onDemandSectionItems(QMenu *menu)
+{
+    QList<QAction *> items;
+    const QVariantList onDemand = m_onDemandEvents.toList();
+    for (const QVariant &event : onDemand.mid(0, kSectionLimit)) {
+        QAction *item = newItemForEvent(event, mapOf(event).value(kVXEventName).toString(), menu);
+        item->setData(event);
+        TriskVXMenuItem::setTargetAction(item, this, QStringLiteral("triggerOnDemandNow:"));
+        items.append(item);
+    }
+    if (QAction *more = moreItem(onDemand.size() - items.size(), QStringLiteral("STATUSMENU_MORE_ONDEMAND"), menu))
+        items.append(more);
+    return items;
+}
+
+QList<QAction *> TriskVXStatusMenuController::pendingSectionItems(const QVariantList &queued, QMenu *menu) const
+{
+    // A separator at each change of day.
+    QList<QAction *> items;
+    qint32 previousDay = 0;
+    qsizetype listed = 0;
+    for (const QVariant &queuedTrigger : queued.mid(0, kSectionLimit)) {
+        const qint32 day = relativeDaysAwayWithQueuedTrigger(queuedTrigger);
+        if (day != previousDay && !items.isEmpty())
+            items.append(TriskVXMenuItem::separatorItem(menu));
+        previousDay = day;
+        const QString title = QStringLiteral("%1\n%2").arg(eventNameWithQueuedTrigger(queuedTrigger),
+                                                           triggerDateWithQueuedTrigger(queuedTrigger).toString());
+        QAction *item = newItemForEvent(mapOf(queuedTrigger).value(kVXQueuedTriggerEvent), title, menu);
+        item->setData(queuedTrigger);
+        // Its submenu comes when the status menu opens, and the submenu's items when it opens: with a
+        // thousand triggers, making them all at each report would cost more than the whole rebuild may
+        // (docs/decisions.md).
+        TriskVXMenuItem::setSubmenuToCome(item, true);
+        items.append(item);
+        ++listed;
+    }
+    if (QAction *more = moreItem(queued.size() - listed, QStringLiteral("STATUSMENU_MORE_PENDING"), menu))
+        items.append(more);
+    return items;
+}
+
+QAction *TriskVXStatusMenuController::moreItem(qsizetype leftOut, const QString &key, QMenu *menu) const
+{
+    if (leftOut <= 0)
+        return nullptr;
+    // The count in the person's own digits ("9.950" in German); one has a sentence of its own.
+    const QString title
+        = leftOut == 1 ? localized(key + QStringLiteral("_ONE")) : localized(key).arg(QLocale().toString(leftOut));
+    QAction *item = TriskVXMenuItem::itemWithTitleActionTarget(title, QString(), nullptr, menu);
+    item->setToolTip(localized(QStringLiteral("STATUSMENU_MORE_TOOLTIP")).arg(kSectionLimit));
+    return item;
 }
 
 void TriskVXStatusMenuController::attachTriggerSubmenus(QMenu *menu)

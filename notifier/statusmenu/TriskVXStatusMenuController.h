@@ -3,6 +3,7 @@
 #include "TriskVXStatusMenu.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QList>
 #include <QMenu>
@@ -18,9 +19,9 @@
 class QAction;
 class TriskVXIDateTransformer;
 
-// The status-menu notifier: rebuilds the whole status menu from its templates at each
-// report of the scheduler's variables, sets the item's picture, count-down and tool tip, sends the menu's
-// actions to the scheduler, and carries the Quick Schedule submenu from menu to menu.
+// The status-menu notifier: rebuilds the whole status menu from its templates once for the reports of
+// the scheduler's variables that come together, sets the item's picture, count-down and tool tip, sends the
+// menu's actions to the scheduler, and carries the Quick Schedule submenu from menu to menu.
 class TriskVXStatusMenuController : public TriskVXStatusMenu
 {
     Q_OBJECT
@@ -40,6 +41,14 @@ public:
     void observedVariableDidBecome(const QString &observed, const QVariant &value) override;
 
     // Menu content
+    // The most lines the on-demand and the pending section list; one line below says how many more there
+    // are (docs/status-menu.md).
+    static constexpr qsizetype kSectionLimit = 50;
+    // Reports that come within this time of the last rebuild wait for its end, so that a storm of reports
+    // costs at most ten rebuilds a second (docs/decisions.md).
+    static constexpr int kRebuildSpacingMSecs = 100;
+    // Whether reports wait for the next rebuild, which comes when control is back in the event loop.
+    bool isRebuildScheduled() const;
     void updateWithCurrent(const QVariant &current);
     void updateWithPending(const QVariant &pending);
     QList<QAction *> encloseMenuItemsAsSection(const QList<QAction *> &menuItems, const QString &sectionTitle,
@@ -126,6 +135,14 @@ public Q_SLOTS:
     void quickScheduleWithEvent(QObject *sender);
 
 private:
+    // Reports only mark what they change; one rebuild (or one title update) follows for all of them.
+    void scheduleUpdate(bool menu);
+    void runScheduledUpdate();
+    QList<QAction *> activeSectionItems(QMenu *menu) const;
+    QList<QAction *> onDemandSectionItems(QMenu *menu);
+    QList<QAction *> pendingSectionItems(const QVariantList &queued, QMenu *menu) const;
+    // The information line below a section cut at kSectionLimit; nullptr when nothing was left out.
+    QAction *moreItem(qsizetype leftOut, const QString &key, QMenu *menu) const;
     QAction *newItemForEvent(const QVariant &event, const QString &title, QObject *parent) const;
     QIcon iconForImage(const QImage &image) const;
     // Gives each pending trigger's item of the menu its (empty) submenu, as the menu opens.
@@ -154,6 +171,10 @@ private:
     QTimer *m_countDownTimer = nullptr;
     QMenu *m_quickMenu = nullptr;
     QPointer<QMenu> m_statusMenu;
+    QTimer *m_updateTimer = nullptr;
+    bool m_menuOutdated = false;
+    bool m_titleOutdated = false;
+    QElapsedTimer m_sinceRebuild;
     // Menu icons by image: the same few pictures recur in every rebuild.
     mutable QHash<qint64, QIcon> m_iconCache;
     mutable QHash<QString, QImage> m_menuImageCache;

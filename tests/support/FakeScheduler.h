@@ -20,6 +20,8 @@ public:
 
     bool start();
     TriskVXServiceLocation location() const;
+    // The connection it publishes on (a client's is another).
+    QDBusConnection connection() const { return m_connection; }
 
     // What Authenticate answers.
     bool acceptClients = true;

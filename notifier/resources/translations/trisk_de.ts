@@ -44,6 +44,26 @@
         <translation>Der Planer ist ausgeschaltet: Kein Ereignis wird ausgeführt.</translation>
     </message>
     <message>
+        <source>STATUSMENU_MORE_PENDING</source>
+        <translation>%1 weitere folgen</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_PENDING_ONE</source>
+        <translation>1 weiteres folgt</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_ONDEMAND</source>
+        <translation>%1 weitere auf Abruf</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_ONDEMAND_ONE</source>
+        <translation>1 weiteres auf Abruf</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_TOOLTIP</source>
+        <translation>Das Menü zeigt die ersten %1; Halvane öffnen… zeigt alle.</translation>
+    </message>
+    <message>
         <source>STATUSMENU_PENDING_TOOLTIP</source>
         <translation>Als Nächstes: %1, %2</translation>
     </message>

@@ -44,6 +44,26 @@
         <translation>The scheduler is turned off: no event will be performed.</translation>
     </message>
     <message>
+        <source>STATUSMENU_MORE_PENDING</source>
+        <translation>%1 more coming up</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_PENDING_ONE</source>
+        <translation>1 more coming up</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_ONDEMAND</source>
+        <translation>%1 more on demand</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_ONDEMAND_ONE</source>
+        <translation>1 more on demand</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_MORE_TOOLTIP</source>
+        <translation>The menu lists the first %1; Open Halvane… shows them all.</translation>
+    </message>
+    <message>
         <source>STATUSMENU_PENDING_TOOLTIP</source>
         <translation>Next: %1, %2</translation>
     </message>
