@@ -102,9 +102,11 @@ void tst_TriskVXPlatformStorage::refusals()
     const QVariantMap before { { u"a"_s, qint64(1) } };
     QVERIFY(Serialization::writePropertyListToFile(before, path));
     // What is no property-list value is not written, and the file stays whole. libplist 2.2 keeps a date
-    // in 32-bit seconds from 2001: 1933 to 2069.
-    for (const QVariant &value : { QVariant(), QVariant(QPoint(1, 2)), QVariant(QVariantMap { { u"a"_s, QVariant() } }),
-                                   QVariant(utc(2100, 1, 1, 0, 0, 0)) }) {
+    // in 32-bit seconds from 2001: 1933 to 2069, and a string or key only up to a null character (one
+    // read from a binary file used to come back cut short).
+    for (const QVariant &value :
+         { QVariant(), QVariant(QPoint(1, 2)), QVariant(QVariantMap { { u"a"_s, QVariant() } }),
+           QVariant(utc(2100, 1, 1, 0, 0, 0)), QVariant(u"a\0b"_s), QVariant(QVariantMap { { u"a\0b"_s, 1 } }) }) {
         QVERIFY(!Serialization::writePropertyListToFile(value, path, Serialization::Format::Xml, &error));
         QVERIFY2(error.startsWith(u"cannot write "_s + path), qPrintable(error));
     }

@@ -127,6 +127,19 @@ QVariant fromNode(plist_t node, QString *error, KeyCache &keys)
     return QVariant();
 }
 
+// libplist 2.2 takes strings and keys as C strings, which end at the first U+0000: the rest would be
+// dropped without a word. A binary file can hold one; writing it back is refused with a message, and
+// the file already there stays whole.
+bool isWritableText(const QString &text, QString *error)
+{
+    if (!text.contains(QChar(u'\0')))
+        return true;
+    setError(error,
+             QStringLiteral("the string \"%1\" holds a null character, which a property-list file cannot hold")
+                 .arg(QString(text).replace(QChar(u'\0'), QStringLiteral("\\0"))));
+    return false;
+}
+
 plist_t toNode(const QVariant &value, QString *error)
 {
     switch (value.typeId()) {
@@ -148,8 +161,12 @@ plist_t toNode(const QVariant &value, QString *error)
     case QMetaType::Double:
     case QMetaType::Float:
         return plist_new_real(value.toDouble());
-    case QMetaType::QString:
-        return plist_new_string(value.toString().toUtf8().constData());
+    case QMetaType::QString: {
+        const QString text = value.toString();
+        if (!isWritableText(text, error))
+            return nullptr;
+        return plist_new_string(text.toUtf8().constData());
+    }
     case QMetaType::QByteArray: {
         const QByteArray bytes = value.toByteArray();
         return plist_new_data(bytes.constData(), uint64_t(bytes.size()));
@@ -184,6 +201,8 @@ plist_t toNode(const QVariant &value, QString *error)
         PlistPtr dict(plist_new_dict());
         const QVariantMap map = value.toMap();
         for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            if (!isWritableText(it.key(), error))
+                return nullptr;
             plist_t node = toNode(it.value(), error);
             if (!node)
                 return nullptr;
