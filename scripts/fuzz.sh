@@ -50,6 +50,9 @@ for target in "${targets[@]}"; do
     log=$root/$build/$target.log
     : >"$log"
     executions=0
+    # Inputs kept from earlier runs stay; only this run's are counted.
+    started=$root/$build/$target.started
+    touch "$started"
     deadline=$((SECONDS + seconds))
     # libFuzzer stops at the first crash; it starts again with what time is left, so that one fault
     # does not hide the next.
@@ -63,7 +66,7 @@ for target in "${targets[@]}"; do
         # Counted once per run.
         sed -i 's/stat::number_of_executed_units:/stat::counted_executed_units:/' "$log"
     done
-    crashes=$(find "$artifacts" -type f | wc -l)
+    crashes=$(find "$artifacts" -type f -newer "$started" | wc -l)
     summary+=("$(printf '%-11s %12s executions  %3s crashing inputs  (%s)' "$target" "$executions" "$crashes" "$log")")
 done
 echo

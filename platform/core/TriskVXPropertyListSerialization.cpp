@@ -219,6 +219,63 @@ plist_t toNode(const QVariant &value, QString *error)
     return nullptr;
 }
 
+// A big-endian unsigned number of size bytes at offset, or -1 when it does not fit in the data.
+qint64 bigEndianAt(const QByteArray &data, qint64 offset, qint64 size)
+{
+    if (offset < 0 || size < 1 || size > 8 || offset > data.size() - size)
+        return -1;
+    quint64 value = 0;
+    for (qint64 i = 0; i < size; ++i)
+        value = (value << 8) | quint8(data.at(offset + i));
+    return value > quint64(std::numeric_limits<qint64>::max()) ? -1 : qint64(value);
+}
+
+// Whether a binary property list holds a string with a null character. libplist 2.2 reads a
+// dictionary key through a C string and asserts that its length matches, which aborts the whole
+// program on such a key: the service on its state file, the notifier on a preference domain. Values
+// with one could not be written back either, so any string object is looked at, by walking the
+// object table the way the format lays it out (a trailer, an offset table, typed objects). Data whose
+// tables do not add up is left to libplist, which refuses it.
+bool binaryHoldsNullInString(const QByteArray &data)
+{
+    const qint64 kTrailerSize = 32;
+    if (!data.startsWith("bplist") || data.size() < 8 + kTrailerSize)
+        return false;
+    const qint64 trailer = data.size() - kTrailerSize;
+    const qint64 offsetSize = bigEndianAt(data, trailer + 6, 1);
+    const qint64 objectCount = bigEndianAt(data, trailer + 8, 8);
+    const qint64 offsetTable = bigEndianAt(data, trailer + 24, 8);
+    if (offsetSize < 1 || objectCount < 0 || offsetTable < 0 || objectCount > data.size())
+        return false;
+    for (qint64 object = 0; object < objectCount; ++object) {
+        const qint64 offset = bigEndianAt(data, offsetTable + object * offsetSize, offsetSize);
+        const qint64 marker = bigEndianAt(data, offset, 1);
+        const qint64 type = marker >> 4;
+        // 5: ASCII, 6: UTF-16 (two bytes a character), 7: UTF-8.
+        if (marker < 0 || type < 5 || type > 7)
+            continue;
+        qint64 length = marker & 0xf;
+        qint64 start = offset + 1;
+        if (length == 0xf) {
+            // The length follows as an integer object: 0x1N and 2^N bytes.
+            const qint64 lengthMarker = bigEndianAt(data, start, 1);
+            if ((lengthMarker >> 4) != 1 || (lengthMarker & 0xf) > 3)
+                continue;
+            const qint64 lengthSize = qint64(1) << (lengthMarker & 0xf);
+            length = bigEndianAt(data, start + 1, lengthSize);
+            start += 1 + lengthSize;
+        }
+        const qint64 unit = type == 6 ? 2 : 1;
+        if (length < 0 || start > data.size() || length > (data.size() - start) / unit)
+            continue;
+        for (qint64 i = start; i < start + length * unit; i += unit) {
+            if (data.at(i) == 0 && (unit == 1 || data.at(i + 1) == 0))
+                return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray &data, QString *error)
@@ -229,6 +286,10 @@ QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray
     }
     if (data.size() > std::numeric_limits<int32_t>::max()) {
         setError(error, QStringLiteral("the data is too large"));
+        return QVariant();
+    }
+    if (binaryHoldsNullInString(data)) {
+        setError(error, QStringLiteral("the data holds a string with a null character"));
         return QVariant();
     }
     plist_t root = nullptr;
