@@ -111,12 +111,16 @@ void tst_TriskVXPlatformStorage::refusals()
         QVERIFY2(error.startsWith(u"cannot write "_s + path), qPrintable(error));
     }
     QCOMPARE(Serialization::propertyListWithContentsOfFile(path), QVariant(before));
-    for (const QByteArray &broken : { QByteArray(""), QByteArray("hello, world"),
-                                      QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>"),
-                                      QByteArray("bplist00\xd1\x01\x02", 11),
-                                      // Binary { "a\0b": true }: libplist used to abort the program on the key.
-                                      QByteArray::fromHex("62706c6973743030d101025361006209080b0f0000000000000101"
-                                                          "00000000000000030000000000000000000000000000000010") }) {
+    for (const QByteArray &broken :
+         { QByteArray(""), QByteArray("hello, world"),
+           QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>"),
+           QByteArray("bplist00\xd1\x01\x02", 11),
+           // A null character in XML text used to be read into the string.
+           QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>x") + '\0'
+               + QByteArray("y</string></dict></plist>"),
+           // Binary { "a\0b": true }: libplist used to abort the program on the key.
+           QByteArray::fromHex("62706c6973743030d101025361006209080b0f0000000000000101"
+                               "00000000000000030000000000000000000000000000000010") }) {
         QVERIFY(writeFile(path, broken));
         QVERIFY2(!Serialization::propertyListWithContentsOfFile(path, &error).isValid(), broken.constData());
         QVERIFY2(error.startsWith(path + u": "_s), qPrintable(error));

@@ -230,16 +230,19 @@ qint64 bigEndianAt(const QByteArray &data, qint64 offset, qint64 size)
     return value > quint64(std::numeric_limits<qint64>::max()) ? -1 : qint64(value);
 }
 
-// Whether a binary property list holds a string with a null character. libplist 2.2 reads a
-// dictionary key through a C string and asserts that its length matches, which aborts the whole
-// program on such a key: the service on its state file, the notifier on a preference domain. Values
-// with one could not be written back either, so any string object is looked at, by walking the
-// object table the way the format lays it out (a trailer, an offset table, typed objects). Data whose
-// tables do not add up is left to libplist, which refuses it.
-bool binaryHoldsNullInString(const QByteArray &data)
+// Whether a property list holds a string with a null character. libplist 2.2 reads a dictionary key
+// through a C string and asserts that its length matches, which aborts the whole program on such a
+// key: the service on its state file, the notifier on a preference domain. Values with one could not
+// be written back either, so every string counts. XML may hold no null character at all, and libplist
+// takes a raw one into the text, so any null byte refuses XML data. In a binary list the string
+// objects are looked at, by walking the object table the way the format lays it out (a trailer, an
+// offset table, typed objects); data whose tables do not add up is left to libplist, which refuses it.
+bool holdsNullInString(const QByteArray &data)
 {
+    if (!data.startsWith("bplist"))
+        return data.contains('\0');
     const qint64 kTrailerSize = 32;
-    if (!data.startsWith("bplist") || data.size() < 8 + kTrailerSize)
+    if (data.size() < 8 + kTrailerSize)
         return false;
     const qint64 trailer = data.size() - kTrailerSize;
     const qint64 offsetSize = bigEndianAt(data, trailer + 6, 1);
@@ -288,7 +291,7 @@ QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray
         setError(error, QStringLiteral("the data is too large"));
         return QVariant();
     }
-    if (binaryHoldsNullInString(data)) {
+    if (holdsNullInString(data)) {
         setError(error, QStringLiteral("the data holds a string with a null character"));
         return QVariant();
     }
