@@ -111,13 +111,13 @@ void tst_TriskVXPlatformStorage::refusals()
         QVERIFY2(error.startsWith(u"cannot write "_s + path), qPrintable(error));
     }
     QCOMPARE(Serialization::propertyListWithContentsOfFile(path), QVariant(before));
+    // A null character in XML text used to be read into the string.
+    const char xmlWithNull[]
+        = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>x\0y</string></dict></plist>";
     for (const QByteArray &broken :
          { QByteArray(""), QByteArray("hello, world"),
            QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>"),
-           QByteArray("bplist00\xd1\x01\x02", 11),
-           // A null character in XML text used to be read into the string.
-           QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>x") + '\0'
-               + QByteArray("y</string></dict></plist>"),
+           QByteArray("bplist00\xd1\x01\x02", 11), QByteArray(xmlWithNull, sizeof(xmlWithNull) - 1),
            // Binary { "a\0b": true }: libplist used to abort the program on the key.
            QByteArray::fromHex("62706c6973743030d101025361006209080b0f0000000000000101"
                                "00000000000000030000000000000000000000000000000010") }) {
