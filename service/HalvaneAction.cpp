@@ -4,7 +4,12 @@
 
 #include <QCoreApplication>
 
+#include <limits>
+
 namespace {
+// A command's time limit reaches the performer as milliseconds in an int.
+const qint64 kMaxTimeoutSeconds = std::numeric_limits<int>::max() / 1000;
+
 bool fail(QString *error, const QString &message)
 {
     if (error)
@@ -44,8 +49,11 @@ bool HalvaneAction::isValid(const QVariant &action, QString *error)
         if (map.contains(kVXActionTimeout)) {
             const QVariant timeout = map.value(kVXActionTimeout);
             const bool number = timeout.typeId() == QMetaType::LongLong || timeout.typeId() == QMetaType::Double;
-            if (!number || timeout.toDouble() <= 0)
-                return fail(error, QStringLiteral("a command's Timeout is not a positive number of seconds"));
+            if (!number || timeout.toDouble() <= 0 || timeout.toDouble() > kMaxTimeoutSeconds)
+                return fail(error,
+                            QStringLiteral("a command's Timeout is not a positive number of seconds "
+                                           "up to %1")
+                                .arg(kMaxTimeoutSeconds));
         }
         if (map.contains(kVXActionUser)
             && (map.value(kVXActionUser).typeId() != QMetaType::QString

@@ -14,13 +14,17 @@ QString newIdentifier()
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
+// Longer than anyone plans ahead, and far from where the scheduler's date arithmetic overflows: a
+// larger real (or infinity) used to overflow its conversion to whole seconds.
+const double kMaxSeconds = 100.0 * 366 * 24 * 60 * 60;
+
 bool isNonNegativeNumber(const QVariant &value)
 {
     switch (value.typeId()) {
     case QMetaType::LongLong:
     case QMetaType::Int:
     case QMetaType::Double:
-        return value.toDouble() >= 0;
+        return value.toDouble() >= 0 && value.toDouble() <= kMaxSeconds;
     default:
         return false;
     }
@@ -35,7 +39,7 @@ bool HalvaneEventStore::isValidEvent(const QVariant &event, QString *error)
     for (const QString &key : { kVXEventNoticePeriod, kVXEventWarningLead }) {
         if (record.contains(key) && !isNonNegativeNumber(record.value(key))) {
             if (error)
-                *error = QStringLiteral("an event's %1 is not a number of seconds").arg(key);
+                *error = QStringLiteral("an event's %1 is not a number of seconds from 0 to 100 years").arg(key);
             return false;
         }
     }

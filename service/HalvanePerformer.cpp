@@ -10,14 +10,36 @@
 
 #include <grp.h>
 #include <pwd.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <vector>
+
 namespace {
-// Runs in the child between fork and exec: only async-signal-safe calls.
-void becomeUser(uid_t uid, gid_t gid, const char *name)
+// Runs in the child between QProcess's vfork and exec, in the service's memory while its other threads
+// run on: no allocation, no lock, no reading of the user database. initgroups did all three (and under
+// AddressSanitizer crashed halvaned in free()), so the groups are read before, in the service. Raw system
+// calls change only the child: glibc's wrappers would also signal the threads of the service.
+void becomeUser(uid_t uid, gid_t gid, const std::vector<gid_t> &groups)
 {
-    if (::initgroups(name, gid) != 0 || ::setgid(gid) != 0 || ::setuid(uid) != 0)
+    if (::syscall(SYS_setgroups, groups.size(), groups.data()) != 0 || ::syscall(SYS_setgid, gid) != 0
+        || ::syscall(SYS_setuid, uid) != 0)
         ::_exit(126);
+}
+
+// The groups initgroups would give the user; empty when they cannot be read.
+std::vector<gid_t> groupsOf(const char *name, gid_t gid)
+{
+    std::vector<gid_t> groups(32);
+    int count = int(groups.size());
+    while (::getgrouplist(name, gid, groups.data(), &count) == -1) {
+        // count now says how many there are; a list that does not grow is an error.
+        if (count <= int(groups.size()))
+            return {};
+        groups.resize(size_t(count));
+    }
+    groups.resize(size_t(count));
+    return groups;
 }
 } // namespace
 
@@ -102,8 +124,17 @@ void HalvanePerformer::runCommand(const QVariantMap &action, const QString &even
             }
             const uid_t uid = entry->pw_uid;
             const gid_t gid = entry->pw_gid;
-            process->setChildProcessModifier([uid, gid, user] {
-                becomeUser(uid, gid, user.constData());
+            const std::vector<gid_t> groups = groupsOf(user.constData(), gid);
+            if (groups.empty()) {
+                qCWarning(lcHalvaned).noquote()
+                    << QStringLiteral("“%1”: cannot read the groups of %2; the command does not run")
+                           .arg(eventName, QString::fromLocal8Bit(user));
+                process->deleteLater();
+                next();
+                return;
+            }
+            process->setChildProcessModifier([uid, gid, groups] {
+                becomeUser(uid, gid, groups);
             });
         }
     }

@@ -292,6 +292,12 @@ void tst_HalvaneService::malformedRequests_data()
     storeRow("a command with no time to run",
              makeEvent(u"x"_s, {},
                        doing({ command(QVariantList { u"/bin/true"_s }, { { kVXActionTimeout, qint64(0) } }) })));
+    // Seconds beyond any date used to overflow their conversion in the scheduler and in the performer.
+    storeRow("a notice period beyond any date",
+             makeEvent(u"x"_s, { once(kNow.addSecs(60), u"t"_s) }, { { kVXEventNoticePeriod, 2.3e21 } }));
+    storeRow(
+        "a command time limit beyond an int of milliseconds",
+        makeEvent(u"x"_s, {}, doing({ command(QVariantList { u"/bin/true"_s }, { { kVXActionTimeout, 1e10 } }) })));
 }
 
 void tst_HalvaneService::malformedRequests()

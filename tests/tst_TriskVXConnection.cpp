@@ -357,6 +357,12 @@ void tst_TriskVXConnection::valuesCrossTheBus_data()
     // A value that is no property list spoils the whole dictionary.
     QTest::newRow("struct that is not a date")
         << QVariant(QVariantList { qint64(1), QVariant::fromValue(NotADate()) }) << QVariant();
+    // Refused half-way through a dictionary: under scripts/sanitize.sh this used to leak the reader.
+    QTest::newRow("dictionary refused half-way")
+        << QVariant(QVariantMap { { QStringLiteral("a"), qint64(1) },
+                                  { QStringLiteral("b"), QVariant::fromValue(NotADate()) },
+                                  { QStringLiteral("c"), true } })
+        << QVariant();
     QTest::newRow("dictionary with integer keys")
         << QVariant::fromValue(QMap<int, QString> { { 1, QStringLiteral("x") } }) << QVariant();
 }

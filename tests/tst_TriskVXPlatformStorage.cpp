@@ -102,16 +102,25 @@ void tst_TriskVXPlatformStorage::refusals()
     const QVariantMap before { { u"a"_s, qint64(1) } };
     QVERIFY(Serialization::writePropertyListToFile(before, path));
     // What is no property-list value is not written, and the file stays whole. libplist 2.2 keeps a date
-    // in 32-bit seconds from 2001: 1933 to 2069.
-    for (const QVariant &value : { QVariant(), QVariant(QPoint(1, 2)), QVariant(QVariantMap { { u"a"_s, QVariant() } }),
-                                   QVariant(utc(2100, 1, 1, 0, 0, 0)) }) {
+    // in 32-bit seconds from 2001: 1933 to 2069, and a string or key only up to a null character (one
+    // read from a binary file used to come back cut short).
+    for (const QVariant &value :
+         { QVariant(), QVariant(QPoint(1, 2)), QVariant(QVariantMap { { u"a"_s, QVariant() } }),
+           QVariant(utc(2100, 1, 1, 0, 0, 0)), QVariant(u"a\0b"_s), QVariant(QVariantMap { { u"a\0b"_s, 1 } }) }) {
         QVERIFY(!Serialization::writePropertyListToFile(value, path, Serialization::Format::Xml, &error));
         QVERIFY2(error.startsWith(u"cannot write "_s + path), qPrintable(error));
     }
     QCOMPARE(Serialization::propertyListWithContentsOfFile(path), QVariant(before));
-    for (const QByteArray &broken : { QByteArray(""), QByteArray("hello, world"),
-                                      QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>"),
-                                      QByteArray("bplist00\xd1\x01\x02", 11) }) {
+    // A null character in XML text used to be read into the string.
+    const char xmlWithNull[]
+        = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>x\0y</string></dict></plist>";
+    for (const QByteArray &broken :
+         { QByteArray(""), QByteArray("hello, world"),
+           QByteArray("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key>"),
+           QByteArray("bplist00\xd1\x01\x02", 11), QByteArray(xmlWithNull, sizeof(xmlWithNull) - 1),
+           // Binary { "a\0b": true }: libplist used to abort the program on the key.
+           QByteArray::fromHex("62706c6973743030d101025361006209080b0f0000000000000101"
+                               "00000000000000030000000000000000000000000000000010") }) {
         QVERIFY(writeFile(path, broken));
         QVERIFY2(!Serialization::propertyListWithContentsOfFile(path, &error).isValid(), broken.constData());
         QVERIFY2(error.startsWith(path + u": "_s), qPrintable(error));

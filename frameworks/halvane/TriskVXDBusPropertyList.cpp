@@ -117,35 +117,39 @@ QVariant decodeElement(const QDBusArgument &argument, QString *error)
             argument >> bytes;
             return QVariant(bytes);
         }
+        // A container is closed after a refusal too: QDBusArgument frees the reader of the enclosing value
+        // only when the inner one is closed, so each malformed value a peer sent used to leak a reader
+        // and its message.
         QVariantList list;
+        bool wellFormed = true;
         argument.beginArray();
-        while (!argument.atEnd()) {
+        while (wellFormed && !argument.atEnd()) {
             QVariant item = decodeElement(argument, error);
-            if (!item.isValid())
-                return QVariant();
+            wellFormed = item.isValid();
             list.append(item);
         }
         argument.endArray();
-        return QVariant(list);
+        return wellFormed ? QVariant(list) : QVariant();
     }
     case QDBusArgument::MapType: {
         QVariantMap map;
+        bool wellFormed = true;
         argument.beginMap();
-        while (!argument.atEnd()) {
+        while (wellFormed && !argument.atEnd()) {
             argument.beginMapEntry();
             const QVariant key = argument.asVariant();
             if (key.typeId() != QMetaType::QString) {
                 setError(error, QStringLiteral("a dictionary key is not a string"));
-                return QVariant();
+                wellFormed = false;
+            } else {
+                QVariant value = decodeElement(argument, error);
+                wellFormed = value.isValid();
+                map.insert(key.toString(), value);
             }
-            QVariant value = decodeElement(argument, error);
-            if (!value.isValid())
-                return QVariant();
             argument.endMapEntry();
-            map.insert(key.toString(), value);
         }
         argument.endMap();
-        return QVariant(map);
+        return wellFormed ? QVariant(map) : QVariant();
     }
     case QDBusArgument::StructureType: {
         if (argument.currentSignature() != kDateSignature) {

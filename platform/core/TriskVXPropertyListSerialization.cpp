@@ -127,6 +127,19 @@ QVariant fromNode(plist_t node, QString *error, KeyCache &keys)
     return QVariant();
 }
 
+// libplist 2.2 takes strings and keys as C strings, which end at the first U+0000: the rest would be
+// dropped without a word. A binary file can hold one; writing it back is refused with a message, and
+// the file already there stays whole.
+bool isWritableText(const QString &text, QString *error)
+{
+    if (!text.contains(QChar(u'\0')))
+        return true;
+    setError(error,
+             QStringLiteral("the string \"%1\" holds a null character, which a property-list file cannot hold")
+                 .arg(QString(text).replace(QChar(u'\0'), QStringLiteral("\\0"))));
+    return false;
+}
+
 plist_t toNode(const QVariant &value, QString *error)
 {
     switch (value.typeId()) {
@@ -148,8 +161,12 @@ plist_t toNode(const QVariant &value, QString *error)
     case QMetaType::Double:
     case QMetaType::Float:
         return plist_new_real(value.toDouble());
-    case QMetaType::QString:
-        return plist_new_string(value.toString().toUtf8().constData());
+    case QMetaType::QString: {
+        const QString text = value.toString();
+        if (!isWritableText(text, error))
+            return nullptr;
+        return plist_new_string(text.toUtf8().constData());
+    }
     case QMetaType::QByteArray: {
         const QByteArray bytes = value.toByteArray();
         return plist_new_data(bytes.constData(), uint64_t(bytes.size()));
@@ -184,6 +201,8 @@ plist_t toNode(const QVariant &value, QString *error)
         PlistPtr dict(plist_new_dict());
         const QVariantMap map = value.toMap();
         for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            if (!isWritableText(it.key(), error))
+                return nullptr;
             plist_t node = toNode(it.value(), error);
             if (!node)
                 return nullptr;
@@ -200,6 +219,66 @@ plist_t toNode(const QVariant &value, QString *error)
     return nullptr;
 }
 
+// A big-endian unsigned number of size bytes at offset, or -1 when it does not fit in the data.
+qint64 bigEndianAt(const QByteArray &data, qint64 offset, qint64 size)
+{
+    if (offset < 0 || size < 1 || size > 8 || offset > data.size() - size)
+        return -1;
+    quint64 value = 0;
+    for (qint64 i = 0; i < size; ++i)
+        value = (value << 8) | quint8(data.at(offset + i));
+    return value > quint64(std::numeric_limits<qint64>::max()) ? -1 : qint64(value);
+}
+
+// Whether a property list holds a string with a null character. libplist 2.2 reads a dictionary key
+// through a C string and asserts that its length matches, which aborts the whole program on such a
+// key: the service on its state file, the notifier on a preference domain. Values with one could not
+// be written back either, so every string counts. XML may hold no null character at all, and libplist
+// takes a raw one into the text, so any null byte refuses XML data. In a binary list the string
+// objects are looked at, by walking the object table the way the format lays it out (a trailer, an
+// offset table, typed objects); data whose tables do not add up is left to libplist, which refuses it.
+bool holdsNullInString(const QByteArray &data)
+{
+    if (!data.startsWith("bplist"))
+        return data.contains('\0');
+    const qint64 kTrailerSize = 32;
+    if (data.size() < 8 + kTrailerSize)
+        return false;
+    const qint64 trailer = data.size() - kTrailerSize;
+    const qint64 offsetSize = bigEndianAt(data, trailer + 6, 1);
+    const qint64 objectCount = bigEndianAt(data, trailer + 8, 8);
+    const qint64 offsetTable = bigEndianAt(data, trailer + 24, 8);
+    if (offsetSize < 1 || objectCount < 0 || offsetTable < 0 || objectCount > data.size())
+        return false;
+    for (qint64 object = 0; object < objectCount; ++object) {
+        const qint64 offset = bigEndianAt(data, offsetTable + object * offsetSize, offsetSize);
+        const qint64 marker = bigEndianAt(data, offset, 1);
+        const qint64 type = marker >> 4;
+        // 5: ASCII, 6: UTF-16 (two bytes a character), 7: UTF-8.
+        if (marker < 0 || type < 5 || type > 7)
+            continue;
+        qint64 length = marker & 0xf;
+        qint64 start = offset + 1;
+        if (length == 0xf) {
+            // The length follows as an integer object: 0x1N and 2^N bytes.
+            const qint64 lengthMarker = bigEndianAt(data, start, 1);
+            if ((lengthMarker >> 4) != 1 || (lengthMarker & 0xf) > 3)
+                continue;
+            const qint64 lengthSize = qint64(1) << (lengthMarker & 0xf);
+            length = bigEndianAt(data, start + 1, lengthSize);
+            start += 1 + lengthSize;
+        }
+        const qint64 unit = type == 6 ? 2 : 1;
+        if (length < 0 || start > data.size() || length > (data.size() - start) / unit)
+            continue;
+        for (qint64 i = start; i < start + length * unit; i += unit) {
+            if (data.at(i) == 0 && (unit == 1 || data.at(i + 1) == 0))
+                return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray &data, QString *error)
@@ -210,6 +289,10 @@ QVariant TriskVXPropertyListSerialization::propertyListWithData(const QByteArray
     }
     if (data.size() > std::numeric_limits<int32_t>::max()) {
         setError(error, QStringLiteral("the data is too large"));
+        return QVariant();
+    }
+    if (holdsNullInString(data)) {
+        setError(error, QStringLiteral("the data holds a string with a null character"));
         return QVariant();
     }
     plist_t root = nullptr;
