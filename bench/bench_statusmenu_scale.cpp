@@ -229,7 +229,8 @@ int main(int argc, char *argv[])
     printMemory("with halvaned's client, before any event");
 
     // The schedule: the benchmark's events, and a hundred more that fire within one second a minute from now.
-    QVariantList events = benchEvents(count, now);
+    // The service's limit is 10,000 events in all: the burst is part of the count.
+    QVariantList events = benchEvents(count - kBurst, now);
     for (int i = 0; i < kBurst; ++i) {
         QVariantMap event = benchEvents(1, now).first().toMap();
         event.insert(kVXEventUniqueID, QStringLiteral("burst%1").arg(i));
@@ -242,9 +243,12 @@ int main(int argc, char *argv[])
     }
     QElapsedTimer timer;
     timer.start();
-    if (!client.request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } })) {
-        std::fprintf(stderr, "halvaned did not take the events\n");
-        return 1;
+    // A store request carries at most 2,000 events (docs/protocol.md, "Limits").
+    for (qsizetype first = 0; first < events.size(); first += 1000) {
+        if (!client.request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events.mid(first, 1000) } })) {
+            std::fprintf(stderr, "halvaned did not take the events\n");
+            return 1;
+        }
     }
     const auto settledAt = [&controller](qsizetype pending) {
         return waitFor(
@@ -254,11 +258,11 @@ int main(int argc, char *argv[])
             },
             kWait);
     };
-    if (!settledAt(count + kBurst)) {
+    if (!settledAt(count)) {
         std::fprintf(stderr, "the menu did not follow the store\n");
         return 1;
     }
-    std::printf("status menu with %d pending triggers (stored and shown in %.0f ms):\n", count + kBurst,
+    std::printf("status menu with %d pending triggers (stored and shown in %.0f ms):\n", count,
                 double(timer.nsecsElapsed()) / 1e6);
     measureHost(watcher.connection(), itemService, "the panel reads the menu");
     // What the status menu's malloc_trim costs on a heap of this size with pages to hand back.
@@ -284,7 +288,7 @@ int main(int argc, char *argv[])
                                          QStringLiteral("org.halvane.SchedulerTest1"), QStringLiteral("SetNow"));
     setNow << now.addSecs(61).toMSecsSinceEpoch();
     QDBusConnection::sessionBus().asyncCall(setNow);
-    if (!settledAt(count)) {
+    if (!settledAt(count - kBurst)) {
         std::fprintf(stderr, "the burst did not end\n");
         return 1;
     }

@@ -5,6 +5,7 @@
 #include <QDBusSignature>
 #include <QDBusVariant>
 #include <QDateTime>
+#include <QSet>
 #include <QTimeZone>
 
 #include <limits>
@@ -35,12 +36,53 @@ void setError(QString *error, const QString &message)
 
 const QString kDateSignature = QStringLiteral("(x)");
 
+// Strings met while decoding one value share one copy each. A published list of 10,000 records repeats
+// the same few dozen keys in every record, and many short values (types, names, ids that recur across
+// records): without sharing, each is a heap block of its own, kept as long as the list is.
+const qsizetype kLongestShared = 64;
+thread_local QSet<QString> *t_sharedStrings = nullptr;
+
+// Opens the table for the outermost decode on this thread; nested decodes use the same one.
+class SharedStrings
+{
+public:
+    SharedStrings()
+        : m_outermost(t_sharedStrings == nullptr)
+    {
+        if (m_outermost)
+            t_sharedStrings = &m_strings;
+    }
+    ~SharedStrings()
+    {
+        if (m_outermost)
+            t_sharedStrings = nullptr;
+    }
+    SharedStrings(const SharedStrings &) = delete;
+    SharedStrings &operator=(const SharedStrings &) = delete;
+
+private:
+    bool m_outermost;
+    QSet<QString> m_strings;
+};
+
+QString shared(const QString &string)
+{
+    if (!t_sharedStrings || string.size() > kLongestShared)
+        return string;
+    const auto known = t_sharedStrings->constFind(string);
+    if (known != t_sharedStrings->cend())
+        return *known;
+    t_sharedStrings->insert(string);
+    return string;
+}
+
 QVariant decodeBasic(const QVariant &value, QString *error)
 {
     switch (value.typeId()) {
+    case QMetaType::QString:
+        return QVariant(shared(value.toString()));
     case QMetaType::Bool:
     case QMetaType::Double:
-    case QMetaType::QString:
     case QMetaType::QByteArray:
         return value;
     case QMetaType::UChar:
@@ -60,7 +102,7 @@ QVariant decodeBasic(const QVariant &value, QString *error)
         QVariantList list;
         const QStringList strings = value.toStringList();
         for (const QString &string : strings)
-            list.append(string);
+            list.append(shared(string));
         return QVariant(list);
     }
     case QMetaType::QVariantList: {
@@ -144,7 +186,7 @@ QVariant decodeElement(const QDBusArgument &argument, QString *error)
             } else {
                 QVariant value = decodeElement(argument, error);
                 wellFormed = value.isValid();
-                map.insert(key.toString(), value);
+                map.insert(shared(key.toString()), value);
             }
             argument.endMapEntry();
         }
@@ -249,6 +291,7 @@ QList<QVariantMap> TriskVXDBusPropertyList::encodeRecordList(const QVariantList 
 
 QVariant TriskVXDBusPropertyList::decode(const QVariant &value, QString *error)
 {
+    const SharedStrings strings;
     if (value.metaType() == QMetaType::fromType<QDBusArgument>())
         return decodeArgument(value.value<QDBusArgument>(), error);
     if (value.metaType() == QMetaType::fromType<QDBusVariant>())
@@ -269,5 +312,6 @@ QVariant TriskVXDBusPropertyList::decode(const QVariant &value, QString *error)
 
 QVariant TriskVXDBusPropertyList::decodeArgument(const QDBusArgument &argument, QString *error)
 {
+    const SharedStrings strings;
     return decodeElement(argument, error);
 }
