@@ -8,10 +8,9 @@
 // What this process uses, read from the kernel: resident memory, processor time and context switches.
 namespace BenchProcess {
 
-inline long residentKiB()
+// VmRSS as the kernel has it, free heap pages included.
+inline long residentKiBUntrimmed()
 {
-    // Freed heap returns to the system first, so that the figure is what is in use.
-    malloc_trim(0);
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))
         return -1;
@@ -21,6 +20,13 @@ inline long residentKiB()
             return line.mid(6).trimmed().split(' ').value(0).toLong();
     }
     return -1;
+}
+
+inline long residentKiB()
+{
+    // Freed heap returns to the system first, so that the figure is what is in use.
+    malloc_trim(0);
+    return residentKiBUntrimmed();
 }
 
 struct Usage

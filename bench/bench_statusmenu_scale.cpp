@@ -38,20 +38,6 @@ const int kWait = 120000;
 const int kBurst = 100;
 const QString kMenuInterface = QStringLiteral("com.canonical.dbusmenu");
 
-// VmRSS as the kernel has it, before the heap's free pages are handed back.
-long residentKiBUntrimmed()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
-}
-
 double mainThreadCpuMSecs()
 {
     rusage usage {};
@@ -165,7 +151,7 @@ void measureHost(const QDBusConnection &host, const QString &service, const char
 
 void printMemory(const char *when)
 {
-    const long untrimmed = residentKiBUntrimmed();
+    const long untrimmed = BenchProcess::residentKiBUntrimmed();
     std::printf("  resident memory %s: %.1f MiB (%.1f MiB once the heap's free pages are returned)\n", when,
                 double(untrimmed) / 1024.0, double(BenchProcess::residentKiB()) / 1024.0);
 }
@@ -266,11 +252,11 @@ int main(int argc, char *argv[])
                 double(timer.nsecsElapsed()) / 1e6);
     measureHost(watcher.connection(), itemService, "the panel reads the menu");
     // What the status menu's malloc_trim costs on a heap of this size with pages to hand back.
-    const long untrimmed = residentKiBUntrimmed();
+    const long untrimmed = BenchProcess::residentKiBUntrimmed();
     timer.restart();
     malloc_trim(0);
     std::printf("  handing %.1f MiB of free heap pages back took %.1f ms\n",
-                double(untrimmed - residentKiBUntrimmed()) / 1024.0, double(timer.nsecsElapsed()) / 1e6);
+                double(untrimmed - BenchProcess::residentKiBUntrimmed()) / 1024.0, double(timer.nsecsElapsed()) / 1e6);
     printMemory("with the menu exported");
 
     // The burst: the service's clock moves past the hundred firings; each firing and each end of a
