@@ -17,6 +17,7 @@
 #include <QLocale>
 #include <QPalette>
 #include <QPixmap>
+#include <QThreadPool>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -33,6 +34,7 @@ const int kSectionHeadingTag = 2;
 const QString kQuickScheduleAction = QStringLiteral("quickSchedule:");
 // Entries of the pending and on-demand lists above which a rebuild hands freed memory back.
 const qsizetype kLongListsForTrim = 1000;
+const int kTrimAfterMSecs = 2000;
 
 QVariantMap mapOf(const QVariant &value)
 {
@@ -185,14 +187,28 @@ void TriskVXStatusMenuController::runScheduledUpdate()
     else if (m_titleOutdated)
         updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
     m_titleOutdated = false;
+    if (rebuilt && m_pendingEvents.toList().size() + m_onDemandEvents.toList().size() > kLongListsForTrim)
+        scheduleTrim();
+}
+
+void TriskVXStatusMenuController::scheduleTrim()
+{
 #ifdef __GLIBC__
     // The lists just replaced were freed, but the heap keeps their pages: after a burst of reports on
     // 10,000 triggers that was ~75 MB the notifier held on to (docs/decisions.md). Handing them back
-    // costs a few milliseconds (6-18 ms for 40-50 MB), worth it only after lists longer than the menu shows.
-    if (rebuilt && m_pendingEvents.toList().size() + m_onDemandEvents.toList().size() > kLongListsForTrim)
-        malloc_trim(0);
-#else
-    Q_UNUSED(rebuilt)
+    // takes 6-150 ms for 40-50 MB, so it waits until the reports have stopped coming for a while, once
+    // per burst, and runs on a pool thread, off the event loop.
+    if (!m_trimTimer) {
+        m_trimTimer = new QTimer(this);
+        m_trimTimer->setSingleShot(true);
+        m_trimTimer->setInterval(kTrimAfterMSecs);
+        connect(m_trimTimer, &QTimer::timeout, this, [] {
+            QThreadPool::globalInstance()->start([] {
+                malloc_trim(0);
+            });
+        });
+    }
+    m_trimTimer->start();
 #endif
 }
 

@@ -138,6 +138,8 @@ private:
     // Reports only mark what they change; one rebuild (or one title update) follows for all of them.
     void scheduleUpdate(bool menu);
     void runScheduledUpdate();
+    // Hands the freed heap pages back once reports on long lists have stopped for a while.
+    void scheduleTrim();
     QList<QAction *> activeSectionItems(QMenu *menu) const;
     QList<QAction *> onDemandSectionItems(QMenu *menu);
     QList<QAction *> pendingSectionItems(const QVariantList &queued, QMenu *menu) const;
@@ -172,6 +174,7 @@ private:
     QMenu *m_quickMenu = nullptr;
     QPointer<QMenu> m_statusMenu;
     QTimer *m_updateTimer = nullptr;
+    QTimer *m_trimTimer = nullptr;
     bool m_menuOutdated = false;
     bool m_titleOutdated = false;
     QElapsedTimer m_sinceRebuild;
