@@ -315,7 +315,7 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     const int pictureWidth = item->image().width();
     // The current notification: a count-down, ticking once a second along the clock.
     report(*controller, kVXObserveNotificationsCurrent, QVariantList { next });
-    QTimer *timer = controller->countDownTimer();
+    TriskVXSecondTimer *timer = controller->countDownTimer();
     QVERIFY(timer && timer->isActive());
     QCOMPARE(item->title(), u"2:05"_s);
     m_clock.advance(1000);

@@ -48,7 +48,7 @@ QString invalidParameter(const QString &name)
 }
 
 // Replacing a timer invalidates the old one; it may be the one whose tick is running, so it goes later.
-void invalidate(QTimer *timer)
+template<typename Timer> void invalidate(Timer *timer)
 {
     if (!timer)
         return;
@@ -231,7 +231,7 @@ void TriskVXStatusMenuController::setEmphasizeTimer(QTimer *timer)
     m_emphasizeTimer = timer;
 }
 
-void TriskVXStatusMenuController::setCountDownTimer(QTimer *timer)
+void TriskVXStatusMenuController::setCountDownTimer(TriskVXSecondTimer *timer)
 {
     if (timer == m_countDownTimer)
         return;

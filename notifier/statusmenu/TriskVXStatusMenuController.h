@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TriskVXSecondTimer.h"
 #include "TriskVXStatusMenu.h"
 
 #include <QDateTime>
@@ -108,8 +109,8 @@ public:
     void setEmphasizeInterval(double interval);
     QTimer *emphasizeTimer() const { return m_emphasizeTimer; }
     void setEmphasizeTimer(QTimer *timer);
-    QTimer *countDownTimer() const { return m_countDownTimer; }
-    void setCountDownTimer(QTimer *timer);
+    TriskVXSecondTimer *countDownTimer() const { return m_countDownTimer; }
+    void setCountDownTimer(TriskVXSecondTimer *timer);
     QMenu *quickMenu() const { return m_quickMenu; }
     // The menu the last rebuild gave the status item; the controller owns it until the next one.
     QMenu *statusMenu() const { return m_statusMenu; }
@@ -170,7 +171,7 @@ private:
     QVariant m_nextCurrentQueuedTrigger;
     double m_emphasizeInterval = 0.0;
     QTimer *m_emphasizeTimer = nullptr;
-    QTimer *m_countDownTimer = nullptr;
+    TriskVXSecondTimer *m_countDownTimer = nullptr;
     QMenu *m_quickMenu = nullptr;
     QPointer<QMenu> m_statusMenu;
     QTimer *m_updateTimer = nullptr;

@@ -13,7 +13,6 @@
 #include <QtMath>
 
 namespace {
-const int kCountDownIntervalMSecs = 1000;
 
 QUrl builtInIdentifier(const QString &image)
 {
@@ -46,15 +45,12 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
         if (m_nextCurrentQueuedTrigger != nil
             && m_nextCurrentQueuedTrigger.toMap().value(kVXQueuedTriggerTriggerID)
                 == m_nextPendingQueuedTrigger.toMap().value(kVXQueuedTriggerTriggerID)) {
-            auto *timer = new QTimer(this);
-            timer->setInterval(kCountDownIntervalMSecs);
-            // Each tick reads the wall clock, so a late tick never shows a wrong time; precise ticks keep
-            // the seconds from skipping.
-            timer->setTimerType(Qt::PreciseTimer);
-            connect(timer, &QTimer::timeout, this, [this, timer] {
+            // Each tick reads the wall clock, so a late tick never shows a wrong time; the ticks fall just
+            // after each whole second, in the same wake-up as the count-down panels'.
+            auto *timer = new TriskVXSecondTimer(clock(), this);
+            connect(timer, &TriskVXSecondTimer::timeout, this, [this, timer] {
                 updateTitleCountDownText(timer);
             });
-            timer->start();
             setCountDownTimer(timer);
             title = countDownTimeForQueuedTrigger(aQueuedTrigger);
         } else {
