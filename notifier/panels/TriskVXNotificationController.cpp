@@ -115,8 +115,7 @@ bool TriskVXNotificationController::initWithQueuedTriggerObserverRequests(const 
 
     // The title names the absolute time once; the message below counts down.
     m_notificationWindow->setWindowTitle(
-        TriskVXBundle::mainBundle()
-            ->localizedStringForKey(QStringLiteral("NOTIFICATION_TITLE_FORMAT"), QStringLiteral(""))
+        localized(QStringLiteral("NOTIFICATION_TITLE_FORMAT"))
             .arg(m_eventName, m_dateTransformer->transformedValue(m_triggerDate).toString()));
     showMessage(messageWithNameTriggering(m_eventName, m_triggerDate));
     const QSizeF iconSize = m_eventIconView->size();

@@ -144,12 +144,10 @@ void TriskVXFloatingPanel::applyWindowManagerHints()
     const auto window = xcb_window_t(m_window->winId());
     // Qt already asks for "above" (WindowStaysOnTopHint) and merges its states with what is set here.
     QList<xcb_atom_t> states;
-    if (m_joinsAllWorkspaces) {
-        states.append(atomNamed(connection, "_NET_WM_STATE_STICKY"));
-        const uint32_t allDesktops = 0xFFFFFFFF;
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atomNamed(connection, "_NET_WM_DESKTOP"),
-                            XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
-    }
+    states.append(atomNamed(connection, "_NET_WM_STATE_STICKY"));
+    const uint32_t allDesktops = 0xFFFFFFFF;
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atomNamed(connection, "_NET_WM_DESKTOP"),
+                        XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
     // Out of task bars and pagers: the panel is reached on screen, not through a window list. The window
     // type stays Qt's "utility" for a tool window, which keeps the title bar that names the event.
     states.append(atomNamed(connection, "_NET_WM_STATE_ABOVE"));

@@ -22,8 +22,6 @@ public:
     static TriskVXFloatingPanel *of(const QWidget *window);
 
     QWidget *window() const { return m_window; }
-    bool joinsAllWorkspaces() const { return m_joinsAllWorkspaces; }
-    void setJoinsAllWorkspaces(bool joins) { m_joinsAllWorkspaces = joins; }
 
     // Places the panel centred on the pointer's screen; when other floating panels are on screen there,
     // at the free place nearest the centre, so that panels shown together never cover each other.
@@ -40,5 +38,4 @@ private:
     void applyWindowManagerHints();
 
     QPointer<QWidget> m_window;
-    bool m_joinsAllWorkspaces = true;
 };
