@@ -163,11 +163,8 @@ void TriskVXObserver::reload()
                 if (receive(name, values.value(name)))
                     changed.append(name);
             }
-            if (!changed.isEmpty()) {
-                QHash<QString, QVariant> read = m_values;
-                shareEvents(read, {});
-                m_values = read;
-            }
+            if (!changed.isEmpty())
+                shareEvents(m_values, {});
             for (const QString &name : std::as_const(changed))
                 announce(name);
             fetchRights([this, generation] {
