@@ -8,10 +8,10 @@
 // What this process uses, read from the kernel: resident memory, processor time and context switches.
 namespace BenchProcess {
 
-// VmRSS as the kernel has it, free heap pages included.
-inline long residentKiBUntrimmed()
+// VmRSS of a process (this one by default) as the kernel has it, free heap pages included.
+inline long residentKiBUntrimmed(const QString &process = QStringLiteral("self"))
 {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(QStringLiteral("/proc/%1/status").arg(process));
     if (!status.open(QIODevice::ReadOnly))
         return -1;
     const QList<QByteArray> lines = status.readAll().split('\n');

@@ -18,14 +18,14 @@ ServiceClient::ServiceClient(const TriskVXServiceLocation &location, QObject *pa
 
 bool ServiceClient::ready()
 {
-    return waitFor(std::bind(&TriskVXConnection::isValid, m_connection)) && reload();
+    return waitFor(std::bind(&TriskVXConnection::isValid, m_connection), m_timeout) && reload();
 }
 
 bool ServiceClient::reload()
 {
     QSignalSpy reloaded(m_observer, &TriskVXObserver::reloaded);
     m_observer->reload();
-    return !reloaded.isEmpty() || reloaded.wait(10000);
+    return !reloaded.isEmpty() || reloaded.wait(m_timeout);
 }
 
 bool ServiceClient::request(const QString &name, const QVariantMap &parameters, qint64 *status, QString *message)
@@ -36,9 +36,12 @@ bool ServiceClient::request(const QString &name, const QVariantMap &parameters, 
     const auto answered = [response](const TriskVXResponse &received) {
         *response = received;
     };
-    if (!m_connection->send(&request, answered) || !waitFor([&response] {
-            return response->has_value();
-        }))
+    if (!m_connection->send(&request, answered)
+        || !waitFor(
+            [&response] {
+                return response->has_value();
+            },
+            m_timeout))
         return false;
     if (status)
         *status = (*response)->status();

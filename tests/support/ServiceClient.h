@@ -20,6 +20,8 @@ public:
     bool request(const QString &name, const QVariantMap &parameters, qint64 *status = nullptr,
                  QString *message = nullptr);
     bool reload();
+    // How long each wait lasts; benchmarks on a loaded machine give more than the tests' ten seconds.
+    void setTimeout(int msecs) { m_timeout = msecs; }
     QVariant value(const QString &variable) const { return m_observer->valueForKeyPath(variable); }
     QStringList pendingIDs(const QString &variable = QStringLiteral("SchedulerPending")) const;
     QDateTime pendingDate(const QString &triggerID) const;
@@ -29,4 +31,5 @@ public:
 private:
     TriskVXConnection *m_connection;
     TriskVXObserver *m_observer;
+    int m_timeout = 10000;
 };
