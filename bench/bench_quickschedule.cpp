@@ -60,8 +60,8 @@ qint64 open(TriskVXQuickScheduleController &panel, Exposure &exposure)
     exposure.at = -1;
     const qint64 asked = exposure.clock.nsecsElapsed();
     TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);
-    if (!waitFor([&exposure] {
-            return exposure.at >= 0;
+    if (!waitFor([&panel, &exposure] {
+            return exposure.at >= 0 && panel.panel()->isVisible();
         }))
         return -1;
     return exposure.at - asked;

@@ -45,7 +45,7 @@ for _ in $(seq 50); do
     item=$(gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
         --method org.freedesktop.DBus.ListNames | grep -o "org.freedesktop.StatusNotifierItem-$notifier-[0-9]*" | head -1) &&
         layout=$(gdbus call --session --dest "$item" --object-path /MenuBar \
-            --method com.canonical.dbusmenu.GetLayout 0 -1 '[]' 2>/dev/null) &&
+            --method com.canonical.dbusmenu.GetLayout -- 0 -1 '[]' 2>/dev/null) &&
         [[ $layout == *Schnellplanung…* || $layout == *"Quick Schedule…"* ]] && break
     sleep 0.2
 done
@@ -54,13 +54,14 @@ import re, sys
 for match in re.finditer(r"\((\d+), \{[^{}]*?'"'"'label'"'"': <'"'"'([^'"'"']*)'"'"'>", sys.stdin.read()):
     if match.group(2).endswith(("Quick Schedule…", "Schnellplanung…")):
         print(match.group(1)); break' <<<"$layout")
-[[ -n $id ]] || { echo "no Quick Schedule item in the status menu" >&2; exit 1; }
+[[ -n $id ]] || { echo "no Quick Schedule item in the status menu: $item ${layout:0:3000}" >&2; exit 1; }
 gdbus call --session --dest "$item" --object-path /MenuBar --method com.canonical.dbusmenu.Event \
     "$id" clicked '<int32 0>' 0 >/dev/null
 for _ in $(seq 50); do
     xwininfo -root -tree | grep -qE '"(Quick Schedule|Schnellplanung)"' && break
     sleep 0.2
 done
-sleep 1
+# The tray's host reads the item's picture after it registers.
+sleep 3
 import -window root "$output"
 echo "wrote $output"

@@ -19,6 +19,7 @@
 #include <QDateTimeEdit>
 #include <QEvent>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QStackedWidget>
 #include <QStandardItemModel>
 
@@ -161,8 +162,13 @@ void TriskVXQuickScheduleController::awakeFromNib()
                 observeValueForKeyPath(keyPath);
         }
     }
-    // A sensible date to start from: an hour ahead. The pickers keep it as the person leaves it.
-    const QDateTime inAnHour = m_clock->now().addSecs(3600);
+    // Dates to the minute, as the person thinks of them; the locale's order of the fields stays.
+    for (QDateTimeEdit *picker : { m_actionsDate.data(), m_untilDate.data() })
+        picker->setDisplayFormat(picker->displayFormat().remove(QRegularExpression(QStringLiteral("[:.]ss?"))));
+    // A sensible date to start from: the whole minute an hour ahead. The pickers keep it as the person
+    // leaves it.
+    QDateTime inAnHour = m_clock->now().addSecs(3600);
+    inAnHour.setTime(QTime(inAnHour.time().hour(), inAnHour.time().minute()));
     m_actionsDate->setDateTime(inAnHour);
     m_untilDate->setDateTime(inAnHour);
     updateDatePickerLimits(nullptr);
