@@ -4,6 +4,7 @@
 // Usage: bench_quickschedule [RUNS]   (on a private session bus, on a display or offscreen)
 #include "BenchStatistics.h"
 #include "HalvanedProcess.h"
+#include "NotifierLender.h"
 #include "NotifierResources.h"
 #include "ServiceClient.h"
 #include "TriskVXBundle.h"
@@ -24,18 +25,6 @@
 
 namespace {
 const QDateTime kStart(QDate(2030, 6, 1), QTime(8, 0), QTimeZone::utc());
-
-// Lends the panel the observer and requests controller, as the notifier controller does.
-class Lender : public QObject
-{
-    Q_OBJECT
-    Q_PROPERTY(TriskVXObserver *observer MEMBER observer)
-    Q_PROPERTY(TriskVXRequestsController *requests MEMBER requests)
-
-public:
-    TriskVXObserver *observer = nullptr;
-    TriskVXRequestsController *requests = nullptr;
-};
 
 // When the window was last exposed, on the bench's clock.
 class Exposure : public QObject
@@ -107,7 +96,7 @@ int main(int argc, char *argv[])
         return 1;
     std::unique_ptr<TriskVXRequestsController> requests(
         TriskVXRequestsController::requestsControllerWithConnection(client.connection()));
-    Lender lender;
+    NotifierLender lender;
     lender.observer = client.observer();
     lender.requests = requests.get();
     TriskVXClock clock;
@@ -163,4 +152,3 @@ int main(int argc, char *argv[])
     BenchStatistics::report(out, QStringLiteral("Apply (add from a template) to the observer's report"), additions);
     return 0;
 }
-#include "bench_quickschedule.moc"

@@ -5,6 +5,7 @@
 #include "AssertionOf.h"
 #include "BusMonitor.h"
 #include "HalvanedProcess.h"
+#include "NotifierLender.h"
 #include "NotifierResources.h"
 #include "ServiceClient.h"
 #include "TriskVXBundle.h"
@@ -42,18 +43,6 @@ QString localized(const QString &key)
 }
 } // namespace
 
-// Lends the panel an observer and a requests controller, as the notifier controller does in the program.
-class Lender : public QObject
-{
-    Q_OBJECT
-    Q_PROPERTY(TriskVXObserver *observer MEMBER observer)
-    Q_PROPERTY(TriskVXRequestsController *requests MEMBER requests)
-
-public:
-    TriskVXObserver *observer = nullptr;
-    TriskVXRequestsController *requests = nullptr;
-};
-
 class tst_QuickSchedule : public QObject
 {
     Q_OBJECT
@@ -86,7 +75,7 @@ private:
     std::unique_ptr<HalvanedProcess> m_service;
     std::unique_ptr<ServiceClient> m_client;
     std::unique_ptr<TriskVXRequestsController> m_requests;
-    Lender m_lender;
+    NotifierLender m_lender;
     std::unique_ptr<TriskVXQuickScheduleController> m_panel;
 };
 

@@ -117,6 +117,22 @@ QObject *TriskVXQuickScheduleController::checkedOutlet(const QString &name) cons
 
 void TriskVXQuickScheduleController::awakeFromNib()
 {
+    loadPanel();
+    // The pop-ups' selections are the two choices.
+    connect(m_quickPopUp, &QComboBox::currentIndexChanged, this, &TriskVXQuickScheduleController::setQuickChoice);
+    connect(m_actionsPopUp, &QComboBox::currentIndexChanged, this, [this](int index) {
+        m_eventChoice = index;
+    });
+    validateChoices();
+    quickChanged(nullptr);
+    fillActionsPopUp();
+    setEventChoice(0);
+    startObserving();
+    setUpDatePickers();
+}
+
+void TriskVXQuickScheduleController::loadPanel()
+{
     // The panel lives in an interface file of its own, named after this class.
     TriskVXBundle *bundle = TriskVXBundle::mainBundle();
     const QString path = bundle ? bundle->pathForResource(className(), QStringLiteral("ui")) : QString();
@@ -141,27 +157,24 @@ void TriskVXQuickScheduleController::awakeFromNib()
     m_panel->hide();
     // However it goes (Apply, Don't Apply, Escape), a panel off screen needs no clock.
     m_panel->installEventFilter(this);
+}
 
-    // The pop-ups' selections are the two choices.
-    connect(m_quickPopUp, &QComboBox::currentIndexChanged, this, &TriskVXQuickScheduleController::setQuickChoice);
-    connect(m_actionsPopUp, &QComboBox::currentIndexChanged, this, [this](int index) {
-        m_eventChoice = index;
-    });
-    validateChoices();
-    quickChanged(nullptr);
-    fillActionsPopUp();
-    setEventChoice(0);
-
+void TriskVXQuickScheduleController::startObserving()
+{
     m_observed = observer();
-    if (m_observed) {
-        m_observation = connect(m_observed, &TriskVXObserver::didChangeValueForKeyPath, this,
-                                &TriskVXQuickScheduleController::observeValueForKeyPath);
-        // What the service published before the panel was made counts as well.
-        for (const QString &keyPath : { kVXObserveSchedulerEnabled, kVXObserveSchedulerPending }) {
-            if (m_observed->valueForKeyPath(keyPath).isValid())
-                observeValueForKeyPath(keyPath);
-        }
+    if (!m_observed)
+        return;
+    m_observation = connect(m_observed, &TriskVXObserver::didChangeValueForKeyPath, this,
+                            &TriskVXQuickScheduleController::observeValueForKeyPath);
+    // What the service published before the panel was made counts as well.
+    for (const QString &keyPath : { kVXObserveSchedulerEnabled, kVXObserveSchedulerPending }) {
+        if (m_observed->valueForKeyPath(keyPath).isValid())
+            observeValueForKeyPath(keyPath);
     }
+}
+
+void TriskVXQuickScheduleController::setUpDatePickers()
+{
     // Dates to the minute, as the person thinks of them; the locale's order of the fields stays.
     for (QDateTimeEdit *picker : { m_actionsDate.data(), m_untilDate.data() })
         picker->setDisplayFormat(picker->displayFormat().remove(QRegularExpression(QStringLiteral("[:.]ss?"))));

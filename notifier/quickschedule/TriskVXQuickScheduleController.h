@@ -115,10 +115,13 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void loadPanel();
     QObject *checkedOutlet(const QString &name) const;
     void fillActionsPopUp();
+    void startObserving();
+    void setUpDatePickers();
     void observeValueForKeyPath(const QString &keyPath);
-    // Enables the choice pop-up's entries, the page and Apply after canChoose or the choice changed.
+    // Enables the choice pop-up's entries and Apply after canChoose or the choice changed.
     void validateChoices();
     void send(const TriskVXRequest &request, const QString &summary);
     QString className() const;
