@@ -39,17 +39,18 @@ until dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freede
 notifier=$!
 pids+=($notifier)
 
-# The status item's menu, as the panel's host reads it; then a click on its Quick Schedule item.
+# The status item's menu, as the panel's host reads it (in UTF-8 whatever the language); then a click
+# on its Quick Schedule item.
 item="" layout=""
 for _ in $(seq 50); do
     item=$(gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
         --method org.freedesktop.DBus.ListNames | grep -o "org.freedesktop.StatusNotifierItem-$notifier-[0-9]*" | head -1) &&
-        layout=$(gdbus call --session --dest "$item" --object-path /MenuBar \
+        layout=$(LC_ALL=C.UTF-8 gdbus call --session --dest "$item" --object-path /MenuBar \
             --method com.canonical.dbusmenu.GetLayout -- 0 -1 '[]' 2>/dev/null) &&
         [[ $layout == *Schnellplanung…* || $layout == *"Quick Schedule…"* ]] && break
     sleep 0.2
 done
-id=$(python3 -c '
+id=$(LC_ALL=C.UTF-8 python3 -c '
 import re, sys
 for match in re.finditer(r"\((\d+), \{[^{}]*?'"'"'label'"'"': <'"'"'([^'"'"']*)'"'"'>", sys.stdin.read()):
     if match.group(2).endswith(("Quick Schedule…", "Schnellplanung…")):
