@@ -25,6 +25,7 @@
 
 namespace {
 const QDateTime kStart(QDate(2030, 6, 1), QTime(8, 0), QTimeZone::utc());
+const int kAdditions = 30;
 
 // When the window was last exposed, on the bench's clock.
 class Exposure : public QObject
@@ -140,15 +141,19 @@ int main(int argc, char *argv[])
     }
     BenchStatistics::report(out, QStringLiteral("Apply (start/stop) to the observer's report"), toggles);
 
+    // Each addition stays, and the service publishes its whole pending list every time, so the figure is
+    // taken over the first additions only: a person's schedule of a few dozen events.
     QList<qint64> additions;
     panel->setQuickChoice(TriskVXQuickChoiceAdd);
-    for (int i = 0; i < runs; ++i) {
+    for (int i = 0; i < qMin(runs, kAdditions); ++i) {
         panel->actionsDate()->setDateTime(kStart.addSecs(3600 + 60 * i));
         const qint64 elapsed = applyUntilReported(*panel, client.observer(), kVXObserveSchedulerPending);
         if (elapsed < 0)
             return 1;
         additions.append(elapsed);
     }
-    BenchStatistics::report(out, QStringLiteral("Apply (add from a template) to the observer's report"), additions);
+    BenchStatistics::report(
+        out, QStringLiteral("Apply (add from a template, 0 to %1 pending) to the observer's report").arg(kAdditions),
+        additions);
     return 0;
 }
