@@ -228,6 +228,8 @@ void tst_QuickSchedule::choicesFollowThePublishedState()
     TriskVXObserver silent(nowhere.get());
     QVERIFY(makePanel(&silent));
     QCOMPARE(choosable(), QStringList { m_panel->quickPopUp()->itemText(TriskVXQuickChoiceAdd) });
+    QCOMPARE(m_panel->quickPopUp()->itemText(TriskVXQuickChoiceToggleScheduler),
+             localized(u"QUICKSCHEDULE_SCHEDULER_OFF"_s));
     QVERIFY(m_panel->applyButton()->isEnabled());
     m_panel->setQuickChoice(TriskVXQuickChoiceReset);
     QVERIFY(!m_panel->applyButton()->isEnabled());

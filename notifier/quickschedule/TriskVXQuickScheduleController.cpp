@@ -124,6 +124,8 @@ void TriskVXQuickScheduleController::awakeFromNib()
         m_eventChoice = index;
     });
     validateChoices();
+    // The last entry reads as its buttons do, also before the service has said whether it runs.
+    updateToggleState(isSchedulerEnabled());
     quickChanged(nullptr);
     fillActionsPopUp();
     setEventChoice(0);
