@@ -2,9 +2,12 @@
 #include "TriskVXDesktopStatusBar.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
+#include "TriskVXNotifyController.h"
+#include "TriskVXQuickScheduleController.h"
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusMenuController.h"
 #include "TriskVXWarningController.h"
+#include "TriskVXWorkspace.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -18,5 +21,10 @@ int main(int argc, char *argv[])
     TriskVXWarningController::registerClass();
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
-    return TriskVXNotifierApplication::run();
+    // The Quick Schedule panel, opened from the status menu through the workspace.
+    const auto quickSchedule = [](TriskVXNotifyController *notifier) -> std::unique_ptr<QObject> {
+        return TriskVXQuickScheduleController::controllerWithNotifier(notifier, TriskVXClock::systemClock(),
+                                                                      TriskVXWorkspace::workspace());
+    };
+    return TriskVXNotifierApplication::run({ quickSchedule });
 }

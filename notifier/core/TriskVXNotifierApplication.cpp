@@ -10,13 +10,14 @@
 #include <QApplication>
 
 #include <csignal>
+#include <vector>
 
 namespace {
 // sysexits' EX_SOFTWARE: the program found a programming error and stopped.
 const int kProgrammingError = 70;
 } // namespace
 
-int TriskVXNotifierApplication::run()
+int TriskVXNotifierApplication::run(const QList<Maker> &makers)
 {
     QApplication::setApplicationName(QStringLiteral("trisk-notifier"));
     QApplication::setOrganizationDomain(QStringLiteral("org.halvane"));
@@ -41,6 +42,9 @@ int TriskVXNotifierApplication::run()
         TriskVXNotifyController controller;
         controller.init();
         controller.awakeFromNib();
+        std::vector<std::unique_ptr<QObject>> others;
+        for (const Maker &make : makers)
+            others.push_back(make(&controller));
         qCInfo(lcTriskNotifier).noquote()
             << QStringLiteral("started with %1 notifiers").arg(controller.notifiers().size());
         return QApplication::exec();

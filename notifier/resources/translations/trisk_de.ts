@@ -194,4 +194,118 @@ Noch %3</translation>
         <translation>Halvane führt in Kürze aus:</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_ADD</source>
+        <translation>Hinzufügen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_ADD</source>
+        <translation>Nicht hinzufügen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_POSTPONE</source>
+        <translation>Verschieben</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_POSTPONE</source>
+        <translation>Nicht verschieben</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_RESET</source>
+        <translation>Zurücksetzen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_RESET</source>
+        <translation>Nicht zurücksetzen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_STOP</source>
+        <translation>Anhalten</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_STOP</source>
+        <translation>Weiterlaufen lassen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_START</source>
+        <translation>Starten</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_START</source>
+        <translation>Angehalten lassen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_ON</source>
+        <translation>Planer anhalten</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_OFF</source>
+        <translation>Planer starten</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXQuickScheduleController</name>
+    <message>
+        <source>Quick Schedule</source>
+        <translation>Schnellplanung</translation>
+    </message>
+    <message>
+        <source>Add an Event</source>
+        <translation>Ereignis hinzufügen</translation>
+    </message>
+    <message>
+        <source>Postpone Pending Events</source>
+        <translation>Anstehende Ereignisse verschieben</translation>
+    </message>
+    <message>
+        <source>Reset Pending Events</source>
+        <translation>Anstehende Ereignisse zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Event:</source>
+        <translation>Ereignis:</translation>
+    </message>
+    <message>
+        <source>At:</source>
+        <translation>Am:</translation>
+    </message>
+    <message>
+        <source>From now:</source>
+        <translation>Ab jetzt:</translation>
+    </message>
+    <message>
+        <source>15 min</source>
+        <translation>15 Min.</translation>
+    </message>
+    <message>
+        <source>1 hour</source>
+        <translation>1 Std.</translation>
+    </message>
+    <message>
+        <source>3 hours</source>
+        <translation>3 Std.</translation>
+    </message>
+    <message>
+        <source>1 day</source>
+        <translation>1 Tag</translation>
+    </message>
+    <message>
+        <source>Until:</source>
+        <translation>Bis:</translation>
+    </message>
+    <message>
+        <source>Every pending event waits until then; what would have fired before is skipped.</source>
+        <translation>Jedes anstehende Ereignis wartet bis dahin; was vorher ausgelöst worden wäre, entfällt.</translation>
+    </message>
+    <message>
+        <source>Takes back every adjustment, cancellation and postponement: each event fires at its own time again.</source>
+        <translation>Nimmt jede Anpassung, Absage und Verschiebung zurück: Jedes Ereignis wird wieder zu seiner eigenen Zeit ausgelöst.</translation>
+    </message>
+    <message>
+        <source>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</source>
+        <translation>Solange der Planer angehalten ist, wird kein Ereignis ausgeführt; Auslöser, die in dieser Zeit kommen, verstreichen.</translation>
+    </message>
+</context>
 </TS>

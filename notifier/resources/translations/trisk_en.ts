@@ -194,4 +194,118 @@
         <translation>Halvane is about to perform</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_ADD</source>
+        <translation>Add</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_ADD</source>
+        <translation>Don’t Add</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_POSTPONE</source>
+        <translation>Postpone</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_POSTPONE</source>
+        <translation>Don’t Postpone</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_RESET</source>
+        <translation>Reset</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_RESET</source>
+        <translation>Don’t Reset</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_STOP</source>
+        <translation>Stop</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_STOP</source>
+        <translation>Keep Running</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_START</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_START</source>
+        <translation>Leave Stopped</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_ON</source>
+        <translation>Stop the Scheduler</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_OFF</source>
+        <translation>Start the Scheduler</translation>
+    </message>
+</context>
+<context>
+    <name>TriskVXQuickScheduleController</name>
+    <message>
+        <source>Quick Schedule</source>
+        <translation>Quick Schedule</translation>
+    </message>
+    <message>
+        <source>Add an Event</source>
+        <translation>Add an Event</translation>
+    </message>
+    <message>
+        <source>Postpone Pending Events</source>
+        <translation>Postpone Pending Events</translation>
+    </message>
+    <message>
+        <source>Reset Pending Events</source>
+        <translation>Reset Pending Events</translation>
+    </message>
+    <message>
+        <source>Event:</source>
+        <translation>Event:</translation>
+    </message>
+    <message>
+        <source>At:</source>
+        <translation>At:</translation>
+    </message>
+    <message>
+        <source>From now:</source>
+        <translation>From now:</translation>
+    </message>
+    <message>
+        <source>15 min</source>
+        <translation>15 min</translation>
+    </message>
+    <message>
+        <source>1 hour</source>
+        <translation>1 hour</translation>
+    </message>
+    <message>
+        <source>3 hours</source>
+        <translation>3 hours</translation>
+    </message>
+    <message>
+        <source>1 day</source>
+        <translation>1 day</translation>
+    </message>
+    <message>
+        <source>Until:</source>
+        <translation>Until:</translation>
+    </message>
+    <message>
+        <source>Every pending event waits until then; what would have fired before is skipped.</source>
+        <translation>Every pending event waits until then; what would have fired before is skipped.</translation>
+    </message>
+    <message>
+        <source>Takes back every adjustment, cancellation and postponement: each event fires at its own time again.</source>
+        <translation>Takes back every adjustment, cancellation and postponement: each event fires at its own time again.</translation>
+    </message>
+    <message>
+        <source>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</source>
+        <translation>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</translation>
+    </message>
+</context>
 </TS>

@@ -1,0 +1,3 @@
+#include "TriskVXQuickScheduleLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskQuickSchedule, "trisk.quickschedule", QtInfoMsg)

@@ -1,0 +1,359 @@
+// The Quick Schedule panel against the real halvaned on its test clock (a fresh one for each test): every
+// shipped template becomes an event the service keeps, postponing cancels each pending trigger until the
+// chosen date in list order, reset and start/stop reach the service and the panel follows what it
+// publishes, the date pickers stay ahead of the clock, and broken templates stop the program at start.
+#include "AssertionOf.h"
+#include "BusMonitor.h"
+#include "HalvanedProcess.h"
+#include "NotifierLender.h"
+#include "NotifierResources.h"
+#include "ServiceClient.h"
+#include "TriskVXBundle.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXNotificationCenter.h"
+#include "TriskVXQuickScheduleController.h"
+#include "TriskVXRequestsController.h"
+#include "TriskVXSecondTimer.h"
+#include "TriskVXWorkspace.h"
+#include "WaitFor.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDateTimeEdit>
+#include <QDir>
+#include <QPushButton>
+#include <QStandardItemModel>
+#include <QTest>
+#include <QTimeZone>
+#include <QToolButton>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the panel's clock alike.
+const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
+const QString kTemplatesFile = u"quickScheduleTemplates.plist"_s;
+
+QString localized(const QString &key)
+{
+    return TriskVXBundle::mainBundle()->localizedStringForKey(key, QString());
+}
+} // namespace
+
+class tst_QuickSchedule : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void everyTemplateBecomesAnEvent();
+    void postponeCancelsEachPendingTriggerInOrder();
+    void choicesFollowThePublishedState();
+    void datePickersStayAheadOfTheClock();
+    void brokenTemplatesStopTheStart_data();
+    void brokenTemplatesStopTheStart();
+
+private:
+    bool makePanel(TriskVXObserver *observer);
+    bool apply(qint64 choice);
+    bool settled()
+    {
+        return waitFor([this] {
+                   return m_requests->pending() == 0;
+               })
+            && m_client->reload();
+    }
+    QString list() const;
+    QStringList choosable() const;
+
+    TriskVXClock m_clock;
+    std::unique_ptr<HalvanedProcess> m_service;
+    std::unique_ptr<ServiceClient> m_client;
+    std::unique_ptr<TriskVXRequestsController> m_requests;
+    NotifierLender m_lender;
+    std::unique_ptr<TriskVXQuickScheduleController> m_panel;
+};
+
+void tst_QuickSchedule::initTestCase()
+{
+    QVERIFY(TriskVXBundle::mainBundle() && TriskVXBundle::mainBundle()->installTranslations());
+    m_clock.setTimeZone(kNow.timeZone());
+}
+
+void tst_QuickSchedule::init()
+{
+    m_clock.setNow(kNow);
+    m_service = std::make_unique<HalvanedProcess>();
+    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
+    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
+    QVERIFY(m_service->setTestNow(kNow));
+    m_client = std::make_unique<ServiceClient>(m_service->location());
+    QVERIFY(m_client->ready());
+    m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));
+    QVERIFY(makePanel(m_client->observer()));
+}
+
+void tst_QuickSchedule::cleanup()
+{
+    m_panel.reset();
+    m_requests.reset();
+    m_client.reset();
+    m_service.reset();
+}
+
+bool tst_QuickSchedule::makePanel(TriskVXObserver *observer)
+{
+    m_lender.observer = observer;
+    m_lender.requests = m_requests.get();
+    m_panel
+        = TriskVXQuickScheduleController::controllerWithNotifier(&m_lender, &m_clock, TriskVXWorkspace::workspace());
+    return m_panel != nullptr;
+}
+
+// Opens the panel as the status menu does, picks the choice and presses Apply, which closes it.
+bool tst_QuickSchedule::apply(qint64 choice)
+{
+    TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);
+    if (!m_panel->panel()->isVisible())
+        return false;
+    m_panel->quickPopUp()->setCurrentIndex(int(choice));
+    if (!m_panel->applyButton()->isEnabled())
+        return false;
+    m_panel->applyButton()->click();
+    return !m_panel->panel()->isVisible();
+}
+
+QString tst_QuickSchedule::list() const
+{
+    QProcess control;
+    control.start(QStringLiteral(HALVANECTL_PATH), { u"--name"_s, m_service->serviceName(), u"list"_s, u"pending"_s });
+    return control.waitForFinished() ? QString::fromUtf8(control.readAllStandardOutput()) : QString();
+}
+
+QStringList tst_QuickSchedule::choosable() const
+{
+    QStringList entries;
+    const auto *model = qobject_cast<QStandardItemModel *>(m_panel->quickPopUp()->model());
+    for (int row = 0; row < model->rowCount(); ++row) {
+        if (model->item(row)->isEnabled())
+            entries.append(model->item(row)->text());
+    }
+    return entries;
+}
+
+void tst_QuickSchedule::everyTemplateBecomesAnEvent()
+{
+    const QVariantList templates = m_panel->eventTemplates();
+    QVERIFY(templates.size() >= 5);
+    QCOMPARE(m_panel->actionsPopUp()->count(), templates.size());
+    for (int i = 0; i < templates.size(); ++i) {
+        const QString name = templates.at(i).toMap().value(kVXEventName).toString();
+        QCOMPARE(m_panel->actionsPopUp()->itemText(i), name);
+        // Each an hour after the last, on the whole minute the picker shows.
+        const QDateTime when = kNow.addSecs(3600 * (i + 1));
+        m_panel->actionsPopUp()->setCurrentIndex(i);
+        m_panel->actionsDate()->setDateTime(when);
+        QVERIFY(apply(TriskVXQuickChoiceAdd));
+        // Closed before the request went out, which is still on its way.
+        QCOMPARE(m_requests->pending(), quint64(1));
+        QVERIFY(settled());
+        const QString line = u"%1  %2"_s.arg(when.toLocalTime().toString(Qt::ISODate), name);
+        QVERIFY2(list().contains(line), qPrintable(list() + u" lacks "_s + line));
+    }
+
+    // A date that passed while the panel stood open is refused; the requests controller says so under the
+    // panel's summary, the panel being gone already.
+    QStringList refused;
+    QObject *token = TriskVXNotificationCenter::defaultCenter()->addObserverForNameObjectQueueUsingBlock(
+        TriskVXRequestsControllerNotificationRequestError, nullptr, nullptr,
+        [&refused](const TriskVXNotification &notification) {
+            refused.append(notification.userInfo().value(u"summary"_s).toString());
+        });
+    m_panel->actionsDate()->setDateTime(kNow.addSecs(600));
+    QVERIFY(m_service->setTestNow(kNow.addSecs(1200)));
+    QVERIFY(apply(TriskVXQuickChoiceAdd));
+    QVERIFY(waitFor([&refused] {
+        return !refused.isEmpty();
+    }));
+    TriskVXNotificationCenter::defaultCenter()->removeObserver(token);
+    QCOMPARE(refused, QStringList { u"Quick Schedule"_s });
+}
+
+void tst_QuickSchedule::postponeCancelsEachPendingTriggerInOrder()
+{
+    BusMonitor monitor(kVXDBusInterface);
+    QVERIFY(monitor.start());
+    // An empty pending list is a list: postponing can be chosen and sends nothing.
+    QCOMPARE(choosable().size(), 4);
+    QVERIFY(apply(TriskVXQuickChoicePostpone));
+    QVERIFY(settled());
+
+    for (const QString &name : { u"Backup"_s, u"Nap"_s, u"Shut down"_s }) {
+        const QString time = name == u"Backup"_s ? u"09:00"_s : name == u"Nap"_s ? u"13:30"_s : u"22:00"_s;
+        QVERIFY(m_service->control({ u"add"_s, name, u"--daily"_s, time, u"--log"_s, name }));
+    }
+    QVERIFY(waitFor([this] {
+        return m_client->reload() && m_client->pendingIDs().size() == 3;
+    }));
+    const QStringList pending = m_client->pendingIDs();
+    const QDateTime until = kNow.addDays(3);
+    m_panel->untilDate()->setDateTime(until);
+    QVERIFY(apply(TriskVXQuickChoicePostpone));
+    QVERIFY(settled());
+
+    const QList<QVariantMap> cancels = monitor.parametersOf(kVXRPCSchedulerCancel);
+    QStringList cancelled;
+    for (const QVariantMap &parameters : cancels) {
+        QCOMPARE(parameters.value(kVXRPCParameterUntil).toDateTime(), until);
+        cancelled.append(parameters.value(kVXRPCParameterTriggerID).toString());
+    }
+    QCOMPARE(cancelled, pending);
+    // The service kept them: each fires next at its own time on the first day after the date.
+    for (const QString &id : pending) {
+        QVERIFY(m_client->pendingDate(id) >= until);
+        QVERIFY(m_client->pendingDate(id) < until.addDays(1));
+    }
+}
+
+void tst_QuickSchedule::choicesFollowThePublishedState()
+{
+    // Before the service has published anything only adding can be chosen, and Apply follows the choice.
+    std::unique_ptr<TriskVXConnection> nowhere(TriskVXConnection::connectionWithLocation(
+        TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), u"org.halvane.None"_s)));
+    TriskVXObserver silent(nowhere.get());
+    QVERIFY(makePanel(&silent));
+    QCOMPARE(choosable(), QStringList { m_panel->quickPopUp()->itemText(TriskVXQuickChoiceAdd) });
+    QCOMPARE(m_panel->quickPopUp()->itemText(TriskVXQuickChoiceToggleScheduler),
+             localized(u"QUICKSCHEDULE_SCHEDULER_OFF"_s));
+    QVERIFY(m_panel->applyButton()->isEnabled());
+    m_panel->setQuickChoice(TriskVXQuickChoiceReset);
+    QVERIFY(!m_panel->applyButton()->isEnabled());
+    QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_RESET"_s));
+
+    QVERIFY(makePanel(m_client->observer()));
+    QCOMPARE(choosable().size(), 4);
+    QCOMPARE(m_panel->quickPopUp()->itemText(TriskVXQuickChoiceToggleScheduler),
+             localized(u"QUICKSCHEDULE_SCHEDULER_ON"_s));
+    m_panel->quickPopUp()->setCurrentIndex(TriskVXQuickChoicePostpone);
+    QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_POSTPONE"_s));
+    QCOMPARE(m_panel->doNotApplyButton()->text(), localized(u"QUICKSCHEDULE_DONOTAPPLY_POSTPONE"_s));
+
+    // Stop: the service stops, and the titles follow what it publishes, the choice staying where it is.
+    QVERIFY(apply(TriskVXQuickChoiceToggleScheduler));
+    QVERIFY(waitFor([this] {
+        return m_client->value(kVXObserveSchedulerEnabled) == QVariant(false);
+    }));
+    QVERIFY(!m_panel->isSchedulerEnabled());
+    QCOMPARE(m_panel->quickPopUp()->itemText(TriskVXQuickChoiceToggleScheduler),
+             localized(u"QUICKSCHEDULE_SCHEDULER_OFF"_s));
+    QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_START"_s));
+    QCOMPARE(m_panel->doNotApplyButton()->text(), localized(u"QUICKSCHEDULE_DONOTAPPLY_START"_s));
+    QVERIFY(apply(TriskVXQuickChoiceToggleScheduler));
+    QVERIFY(waitFor([this] {
+        return m_client->value(kVXObserveSchedulerEnabled) == QVariant(true);
+    }));
+    QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_STOP"_s));
+
+    // Reset: a trigger cancelled by hand comes back.
+    QVERIFY(m_service->control(
+        { u"add"_s, u"Backup"_s, u"--id"_s, u"backup"_s, u"--daily"_s, u"09:00"_s, u"--log"_s, u"Backup"_s }));
+    QVERIFY(waitFor([this] {
+        return m_client->reload() && m_client->pendingIDs().size() == 1;
+    }));
+    const QString trigger = m_client->pendingIDs().constFirst();
+    const QDateTime next = m_client->pendingDate(trigger);
+    QVERIFY(m_service->control({ u"cancel"_s, trigger }));
+    QVERIFY(m_client->reload() && m_client->pendingDate(trigger) > next);
+    QVERIFY(apply(TriskVXQuickChoiceReset));
+    QVERIFY(settled());
+    QCOMPARE(m_client->pendingDate(trigger), next);
+}
+
+void tst_QuickSchedule::datePickersStayAheadOfTheClock()
+{
+    QWidget *panel = m_panel->panel();
+    TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);
+    QVERIFY(panel->isVisible() && m_panel->dateTimer());
+    QCOMPARE(m_panel->actionsDate()->minimumDateTime(), kNow.addSecs(120));
+
+    // The limit moves with the clock and pulls both dates along; what is typed below it is raised.
+    m_clock.setNow(kNow.addSecs(7200));
+    for (const QDateTimeEdit *picker : { m_panel->actionsDate(), m_panel->untilDate() }) {
+        QCOMPARE(picker->minimumDateTime(), kNow.addSecs(7320));
+        QCOMPARE(picker->dateTime(), kNow.addSecs(7320));
+    }
+    m_panel->untilDate()->setDateTime(kNow);
+    QCOMPARE(m_panel->untilDate()->dateTime(), kNow.addSecs(7320));
+
+    // The shortcuts count from now.
+    const QList<QToolButton *> shortcuts = panel->findChildren<QToolButton *>();
+    QVERIFY(shortcuts.size() >= 3);
+    for (QToolButton *shortcut : shortcuts) {
+        shortcut->click();
+        QCOMPARE(m_panel->actionsDate()->dateTime(), kNow.addSecs(7200 + shortcut->property("tag").toInt()));
+    }
+
+    // Asked again while open, the one panel stays; closed, the limit rests until it opens again.
+    TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);
+    QVERIFY(panel->isVisible());
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    QCOMPARE(std::count_if(windows.cbegin(), windows.cend(),
+                           [panel](const QWidget *window) {
+                               return window->objectName() == panel->objectName();
+                           }),
+             1);
+    m_panel->doNotApplyButton()->click();
+    QVERIFY(!panel->isVisible() && !m_panel->dateTimer());
+    m_clock.setNow(kNow.addSecs(9000));
+    QCOMPARE(m_panel->untilDate()->minimumDateTime(), kNow.addSecs(7320));
+    TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);
+    QCOMPARE(m_panel->untilDate()->minimumDateTime(), kNow.addSecs(9120));
+}
+
+void tst_QuickSchedule::brokenTemplatesStopTheStart_data()
+{
+    QTest::addColumn<QByteArray>("contents");
+    QTest::addColumn<QString>("failure");
+    const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\">";
+    QTest::newRow("missing") << QByteArray() << u"TriskVXQuickScheduleController's eventTemplates are missing"_s;
+    QTest::newRow("dictionary") << head + "<dict/></plist>"
+                                << u"TriskVXQuickScheduleController's eventTemplates are malformed"_s;
+    QTest::newRow("not a property list") << QByteArray("Shut down at ten")
+                                         << u"TriskVXQuickScheduleController's eventTemplates are malformed"_s;
+    QTest::newRow("nameless") << head + "<array><dict><key>Notes</key><string>x</string></dict></array></plist>"
+                              << u"TriskVXQuickScheduleController's eventTemplate name is missing"_s;
+}
+
+void tst_QuickSchedule::brokenTemplatesStopTheStart()
+{
+    QFETCH(QByteArray, contents);
+    QFETCH(QString, failure);
+    const QString path = QDir(qEnvironmentVariable("TRISK_RESOURCES")).filePath(kTemplatesFile);
+    const QString kept = path + u".kept"_s;
+    QVERIFY(QFile::rename(path, kept));
+    if (!contents.isEmpty()) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
+    }
+    const QString raised = assertionOf([this] {
+        TriskVXQuickScheduleController::controllerWithNotifier(&m_lender, &m_clock, nullptr);
+    });
+    QFile::remove(path);
+    QVERIFY(QFile::rename(kept, path));
+    QCOMPARE(raised, u"TriskVXQuickScheduleController|"_s + failure);
+}
+
+int main(int argc, char *argv[])
+{
+    NotifierResources resources({ u"Info.plist"_s, u"TriskVXQuickScheduleController.ui"_s, kTemplatesFile });
+    resources.use();
+    QApplication application(argc, argv);
+    tst_QuickSchedule test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_QuickSchedule.moc"
