@@ -194,4 +194,27 @@ Noch %3</translation>
         <translation>Halvane führt in Kürze aus:</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
+        <translation>Als Nächstes: %1, %2 (in %3)</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
+        <translation>%1m</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
+        <translation>%1h</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
+        <translation>%1T</translation>
+    </message>
+</context>
 </TS>
