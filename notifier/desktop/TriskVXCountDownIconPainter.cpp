@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFont>
+#include <QFontMetricsF>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
@@ -13,6 +14,23 @@ const qreal kInkWidth = 0.86;
 const qreal kCornerRadius = 0.2;
 // A count-down shows a handful of texts per size at a time; the limit only stops slow growth over days.
 const qsizetype kCacheLimit = 64;
+// The unit after the digits ("m" in "59m") is narrowed, leaving the width to the digits at 16 pixels.
+const qreal kUnitWidth = 0.7;
+
+QPainterPath outlineOf(const QString &text, const QFont &font)
+{
+    qsizetype digits = 0;
+    while (digits < text.size() && text.at(digits).isDigit())
+        ++digits;
+    QPainterPath path;
+    path.addText(0, 0, font, text.left(digits));
+    QPainterPath unit;
+    unit.addText(0, 0, font, text.mid(digits));
+    QTransform narrowed;
+    narrowed.translate(QFontMetricsF(font).horizontalAdvance(text.left(digits)), 0);
+    narrowed.scale(kUnitWidth, 1.0);
+    return path.united(narrowed.map(unit));
+}
 } // namespace
 
 const QList<int> TriskVXCountDownIconPainter::kSizes { 16, 24, 48 };
@@ -68,8 +86,7 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
     QFont font = QApplication::font();
     font.setBold(true);
     font.setPixelSize(100);
-    QPainterPath path;
-    path.addText(0, 0, font, text);
+    const QPainterPath path = outlineOf(text, font);
     const QRectF ink = path.boundingRect();
     if (ink.isEmpty())
         return image;
