@@ -3,6 +3,7 @@
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusItem.h"
 #include "TriskVXStatusNotifierItem.h"
+#include "TriskVXUserDefaults.h"
 
 #include <QApplication>
 #include <QProcess>
@@ -74,24 +75,28 @@ void tst_CountDownInIcon::digitsAtPanelSizes()
 void tst_CountDownInIcon::hostDecidesWhereTheCountDownGoes_data()
 {
     QTest::addColumn<QString>("host");
-    QTest::addColumn<int>("placement");
+    // The user default, as the command line gives it (-StatusItemCountDownInIcon NO); empty for none.
+    QTest::addColumn<QString>("preference");
     QTest::addColumn<bool>("drawn");
-    const int automatic = TriskVXDesktopStatusBar::CountDownAutomatic;
-    QTest::newRow("GNOME's extension shows labels") << u"gnome-shell"_s << automatic << false;
+    QTest::newRow("GNOME's extension shows labels") << u"gnome-shell"_s << QString() << false;
     // The kernel keeps 15 characters of the name: the cut name is still known.
-    QTest::newRow("indicator service, name cut") << u"ayatana-indicator-application-service"_s << automatic << false;
-    QTest::newRow("xfce4-panel's tray draws") << u"xfce4-panel"_s << automatic << true;
-    QTest::newRow("Plasma draws") << u"kded5"_s << automatic << true;
-    QTest::newRow("forced into the icon") << u"gnome-shell"_s << int(TriskVXDesktopStatusBar::CountDownInIcon) << true;
-    QTest::newRow("forced into the label")
-        << u"lxqt-panel"_s << int(TriskVXDesktopStatusBar::CountDownInLabel) << false;
+    QTest::newRow("indicator service, name cut") << u"ayatana-indicator-application-service"_s << QString() << false;
+    QTest::newRow("xfce4-panel's tray draws") << u"xfce4-panel"_s << QString() << true;
+    QTest::newRow("Plasma draws") << u"kded5"_s << QString() << true;
+    QTest::newRow("forced into the icon") << u"gnome-shell"_s << u"YES"_s << true;
+    QTest::newRow("forced into the label") << u"lxqt-panel"_s << u"NO"_s << false;
 }
 
 void tst_CountDownInIcon::hostDecidesWhereTheCountDownGoes()
 {
     QFETCH(QString, host);
-    QFETCH(int, placement);
+    QFETCH(QString, preference);
     QFETCH(bool, drawn);
+    TriskVXUserDefaults *defaults = TriskVXUserDefaults::standardUserDefaults();
+    if (preference.isEmpty())
+        defaults->removeObjectForKey(TriskVXDesktopStatusBar::kCountDownInIconKey);
+    else
+        defaults->setObjectForKey(preference, TriskVXDesktopStatusBar::kCountDownInIconKey);
     QProcess panel;
     panel.start(QStringLiteral(FAKE_PANEL_HOST_PATH), { host });
     QVERIFY(panel.waitForReadyRead(kWait));
@@ -104,7 +109,6 @@ void tst_CountDownInIcon::hostDecidesWhereTheCountDownGoes()
     item->setImage(picture);
     item->setIconName(u"trisk-notifier-none-symbolic"_s);
     TriskVXDesktopStatusBar desktop(&bar, QDBusConnection::sessionBus());
-    desktop.setCountDownPlacement(TriskVXDesktopStatusBar::CountDownPlacement(placement));
     QSignalSpy identified(&desktop, &TriskVXDesktopStatusBar::hostIdentified);
     QVERIFY(identified.wait(kWait));
     QCOMPARE(desktop.hostProcessNames().value(0), host.left(15));

@@ -69,9 +69,9 @@ TriskVXDesktopStatusBar::TriskVXDesktopStatusBar(TriskVXStatusBar *bar, const QD
             });
     if (m_connection.isConnected() && m_connection.interface())
         m_watcherPresent = m_connection.interface()->isServiceRegistered(TriskVXStatusNotifierItem::kWatcherService);
-    const QVariant forced = TriskVXUserDefaults::standardUserDefaults()->objectForKey(kCountDownInIconKey);
-    if (forced.isValid())
-        m_placement = forced.toBool() ? CountDownInIcon : CountDownInLabel;
+    const TriskVXUserDefaults *defaults = TriskVXUserDefaults::standardUserDefaults();
+    if (defaults->objectForKey(kCountDownInIconKey).isValid())
+        m_placement = defaults->boolForKey(kCountDownInIconKey) ? CountDownInIcon : CountDownInLabel;
     identifyHost();
     connect(m_bar, &TriskVXStatusBar::itemAdded, this, &TriskVXDesktopStatusBar::showItem);
     connect(m_bar, &TriskVXStatusBar::itemRemoved, this, &TriskVXDesktopStatusBar::forgetItem);
@@ -98,12 +98,6 @@ void TriskVXDesktopStatusBar::setTrayAvailability(std::function<bool()> availabl
 {
     m_trayAvailable = std::move(available);
     present();
-}
-
-void TriskVXDesktopStatusBar::setCountDownPlacement(CountDownPlacement placement)
-{
-    m_placement = placement;
-    placeCountDowns();
 }
 
 bool TriskVXDesktopStatusBar::hostShowsLabels(const QStringList &processNames)

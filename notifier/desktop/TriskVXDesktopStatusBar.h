@@ -52,7 +52,6 @@ public:
     void setTrayAvailability(std::function<bool()> available);
 
     CountDownPlacement countDownPlacement() const { return m_placement; }
-    void setCountDownPlacement(CountDownPlacement placement);
     // The program owning the watcher (its /proc comm and executable's name), once the bus has told;
     // empty without a watcher or when the bus could not say.
     QStringList hostProcessNames() const { return m_hostProcessNames; }
