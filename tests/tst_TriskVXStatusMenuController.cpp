@@ -300,9 +300,14 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
 {
     auto controller = makeController();
     // Seconds to go and the text: hours, minutes and seconds, hours not folded into days; none from the time on.
-    for (const QString &pair : u"7509=2:05:09 108000=30:00:00 3599=59:59 60=1:00 42=0:42 0= -5="_s.split(u' ')) {
-        const QVariantMap trigger = queuedTrigger(u"t"_s, kNow.addSecs(pair.section(u'=', 0, 0).toInt()));
-        QCOMPARE(controller->countDownTimeForQueuedTrigger(trigger), pair.section(u'=', 1));
+    // The picture's short form keeps the title's leading number, in the largest unit that fits two digits.
+    for (const QString &pair :
+         u"7509=2:05:09=2h 108000=30:00:00=30h 360000=100:00:00=4d 3599=59:59=59m 60=1:00=1m 42=0:42=42 0== -5=="_s
+             .split(u' ')) {
+        const int seconds = pair.section(u'=', 0, 0).toInt();
+        const QVariantMap trigger = queuedTrigger(u"t"_s, kNow.addSecs(seconds));
+        QCOMPARE(controller->countDownTimeForQueuedTrigger(trigger), pair.section(u'=', 1, 1));
+        QCOMPARE(controller->imageTextForSeconds(seconds), pair.section(u'=', 2, 2));
     }
     TriskVXStatusItem *item = controller->statusItem();
     const QVariantMap next = queuedTrigger(u"n"_s, kNow.addSecs(125));
@@ -318,13 +323,20 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     TriskVXSecondTimer *timer = controller->countDownTimer();
     QVERIFY(timer && timer->isActive());
     QCOMPARE(item->title(), u"2:05"_s);
+    const QString date = controller->triggerDateWithQueuedTrigger(next).toString();
+    QCOMPARE(item->imageText(), u"2m"_s);
     m_clock.advance(1000);
     controller->updateTitleCountDownText(timer);
     QCOMPARE(item->title(), u"2:04"_s);
+    // The tool tip follows the count-down too, for hosts that show no label.
+    QCOMPARE(item->toolTip(), u"Next: Event n, %1 (in 2:04)"_s.arg(date));
+    QCOMPARE(item->iconName(), u"trisk-notifier-event-symbolic"_s);
     // Events being performed: their count and the cog beside the picture, until the next tick.
     report(*controller, kVXObserveSchedulerActive, activeEvents({ u"A"_s, u"B"_s }));
     QCOMPARE(item->title(), u"Performing 2"_s);
     QVERIFY(item->image().width() > pictureWidth);
+    QCOMPARE(item->iconName(), u"trisk-notifier-performing-symbolic"_s);
+    QCOMPARE(item->imageText(), QString());
     controller->updateTitleCountDownText(controller->countDownTimer());
     QCOMPARE(item->title(), u"2:04"_s);
     // Another current notification than the next pending one stops the count-down.

@@ -10,9 +10,12 @@
 
 #include <QApplication>
 #include <QDBusPendingCallWatcher>
+#include <QDir>
+#include <QFileInfo>
 #include <QMenu>
 #include <QPainter>
 #include <QPalette>
+#include <QStandardPaths>
 
 namespace {
 // Widest count-down the label shows; hosts that reserve room for the label measure this.
@@ -39,6 +42,7 @@ TriskVXStatusNotifierItem::TriskVXStatusNotifierItem(TriskVXStatusItem *item, co
     , m_serviceName(QStringLiteral("org.freedesktop.StatusNotifierItem-%1-%2")
                         .arg(QCoreApplication::applicationPid())
                         .arg(nextItemNumber()))
+    , m_iconThemePath(uninstalledIconThemePath())
 {
     registerTriskVXDBusImageTypes();
     new StatusNotifierItemAdaptor(this);
@@ -50,6 +54,8 @@ TriskVXStatusNotifierItem::TriskVXStatusNotifierItem(TriskVXStatusItem *item, co
     if (m_item) {
         m_menuExporter->setMenu(m_item->menu());
         m_image = m_item->image();
+        m_iconName = iconName();
+        m_drawnText = drawnText();
         m_toolTip = m_item->toolTip();
         m_label = m_item->title();
         connect(m_item, &TriskVXStatusItem::changed, this, &TriskVXStatusNotifierItem::itemChanged);
@@ -117,8 +123,53 @@ QImage TriskVXStatusNotifierItem::shownImage(const QImage &image)
     return shown;
 }
 
+QString TriskVXStatusNotifierItem::uninstalledIconThemePath()
+{
+    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
+    if (!bundle)
+        return QString();
+    const QFileInfo icons(bundle->resourcePath() + QStringLiteral("/../icons"));
+    if (!icons.isDir())
+        return QString();
+    const QString path = icons.canonicalFilePath();
+    const QStringList dataFolders = QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation);
+    for (const QString &folder : dataFolders) {
+        if (QFileInfo(folder + QStringLiteral("/icons")).canonicalFilePath() == path)
+            return QString();
+    }
+    return path;
+}
+
+void TriskVXStatusNotifierItem::setDrawsCountDown(bool draws)
+{
+    if (draws == m_drawsCountDown)
+        return;
+    m_drawsCountDown = draws;
+    itemChanged();
+}
+
+QString TriskVXStatusNotifierItem::drawnText() const
+{
+    return m_drawsCountDown && m_item ? m_item->imageText() : QString();
+}
+
+QString TriskVXStatusNotifierItem::iconName() const
+{
+    // A host takes the named icon over the pixels: while the count-down is drawn, there is none.
+    if (!m_item || !drawnText().isEmpty())
+        return QString();
+    return m_item->iconName();
+}
+
 TriskVXDBusImageList TriskVXStatusNotifierItem::iconPixmap() const
 {
+    const QString drawn = drawnText();
+    if (!drawn.isEmpty()) {
+        TriskVXDBusImageList images;
+        for (const QImage &image : m_painter.imagesForText(drawn))
+            images.append(TriskVXDBusImage::fromImage(image));
+        return images;
+    }
     if (!m_item || m_item->image().isNull())
         return {};
     return { TriskVXDBusImage::fromImage(shownImage(m_item->image())) };
@@ -126,9 +177,11 @@ TriskVXDBusImageList TriskVXStatusNotifierItem::iconPixmap() const
 
 TriskVXDBusToolTip TriskVXStatusNotifierItem::toolTip() const
 {
+    // Some hosts show the title alone (LXQt's), so the title carries what is coming up; with nothing
+    // to say, it names the program.
     TriskVXDBusToolTip toolTip;
-    toolTip.title = title();
-    toolTip.description = m_item ? m_item->toolTip() : QString();
+    const QString text = m_item ? m_item->toolTip() : QString();
+    toolTip.title = text.isEmpty() ? title() : text;
     return toolTip;
 }
 
@@ -149,9 +202,15 @@ void TriskVXStatusNotifierItem::itemChanged()
     if (m_item->menu() != m_menuExporter->menu())
         m_menuExporter->setMenu(m_item->menu());
     // Each rebuild draws the picture anew: compared by its pixels (a few hundred), not by its cache key,
-    // so that the host reads it again only when it looks different.
-    if (m_item->image() != m_image) {
+    // so that the host reads it again only when it looks different. While the count-down is drawn, only
+    // its text counts, which changes once a second in the last minute and once a minute before.
+    const QString drawn = drawnText();
+    const QString name = iconName();
+    const bool imageChanged = drawn.isEmpty() && m_item->image() != m_image;
+    if (imageChanged || drawn != m_drawnText || name != m_iconName) {
         m_image = m_item->image();
+        m_drawnText = drawn;
+        m_iconName = name;
         Q_EMIT NewIcon();
     }
     if (m_item->toolTip() != m_toolTip) {

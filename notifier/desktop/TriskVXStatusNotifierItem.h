@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TriskVXCountDownIconPainter.h"
 #include "TriskVXDBusImage.h"
 #include "TriskVXStatusItem.h"
 
@@ -12,9 +13,10 @@
 
 class TriskVXDBusMenuExporter;
 
-// A status item shown through the StatusNotifierItem protocol: its picture, tool tip, count-down label
-// (the Ayatana label) and menu (exported over dbusmenu) as properties, a New... signal at each change,
-// registered with the StatusNotifierWatcher that the panel's host watches.
+// A status item shown through the StatusNotifierItem protocol: its picture (a themed icon name and its
+// pixels), tool tip, count-down label (the Ayatana label) and menu (exported over dbusmenu) as
+// properties, a New... signal at each change, registered with the StatusNotifierWatcher that the
+// panel's host watches. For hosts that show no label, the count-down is drawn as the picture.
 class TriskVXStatusNotifierItem : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -23,10 +25,10 @@ class TriskVXStatusNotifierItem : public QObject, protected QDBusContext
     Q_PROPERTY(QString Title READ title)
     Q_PROPERTY(QString Status READ status)
     Q_PROPERTY(int WindowId READ windowId)
-    Q_PROPERTY(QString IconThemePath READ emptyString)
+    Q_PROPERTY(QString IconThemePath READ iconThemePath)
     Q_PROPERTY(QDBusObjectPath Menu READ menuPath)
     Q_PROPERTY(bool ItemIsMenu READ itemIsMenu)
-    Q_PROPERTY(QString IconName READ emptyString)
+    Q_PROPERTY(QString IconName READ iconName)
     Q_PROPERTY(TriskVXDBusImageList IconPixmap READ iconPixmap)
     Q_PROPERTY(QString OverlayIconName READ emptyString)
     Q_PROPERTY(TriskVXDBusImageList OverlayIconPixmap READ emptyImages)
@@ -69,6 +71,8 @@ public:
     TriskVXDBusImageList emptyImages() const { return {}; }
     QDBusObjectPath menuPath() const { return QDBusObjectPath(kMenuPath); }
     bool itemIsMenu() const { return true; }
+    QString iconName() const;
+    QString iconThemePath() const { return m_iconThemePath; }
     TriskVXDBusImageList iconPixmap() const;
     TriskVXDBusToolTip toolTip() const;
     QString label() const;
@@ -77,6 +81,13 @@ public:
 
     // The picture as the panel gets it: a template image drawn in the panel's text colour.
     static QImage shownImage(const QImage &image);
+
+    // Whether the count-down is drawn as the picture, for a host that shows no label.
+    bool drawsCountDown() const { return m_drawsCountDown; }
+    void setDrawsCountDown(bool draws);
+    // The folder of the installed icons next to the resource folder, when the session's data folders do
+    // not hold it (the program runs from its build tree or an unusual prefix).
+    static QString uninstalledIconThemePath();
 
 public Q_SLOTS:
     void ContextMenu(int x, int y);
@@ -97,6 +108,8 @@ Q_SIGNALS:
 
 private:
     void itemChanged();
+    // The count-down text shown in the picture; empty when the picture is the item's own.
+    QString drawnText() const;
     void popUpMenu(int x, int y);
 
     QPointer<TriskVXStatusItem> m_item;
@@ -106,8 +119,13 @@ private:
     bool m_registered = false;
     bool m_registering = false;
     TriskVXDBusMenuExporter *m_menuExporter = nullptr;
+    bool m_drawsCountDown = false;
+    QString m_iconThemePath;
+    TriskVXCountDownIconPainter m_painter;
     // What the host last heard, so that only real changes are signalled.
     QImage m_image;
+    QString m_iconName;
+    QString m_drawnText;
     QString m_toolTip;
     QString m_label;
 };

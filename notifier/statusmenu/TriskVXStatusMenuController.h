@@ -76,6 +76,10 @@ public:
     static PerformingImageLayout performingImageLayout(const QSizeF &base, const QSizeF &cog);
     void updateTitleWithQueuedTrigger(const QVariant &aQueuedTrigger);
     QString countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const;
+    // The count-down in a few characters for the picture ("42", "5m", "2h"); empty when it is over.
+    QString imageTextForSeconds(qint64 seconds) const;
+    // "Next: <event>, <clock time> (in <count-down>)"; without the count-down when it is empty.
+    QString countDownToolTip(const QVariant &aQueuedTrigger, const QString &countDown) const;
     QImage appendPerformingImageVariation(const QImage &image, const QString &variation) const;
 
     // Menu actions

@@ -13,6 +13,21 @@
 #include <QtMath>
 
 namespace {
+// The themed icons installed beside the program (notifier/resources/icons), one per built-in picture.
+const QString kIconNameFormat = QStringLiteral("trisk-notifier-%1-symbolic");
+const QString kPerformingIconName = QStringLiteral("performing");
+// The short count-down switches to larger units where the digits would pass two.
+const qint64 kMinute = 60;
+const qint64 kHour = 3600;
+const qint64 kHoursShown = 100;
+const qint64 kDay = 24 * kHour;
+
+QString iconNameFor(const QUrl &identifier)
+{
+    return TriskVXIImageAssistant::isBuiltIn(identifier)
+        ? kIconNameFormat.arg(TriskVXIImageAssistant::builtInNameOf(identifier))
+        : QString();
+}
 
 QUrl builtInIdentifier(const QString &image)
 {
@@ -35,6 +50,7 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
     const QString variation = TriskVXIImageAssistantVariationNone;
     QString title;
     QString toolTip;
+    QString imageText;
     QUrl identifier;
     if (aQueuedTrigger != nil) {
         const QString name = eventNameWithQueuedTrigger(aQueuedTrigger);
@@ -53,6 +69,8 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
             });
             setCountDownTimer(timer);
             title = countDownTimeForQueuedTrigger(aQueuedTrigger);
+            imageText = imageTextForSeconds(qint64(secondsUntilQueuedTrigger(aQueuedTrigger)));
+            toolTip = countDownToolTip(aQueuedTrigger, title);
         } else {
             setCountDownTimer(nullptr);
         }
@@ -64,14 +82,19 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
     if (identifier.scheme() == TriskVXIImageAssistantSchemeBuiltIn)
         TriskVXIImageAssistant::setTemplate(image, true);
 
+    QString iconName = iconNameFor(identifier);
     const qsizetype performing = m_activeEvents.toList().size();
     if (performing >= 1) {
         title = localized(QStringLiteral("TriskVXStatusMenuController.title.performing")).arg(performing);
         image = appendPerformingImageVariation(image, variation);
+        iconName = kIconNameFormat.arg(kPerformingIconName);
+        imageText.clear();
     }
 
     if (TriskVXStatusItem *item = statusItem()) {
         item->setImage(image);
+        item->setIconName(iconName);
+        item->setImageText(imageText);
         // A coloured picture is not inverted when highlighted; a template one is redrawn by the host.
         item->setAlternateImage(TriskVXIImageAssistant::isTemplate(image) ? QImage() : image);
     }
@@ -96,10 +119,43 @@ void TriskVXStatusMenuController::updateTitleCountDown(QObject *timer)
 void TriskVXStatusMenuController::updateTitleCountDownText(QObject *timer)
 {
     Q_UNUSED(timer)
-    const QString title
-        = m_nextPendingQueuedTrigger != nil ? countDownTimeForQueuedTrigger(m_nextPendingQueuedTrigger) : QString();
+    if (m_nextPendingQueuedTrigger == nil) {
+        if (TriskVXStatusMenuResize *titleResize = resize())
+            titleResize->setTitle(QString());
+        return;
+    }
+    const QString title = countDownTimeForQueuedTrigger(m_nextPendingQueuedTrigger);
+    // The item signals only what changed: the picture's text once a minute until the last one.
+    if (TriskVXStatusItem *item = statusItem()) {
+        item->setImageText(imageTextForSeconds(qint64(secondsUntilQueuedTrigger(m_nextPendingQueuedTrigger))));
+        item->setToolTip(countDownToolTip(m_nextPendingQueuedTrigger, title));
+    }
     if (TriskVXStatusMenuResize *titleResize = resize())
         titleResize->setTitle(title);
+}
+
+QString TriskVXStatusMenuController::imageTextForSeconds(qint64 seconds) const
+{
+    if (seconds <= 0)
+        return QString();
+    // Whole units cut toward zero, so the number is the one the title starts with ("5m" for "5:42").
+    if (seconds < kMinute)
+        return localized(QStringLiteral("COUNTDOWN_IMAGE_FORMAT_S")).arg(seconds);
+    if (seconds < kHour)
+        return localized(QStringLiteral("COUNTDOWN_IMAGE_FORMAT_M")).arg(seconds / kMinute);
+    if (seconds < kHoursShown * kHour)
+        return localized(QStringLiteral("COUNTDOWN_IMAGE_FORMAT_H")).arg(seconds / kHour);
+    return localized(QStringLiteral("COUNTDOWN_IMAGE_FORMAT_D")).arg(seconds / kDay);
+}
+
+QString TriskVXStatusMenuController::countDownToolTip(const QVariant &aQueuedTrigger, const QString &countDown) const
+{
+    // The clock time for planning, the time left for a glance, on hosts with and without the label.
+    const QString name = eventNameWithQueuedTrigger(aQueuedTrigger);
+    const QString date = triggerDateWithQueuedTrigger(aQueuedTrigger).toString();
+    if (countDown.isEmpty())
+        return localized(QStringLiteral("STATUSMENU_PENDING_TOOLTIP")).arg(name, date);
+    return localized(QStringLiteral("STATUSMENU_PENDING_COUNTDOWN_TOOLTIP")).arg(name, date, countDown);
 }
 
 QString TriskVXStatusMenuController::countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const

@@ -35,6 +35,22 @@ void TriskVXStatusItem::setAlternateImage(const QImage &image)
     Q_EMIT changed();
 }
 
+void TriskVXStatusItem::setIconName(const QString &iconName)
+{
+    if (m_iconName == iconName)
+        return;
+    m_iconName = iconName;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setImageText(const QString &imageText)
+{
+    if (m_imageText == imageText)
+        return;
+    m_imageText = imageText;
+    Q_EMIT changed();
+}
+
 void TriskVXStatusItem::setMenu(QMenu *menu)
 {
     m_menu = menu;

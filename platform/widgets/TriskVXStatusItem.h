@@ -34,6 +34,14 @@ public:
     void setImage(const QImage &image);
     QImage alternateImage() const { return m_alternateImage; }
     void setAlternateImage(const QImage &image);
+    // The themed icon showing the same picture, so that hosts can draw it in the panel's colours; empty
+    // when the picture has no themed twin (an event's own image file).
+    QString iconName() const { return m_iconName; }
+    void setIconName(const QString &iconName);
+    // The count-down in a few characters ("42", "5m", "2h"), for hosts that show no title beside the
+    // picture; empty when nothing counts down.
+    QString imageText() const { return m_imageText; }
+    void setImageText(const QString &imageText);
     QMenu *menu() const { return m_menu; }
     void setMenu(QMenu *menu);
     QString toolTip() const { return m_toolTip; }
@@ -53,6 +61,8 @@ private:
     QFont m_titleFont;
     QImage m_image;
     QImage m_alternateImage;
+    QString m_iconName;
+    QString m_imageText;
     QPointer<QMenu> m_menu;
     QString m_toolTip;
     bool m_highlightMode = false;

@@ -306,6 +306,24 @@ Noch %3</translation>
     <message>
         <source>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</source>
         <translation>Solange der Planer angehalten ist, wird kein Ereignis ausgeführt; Auslöser, die in dieser Zeit kommen, verstreichen.</translation>
+        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
+        <translation>Als Nächstes: %1, %2 (in %3)</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
+        <translation>%1m</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
+        <translation>%1h</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
+        <translation>%1T</translation>
     </message>
 </context>
 </TS>

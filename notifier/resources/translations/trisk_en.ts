@@ -306,6 +306,24 @@
     <message>
         <source>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</source>
         <translation>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</translation>
+        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
+        <translation>Next: %1, %2 (in %3)</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
+        <translation>%1m</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
+        <translation>%1h</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
+        <translation>%1d</translation>
     </message>
 </context>
 </TS>
