@@ -18,5 +18,7 @@ int main(int argc, char *argv[])
     TriskVXWarningController::registerClass();
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
+    // Panels and trays give the item the width its picture and label take.
+    TriskVXStatusBar::systemStatusBar()->setDrawsItemLengths(false);
     return TriskVXNotifierApplication::run();
 }
