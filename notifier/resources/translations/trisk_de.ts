@@ -194,4 +194,11 @@ Noch %3</translation>
         <translation>Halvane führt in Kürze aus:</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
+        <translation>Der Halvane-Dienst ist nicht erreichbar. Der Zeitplan erscheint wieder, sobald er antwortet.</translation>
+    </message>
+</context>
 </TS>

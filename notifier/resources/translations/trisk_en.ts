@@ -194,4 +194,11 @@
         <translation>Halvane is about to perform</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
+        <translation>The Halvane service cannot be reached. The schedule comes back as soon as it answers again.</translation>
+    </message>
+</context>
 </TS>
