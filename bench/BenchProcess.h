@@ -8,10 +8,10 @@
 // What this process uses, read from the kernel: resident memory, processor time and context switches.
 namespace BenchProcess {
 
-// VmRSS as the kernel has it, free heap pages included.
-inline long residentKiBUntrimmed()
+// VmRSS of a process as its status file (/proc/<pid>/status) has it; -1 when it cannot be read.
+inline long residentKiBOf(const QString &statusFile)
 {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(statusFile);
     if (!status.open(QIODevice::ReadOnly))
         return -1;
     const QList<QByteArray> lines = status.readAll().split('\n');
@@ -20,6 +20,12 @@ inline long residentKiBUntrimmed()
             return line.mid(6).trimmed().split(' ').value(0).toLong();
     }
     return -1;
+}
+
+// VmRSS as the kernel has it, free heap pages included.
+inline long residentKiBUntrimmed()
+{
+    return residentKiBOf(QStringLiteral("/proc/self/status"));
 }
 
 inline long residentKiB()

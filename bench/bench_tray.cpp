@@ -3,7 +3,8 @@
 // - start until the item is registered with the watcher, with 1,000 pending triggers, and the resident
 //   memory a moment later;
 // - counting down, both at once: context switches and processor time per minute of each (all threads),
-//   their ratio, and the bytes each sends on the bus per second;
+//   their ratio, and the bytes each sends on the bus per second; for the whole notifier (its count-down
+//   panel on screen too) and for its status item alone;
 // - nothing pending: the notifier's wake-ups (context switches of all its threads) per minute.
 // Usage: bench_tray [SECONDS] [IDLE_SECONDS] [RUNS]
 #include "BenchProcess.h"
@@ -59,19 +60,6 @@ Counters countersOf(qint64 pid)
     return counters;
 }
 
-long residentKiBOf(qint64 pid)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
-}
-
 // The unique bus name of a process's connection, or empty.
 QString busNameOf(qint64 pid)
 {
@@ -121,20 +109,14 @@ private:
             const quint32 length = qFromLittleEndian<quint32>(m_buffer.constData() + 8);
             if (m_buffer.size() < 16 + qsizetype(length))
                 return;
-            // The monitor's first message is its own greeting, not the sender's.
-            if (m_skipFirst)
-                m_skipFirst = false;
-            else {
-                bytes += length;
-                ++messages;
-            }
+            bytes += length;
+            ++messages;
             m_buffer.remove(0, 16 + length);
         }
     }
     QProcess m_monitor;
     QByteArray m_buffer;
     bool m_headerRead = false;
-    bool m_skipFirst = false;
 };
 
 // Items the watcher has been told of, by the pid of their owner.
@@ -150,6 +132,15 @@ public:
                                               SLOT(registered(QString)));
     }
     bool has(qint64 pid) const { return m_pids.contains(pid); }
+    // Runs the event loop until the process's item is registered; false when it is not within kWait.
+    bool waitFor(qint64 pid) const
+    {
+        return ::waitFor(
+            [this, pid] {
+                return has(pid);
+            },
+            kWait);
+    }
 
 public Q_SLOTS:
     void registered(const QString &item)
@@ -221,6 +212,38 @@ QVariantList schedule(const QDateTime &now)
     }
     return events;
 }
+
+// Starts the notifier on service and measures it and the bare app over the same seconds.
+void countDownBeside(const QString &label, const QString &service, qint64 barePid, const Registrations &registrations,
+                     int seconds)
+{
+    auto notifier = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), service);
+    const qint64 notifierPid = notifier->processId();
+    registrations.waitFor(notifierPid);
+    idle(3);
+    BusBytes notifierBus(busNameOf(notifierPid));
+    BusBytes bareBus(busNameOf(barePid));
+    const Counters notifierBefore = countersOf(notifierPid);
+    const Counters bareBefore = countersOf(barePid);
+    idle(seconds);
+    const Counters notifierAfter = countersOf(notifierPid);
+    const Counters bareAfter = countersOf(barePid);
+    const double perMinute = 60.0 / seconds;
+    const double notifierSwitches = double(notifierAfter.switches - notifierBefore.switches) * perMinute;
+    const double bareSwitches = double(bareAfter.switches - bareBefore.switches) * perMinute;
+    const double notifierCpu = (notifierAfter.cpuMSecs - notifierBefore.cpuMSecs) * perMinute;
+    const double bareCpu = (bareAfter.cpuMSecs - bareBefore.cpuMSecs) * perMinute;
+    std::printf("counting down, %s, per minute over %d s: context switches %.0f vs %.0f (ratio %.2f, goal <= 1.0), "
+                "CPU %.1f ms vs %.1f ms (ratio %.2f, goal <= 1.0)\n",
+                qPrintable(label), seconds, notifierSwitches, bareSwitches,
+                notifierSwitches / std::max(bareSwitches, 1.0), notifierCpu, bareCpu,
+                notifierCpu / std::max(bareCpu, 0.001));
+    std::printf("  sent on the bus per second (one tick): notifier %.0f bytes in %.1f messages, bare app %.0f "
+                "bytes in %.1f messages (goal <= 20 KB)\n",
+                double(notifierBus.bytes) / seconds, double(notifierBus.messages) / seconds,
+                double(bareBus.bytes) / seconds, double(bareBus.messages) / seconds);
+    stopProgram(notifier.get());
+}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -288,62 +311,38 @@ int main(int argc, char *argv[])
         timer.start();
         auto notifier = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), service.serviceName());
         const qint64 pid = notifier->processId();
-        if (!waitFor(
-                [&registrations, pid] {
-                    return registrations.has(pid);
-                },
-                kWait)) {
+        if (!registrations.waitFor(pid)) {
             std::fprintf(stderr, "the notifier's item did not register\n");
             return 1;
         }
         starts.push_back(double(timer.nsecsElapsed()) / 1e6);
         idle(2);
-        memory.push_back(double(residentKiBOf(pid)));
+        memory.push_back(double(BenchProcess::residentKiBOf(QStringLiteral("/proc/%1/status").arg(pid))));
         stopProgram(notifier.get());
     }
     auto bareApp = startProgram(bare, QString());
-    waitFor(
-        [&registrations, &bareApp] {
-            return registrations.has(bareApp->processId());
-        },
-        kWait);
+    registrations.waitFor(bareApp->processId());
     idle(2);
-    const long bareMemory = residentKiBOf(bareApp->processId());
+    const long bareMemory = BenchProcess::residentKiBOf(QStringLiteral("/proc/%1/status").arg(bareApp->processId()));
     std::printf("start until the item is registered, 1,000 pending: median %.0f ms over %d runs (goal <= 100)\n",
                 median(starts), runs);
     std::printf("resident memory 2 s after start: notifier median %.1f MB, bare tray app %.1f MB (goal <= 32)\n",
                 median(memory) / 1024.0, double(bareMemory) / 1024.0);
 
-    // Counting down, side by side over the same minute.
-    auto notifier = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), service.serviceName());
-    const qint64 notifierPid = notifier->processId();
-    waitFor(
-        [&registrations, notifierPid] {
-            return registrations.has(notifierPid);
-        },
-        kWait);
-    idle(3);
-    BusBytes notifierBus(busNameOf(notifierPid));
-    BusBytes bareBus(busNameOf(bareApp->processId()));
-    const Counters notifierBefore = countersOf(notifierPid);
-    const Counters bareBefore = countersOf(bareApp->processId());
-    idle(seconds);
-    const Counters notifierAfter = countersOf(notifierPid);
-    const Counters bareAfter = countersOf(bareApp->processId());
-    const double perMinute = 60.0 / seconds;
-    const double notifierSwitches = double(notifierAfter.switches - notifierBefore.switches) * perMinute;
-    const double bareSwitches = double(bareAfter.switches - bareBefore.switches) * perMinute;
-    const double notifierCpu = (notifierAfter.cpuMSecs - notifierBefore.cpuMSecs) * perMinute;
-    const double bareCpu = (bareAfter.cpuMSecs - bareBefore.cpuMSecs) * perMinute;
-    std::printf("counting down, per minute over %d s: context switches %.0f vs %.0f (ratio %.2f, goal <= 1.0), "
-                "CPU %.1f ms vs %.1f ms (ratio %.2f, goal <= 1.0)\n",
-                seconds, notifierSwitches, bareSwitches, notifierSwitches / std::max(bareSwitches, 1.0), notifierCpu,
-                bareCpu, notifierCpu / std::max(bareCpu, 0.001));
-    std::printf("  sent on the bus per second (one tick): notifier %.0f bytes in %.1f messages, bare app %.0f "
-                "bytes in %.1f messages (goal <= 20 KB)\n",
-                double(notifierBus.bytes) / seconds, double(notifierBus.messages) / seconds,
-                double(bareBus.bytes) / seconds, double(bareBus.messages) / seconds);
-    stopProgram(notifier.get());
+    // Counting down, side by side over the same minute: the whole notifier, whose count-down panel is on
+    // screen as well, then its status item alone (the other notifiers switched off in the preferences).
+    countDownBeside(QStringLiteral("whole notifier"), service.serviceName(), bareApp->processId(), registrations,
+                    seconds);
+    QFile domain(home.filePath(QStringLiteral("config/halvane/org.halvane.scheduler.plist")));
+    QDir().mkpath(home.filePath(QStringLiteral("config/halvane")));
+    if (domain.open(QIODevice::WriteOnly)) {
+        domain.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>"
+                     "<key>notifier.notifications</key><false/><key>notifier.notification-center</key><false/>"
+                     "<key>notifier.warning</key><false/></dict></plist>");
+        domain.close();
+    }
+    countDownBeside(QStringLiteral("status item alone"), service.serviceName(), bareApp->processId(), registrations,
+                    seconds);
     stopProgram(bareApp.get());
 
     // Nothing pending: a service with an empty schedule.
@@ -354,11 +353,7 @@ int main(int argc, char *argv[])
     }
     auto quiet = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), empty.serviceName());
     const qint64 quietPid = quiet->processId();
-    waitFor(
-        [&registrations, quietPid] {
-            return registrations.has(quietPid);
-        },
-        kWait);
+    registrations.waitFor(quietPid);
     idle(5);
     const Counters quietBefore = countersOf(quietPid);
     idle(idleSeconds);
