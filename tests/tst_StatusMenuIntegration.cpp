@@ -17,6 +17,7 @@
 #include "TriskVXDBusMenuTypes.h"
 #include "TriskVXDBusPropertyList.h"
 #include "TriskVXDesktopStatusBar.h"
+#include "TriskVXIImageAssistant.h"
 #include "TriskVXRequestsController.h"
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusItem.h"
@@ -113,6 +114,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void menuAgainstTheService();
+    void anOutageShowsAndHeals();
     void theStatusMenuThroughTheHost();
     void aBurstOfFiringsIsOneRebuild();
     void groupCallsAndPropertyUpdates();
@@ -342,6 +344,38 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
     QCOMPARE(dateOfPending(u"Nap"_s), kNow.addSecs(600));
     QCOMPARE(linesOf(menu()).count(u"Nap"_s), 1);
     QCOMPARE(itemTitled(menu(), u"Quick Schedule"_s)->menu(), quick);
+}
+
+// While halvaned is gone the item and the menu say so, keep nothing of the old schedule and offer nothing
+// that needs the service; once it is back, all of it returns without being asked.
+void tst_StatusMenuIntegration::anOutageShowsAndHeals()
+{
+    startService();
+    QVERIFY(add(u"Backup"_s, { u"--at"_s, u"2030-06-01T10:00:00+02:00"_s, u"--log"_s, u"b"_s }));
+    QTRY_VERIFY_WITH_TIMEOUT(linesOf(menu()).contains(u"Backup"_s), kWait);
+    const QString before = menuText();
+    TriskVXStatusItem *item = m_controller->statusItem();
+    const QString toolTip = item->toolTip();
+    const QSizeF size(m_controller->imageSizeForMenuStatus(), m_controller->imageSizeForMenuStatus());
+    const QImage disconnected = TriskVXIImageAssistant::imageAssistant()->imageForUIIdentifierScaleToFitVariation(
+        TriskVXIImageAssistant::UIIdentifierForElementImage(kVXElementImage_Disconnected), size,
+        TriskVXIImageAssistantVariationNone);
+
+    QVERIFY(m_service->stop());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isServiceReachable() && !m_controller->isRebuildScheduled(), kWait);
+    QCOMPARE(linesOf(menu()),
+             QStringList({ u"Schedule unavailable"_s, u"-"_s, u"Open Halvane…"_s, u"Check for Updates…"_s, u"-"_s,
+                           u"Remove Trisk Notifier…"_s }));
+    QCOMPARE(itemTitled(menu(), u"Schedule unavailable"_s)->toolTip(), item->toolTip());
+    QVERIFY(item->toolTip() != toolTip && !item->toolTip().isEmpty());
+    QCOMPARE(item->image().convertToFormat(QImage::Format_ARGB32), disconnected.convertToFormat(QImage::Format_ARGB32));
+    QVERIFY(!m_controller->countDownTimer());
+
+    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
+    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()) && m_service->setTestNow(kNow));
+    QTRY_COMPARE_WITH_TIMEOUT(menuText(), before, kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(item->toolTip(), toolTip, kWait);
+    QVERIFY(itemTitled(menu(), u"Quick Schedule"_s)->menu());
 }
 
 void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()

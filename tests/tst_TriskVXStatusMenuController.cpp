@@ -97,6 +97,8 @@ private Q_SLOTS:
     void longSectionsEndInACount_data();
     void longSectionsEndInACount();
     void rebuildsAndValidation();
+    void toolItemsNeedTheirTool_data();
+    void toolItemsNeedTheirTool();
     void titleFollowsTheCurrentNotification();
     void widthEasesAndLandsOneSecondAfterTheLastChange();
     void brokenTemplatesAreLeftOut_data();
@@ -284,8 +286,11 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     QCOMPARE(m_bar->items(), QList<TriskVXStatusItem *> { controller->statusItem() });
     QCOMPARE(itemTitled(controller->statusItem()->menu(), u"Quick Schedule"_s)->menu(), quick);
     QVERIFY(!quick->actions().isEmpty());
-    // Validation: Check for Updates… asks the workspace, unless switched off in the preferences.
+    // Validation: Check for Updates… asks the workspace once something listens there (seen as the menu
+    // opens), unless switched off in the preferences.
+    QVERIFY(!itemTitled(controller->statusMenu(), u"Check for Updates…"_s)->isEnabled());
     QSignalSpy updates(TriskVXWorkspace::workspace(), &TriskVXWorkspace::softwareUpdateCheckRequested);
+    Q_EMIT controller->statusMenu()->aboutToShow();
     itemTitled(controller->statusMenu(), u"Check for Updates…"_s)->trigger();
     QCOMPARE(updates.size(), 1);
     QFile domain(TriskVXWorkspace::workspace()->preferencesFile());
@@ -294,6 +299,56 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     domain.close();
     report(*controller, kVXObserveSchedulerPending, QVariantList());
     QVERIFY(!itemTitled(controller->statusMenu(), u"Check for Updates…"_s)->isEnabled());
+}
+
+void tst_TriskVXStatusMenuController::toolItemsNeedTheirTool_data()
+{
+    QTest::addColumn<QStringList>("tools");
+    QTest::addColumn<bool>("updateChecker");
+    QTest::addColumn<QString>("items");
+    QTest::newRow("nothing installed") << QStringList() << false
+                                       << u"Open Halvane… off|Check for Updates… off|Remove Trisk Notifier… off"_s;
+    QTest::newRow("a remover and an update checker")
+        << QStringList { u"halvane-uninstall"_s } << true
+        << u"Open Halvane… off|Check for Updates… on|Remove Trisk Notifier… on"_s;
+    // The editor offers the removal itself.
+    QTest::newRow("the editor") << QStringList { u"halvane-editor"_s } << false
+                                << u"Open Halvane… on|Check for Updates… off"_s;
+}
+
+// The fixed items are offered only when what they start is there, and then start it.
+void tst_TriskVXStatusMenuController::toolItemsNeedTheirTool()
+{
+    QFETCH(QStringList, tools);
+    QFETCH(bool, updateChecker);
+    QFETCH(QString, items);
+    QTemporaryDir bin;
+    for (const QString &tool : std::as_const(tools)) {
+        QFile script(bin.filePath(tool));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\ntouch \"$0.started\"\n");
+        script.close();
+        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    }
+    TriskVXWorkspace *workspace = TriskVXWorkspace::workspace();
+    workspace->setToolSearchPath({ bin.path() });
+    QObject checker;
+    if (updateChecker)
+        connect(workspace, &TriskVXWorkspace::softwareUpdateCheckRequested, &checker, [] {});
+    auto controller = makeController();
+    QStringList shown;
+    const QList<QAction *> menuItems = controller->statusMenu()->actions();
+    for (QAction *item : menuItems) {
+        const QString action = TriskVXMenuItem::action(item);
+        const bool startsTool = action == u"openHalvane:"_s || action == u"removeHalvane:"_s;
+        if (startsTool || action == u"checkForUpdates:"_s)
+            shown.append(TriskVXMenuItem::title(item) + (item->isEnabled() ? u" on"_s : u" off"_s));
+        if (startsTool && item->isEnabled())
+            item->trigger();
+    }
+    QCOMPARE(shown.join(u'|'), items);
+    for (const QString &tool : std::as_const(tools))
+        QTRY_VERIFY(QFile::exists(bin.filePath(tool + u".started"_s)));
 }
 
 void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()

@@ -81,7 +81,7 @@ void TriskVXConnection::setKeepAlive(bool keepAlive)
 
 void TriskVXConnection::setKeepAliveInterval(int milliseconds)
 {
-    m_keepAliveInterval = qMax(1, milliseconds);
+    m_keepAliveInterval = qMax(0, milliseconds);
     updateKeepAliveTimer();
 }
 
@@ -102,8 +102,9 @@ void TriskVXConnection::setClock(const TriskVXClock *clock)
 void TriskVXConnection::updateKeepAliveTimer()
 {
     // A ping not answered within one interval means the service hangs.
-    m_peer->setTimeout(m_keepAliveInterval);
-    if (m_keepAlive && m_valid)
+    if (m_keepAliveInterval > 0)
+        m_peer->setTimeout(m_keepAliveInterval);
+    if (m_keepAlive && m_valid && m_keepAliveInterval > 0)
         m_keepAliveTimer->start(m_clock->now().addMSecs(m_keepAliveInterval));
     else
         m_keepAliveTimer->stop();

@@ -41,6 +41,9 @@ public:
 
     void setAutoReconnect(bool autoReconnect);
     bool autoReconnect() const { return m_autoReconnect; }
+    // Keeping alive follows the service's bus name: its owner leaving or changing ends the link at once,
+    // with no traffic and no wake-up while nothing happens. A ping every keepAliveInterval also notices a
+    // service that hangs while it keeps its name; 0, the default, sends none.
     void setKeepAlive(bool keepAlive);
     bool keepAlive() const { return m_keepAlive; }
     void setKeepAliveInterval(int milliseconds);
@@ -92,7 +95,7 @@ private:
     TriskVXConnectionDelegate *m_delegate = nullptr;
     bool m_autoReconnect = false;
     bool m_keepAlive = false;
-    int m_keepAliveInterval = 30000;
+    int m_keepAliveInterval = 0;
     int m_retryDelay = 0;
     bool m_valid = false;
     bool m_authenticated = false;

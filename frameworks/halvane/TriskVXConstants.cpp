@@ -87,6 +87,7 @@ const QString kVXAuthorisationRightRule_Universal = QStringLiteral("Universal");
 const QString kVXElementImage_None = QStringLiteral("none");
 const QString kVXElementImage_Stopped = QStringLiteral("stopped");
 const QString kVXElementImage_ActionCog = QStringLiteral("action-cog");
+const QString kVXElementImage_Disconnected = QStringLiteral("disconnected");
 const QString TriskVXIImageAssistantVariationNone = QStringLiteral("none");
 const QString TriskVXIImageAssistantVariationDisabled = QStringLiteral("disabled");
 const QString TriskVXIImageAssistantSchemeBuiltIn = QStringLiteral("halvane-image");

@@ -99,6 +99,8 @@ extern const QString kVXAuthorisationRightRule_Universal;
 extern const QString kVXElementImage_None;
 extern const QString kVXElementImage_Stopped;
 extern const QString kVXElementImage_ActionCog;
+// The status item's picture while the service cannot be reached.
+extern const QString kVXElementImage_Disconnected;
 extern const QString TriskVXIImageAssistantVariationNone;
 extern const QString TriskVXIImageAssistantVariationDisabled;
 extern const QString TriskVXIImageAssistantSchemeBuiltIn;

@@ -30,9 +30,11 @@ TriskVXIImageAssistant *TriskVXIImageAssistant::imageAssistant()
 QStringList TriskVXIImageAssistant::builtInImageNames()
 {
     // Asked for every menu item's picture: made once.
-    static const QStringList names { kVXElementImage_None,    kVXElementImage_Stopped,     kVXElementImage_ActionCog,
-                                     kGenericEventImage,      QStringLiteral("power-off"), QStringLiteral("restart"),
-                                     QStringLiteral("sleep"), QStringLiteral("log-out") };
+    static const QStringList names {
+        kVXElementImage_None,    kVXElementImage_Stopped,     kVXElementImage_ActionCog,
+        kGenericEventImage,      QStringLiteral("power-off"), QStringLiteral("restart"),
+        QStringLiteral("sleep"), QStringLiteral("log-out"),   kVXElementImage_Disconnected
+    };
     return names;
 }
 

@@ -143,9 +143,14 @@ void TriskVXWorkspace::quickScheduleWithConnection(TriskVXConnection *connection
     Q_EMIT quickScheduleRequested(connection);
 }
 
+bool TriskVXWorkspace::hasSoftwareUpdateChecker() const
+{
+    return isSignalConnected(QMetaMethod::fromSignal(&TriskVXWorkspace::softwareUpdateCheckRequested));
+}
+
 void TriskVXWorkspace::checkForSoftwareUpdates()
 {
-    if (!isSignalConnected(QMetaMethod::fromSignal(&TriskVXWorkspace::softwareUpdateCheckRequested)))
+    if (!hasSoftwareUpdateChecker())
         qCWarning(lcHalvane) << "no software update checker is available";
     Q_EMIT softwareUpdateCheckRequested();
 }

@@ -40,6 +40,8 @@ public:
     void quickScheduleWithConnection(TriskVXConnection *connection);
     // Asks the update checker (softwareUpdateCheckRequested) to check now.
     void checkForSoftwareUpdates();
+    // Whether an update checker listens to softwareUpdateCheckRequested.
+    bool hasSoftwareUpdateChecker() const;
 
     // <XDG data home>/halvane; nil when there is no data location.
     QUrl supportFolder() const;

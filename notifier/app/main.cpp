@@ -21,6 +21,8 @@ int main(int argc, char *argv[])
     TriskVXWarningController::registerClass();
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
+    // Panels and trays give the item the width its picture and label take.
+    TriskVXStatusBar::systemStatusBar()->setDrawsItemLengths(false);
     // The Quick Schedule panel, opened from the status menu through the workspace.
     const auto quickSchedule = [](TriskVXNotifyController *notifier) -> std::unique_ptr<QObject> {
         return TriskVXQuickScheduleController::controllerWithNotifier(notifier, TriskVXClock::systemClock(),

@@ -32,6 +32,8 @@ const int kPlaceholderTag = 1;
 const int kSectionItemsTag = 1;
 const int kSectionHeadingTag = 2;
 const QString kQuickScheduleAction = QStringLiteral("quickSchedule:");
+// The fixed items that reach the service (the Quick Schedule panel adds events through it).
+const QStringList kServiceActions { kQuickScheduleAction };
 // Entries of the pending and on-demand lists above which a rebuild hands freed memory back.
 const qsizetype kLongListsForTrim = 1000;
 const int kTrimAfterMSecs = 2000;
@@ -105,6 +107,19 @@ bool TriskVXStatusMenuController::initWithObserverRequests(TriskVXObserver *obse
     TRISK_ASSERT(emphasize != nil, QStringLiteral("%1 default is required").arg(kEmphasizeIconDefault));
     setEmphasizeInterval(emphasize.toDouble());
     m_quickMenu = makeQuickScheduleMenu();
+    // The observer keeps the last values it read through an outage; the connection says when they stop
+    // being true, and the observer's next full read when they are again.
+    if (TriskVXConnection *connection = observer ? observer->connection() : nullptr) {
+        m_serviceReachable = connection->isValid();
+        connect(connection, &TriskVXConnection::validChanged, this, [this](bool valid) {
+            if (!valid)
+                setServiceReachable(false);
+        });
+        connect(observer, &TriskVXObserver::reloaded, this, [this, connection] {
+            if (connection->isValid())
+                setServiceReachable(true);
+        });
+    }
     // A template image's icon is flagged as a mask: it takes the colour of where it is drawn.
     const QList<QAction *> triggerItems = m_triggerTemplateMenu->actions();
     for (QAction *item : triggerItems) {
@@ -154,6 +169,14 @@ void TriskVXStatusMenuController::observedVariableDidBecome(const QString &obser
         m_schedulerEnabled = value;
         scheduleUpdate(true);
     }
+}
+
+void TriskVXStatusMenuController::setServiceReachable(bool reachable)
+{
+    if (reachable == m_serviceReachable)
+        return;
+    m_serviceReachable = reachable;
+    scheduleUpdate(true);
 }
 
 bool TriskVXStatusMenuController::isRebuildScheduled() const
@@ -325,9 +348,11 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         return;
     }
 
-    const QVariantList queued = pending.toList();
-    const QList<QAction *> activeItems = activeSectionItems(menu);
-    const QList<QAction *> onDemandItems = onDemandSectionItems(menu);
+    // Unreachable, the last lists read are no longer the schedule: none of it is shown.
+    const bool reachable = m_serviceReachable;
+    const QVariantList queued = reachable ? pending.toList() : QVariantList();
+    const QList<QAction *> activeItems = reachable ? activeSectionItems(menu) : QList<QAction *>();
+    const QList<QAction *> onDemandItems = reachable ? onDemandSectionItems(menu) : QList<QAction *>();
     const QList<QAction *> pendingItems = pendingSectionItems(queued, menu);
 
     // The sections, each in its frame.
@@ -353,20 +378,22 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
     delete placeholder;
 
     // The one Quick Schedule submenu moves into the new menu.
-    if (m_quickMenu && !m_quickMenu->actions().isEmpty()) {
+    if (m_quickMenu && m_statusMenu) {
+        const QList<QAction *> previous = m_statusMenu->actions();
+        for (QAction *holder : previous) {
+            if (holder->menu() == m_quickMenu)
+                TriskVXMenuItem::setSubmenu(holder, nullptr);
+        }
+    }
+    if (!reachable) {
+        removeServiceCommands(menu);
+    } else if (m_quickMenu && !m_quickMenu->actions().isEmpty()) {
         const QList<QAction *> items = menu->actions();
         for (QAction *item : items) {
-            if (TriskVXMenuItem::action(item) != kQuickScheduleAction)
-                continue;
-            if (m_statusMenu) {
-                const QList<QAction *> previous = m_statusMenu->actions();
-                for (QAction *holder : previous) {
-                    if (holder->menu() == m_quickMenu)
-                        TriskVXMenuItem::setSubmenu(holder, nullptr);
-                }
+            if (TriskVXMenuItem::action(item) == kQuickScheduleAction) {
+                TriskVXMenuItem::setSubmenu(item, m_quickMenu);
+                break;
             }
-            TriskVXMenuItem::setSubmenu(item, m_quickMenu);
-            break;
         }
     }
 
@@ -380,7 +407,10 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         if (collected.isEmpty()) {
             QString title;
             QString toolTip;
-            if (!isSchedulerEnabled()) {
+            if (!reachable) {
+                title = localized(QStringLiteral("STATUSMENU_UNAVAILABLE"));
+                toolTip = localized(QStringLiteral("STATUSMENU_DISCONNECTED_TOOLTIP"));
+            } else if (!isSchedulerEnabled()) {
                 title = localized(QStringLiteral("STATUSMENU_STOPPED"));
                 toolTip = localized(QStringLiteral("STATUSMENU_STOPPED_TOOLTIP"));
             } else if (pending.typeId() == QMetaType::QVariantList) {
@@ -416,6 +446,20 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         previous->deleteLater();
 
     updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+void TriskVXStatusMenuController::removeServiceCommands(QMenu *menu) const
+{
+    const QList<QAction *> items = menu->actions();
+    QList<QAction *> removed;
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        if (!kServiceActions.contains(TriskVXMenuItem::action(items.at(i))))
+            continue;
+        removed.append(items.at(i));
+        if (i + 1 < items.size() && items.at(i + 1)->isSeparator())
+            removed.append(items.at(++i));
+    }
+    qDeleteAll(removed);
 }
 
 QList<QAction *> TriskVXStatusMenuController::activeSectionItems(QMenu *menu) const
@@ -720,8 +764,13 @@ bool TriskVXStatusMenuController::validateMenuItem(QAction *menuItem) const
 {
     TRISK_ASSERT(menuItem != nil, invalidParameter(QStringLiteral("menuItem")));
     const QString selector = TriskVXMenuItem::action(menuItem);
+    // An item that would start nothing is not offered as if it did.
     if (selector == QLatin1String("checkForUpdates:"))
-        return canCheckForUpdates();
+        return canCheckForUpdates() && hasUpdateChecker();
+    if (selector == QLatin1String("openHalvane:"))
+        return canOpenHalvane();
+    if (selector == QLatin1String("removeHalvane:"))
+        return canRemoveHalvane();
     return TriskVXMenuItem::respondsToAction(this, selector);
 }
 
@@ -731,4 +780,9 @@ bool TriskVXStatusMenuController::canCheckForUpdates() const
         return true;
     const QVariant preference = workspace()->preferenceForKey(kVXPreferencesKeySoftwareUpdateCheck);
     return preference == nil || preference.toBool();
+}
+
+bool TriskVXStatusMenuController::hasUpdateChecker() const
+{
+    return workspace() && workspace()->hasSoftwareUpdateChecker();
 }

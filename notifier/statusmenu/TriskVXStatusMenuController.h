@@ -82,9 +82,16 @@ public:
     QString countDownToolTip(const QVariant &aQueuedTrigger, const QString &countDown) const;
     QImage appendPerformingImageVariation(const QImage &image, const QString &variation) const;
 
+    // Whether the service answers: false from the moment the connection drops until the observer has read
+    // the scheduler's variables again. Meanwhile the menu and the item say the schedule is unavailable and
+    // offer nothing that needs the service. Always true without a connection to follow.
+    bool isServiceReachable() const { return m_serviceReachable; }
+
     // Menu actions
     Q_INVOKABLE bool validateMenuItem(QAction *menuItem) const;
     bool canCheckForUpdates() const;
+    // Whether something answers the update check; the one place that decides it beside the preference.
+    bool hasUpdateChecker() const;
 
     // Quick Schedule
     static const QList<int> &quickDelays();
@@ -140,6 +147,9 @@ public Q_SLOTS:
     void quickScheduleWithEvent(QObject *sender);
 
 private:
+    void setServiceReachable(bool reachable);
+    // Takes out the items whose action needs the service, with the separator that follows each.
+    void removeServiceCommands(QMenu *menu) const;
     // Reports only mark what they change; one rebuild (or one title update) follows for all of them.
     void scheduleUpdate(bool menu);
     void runScheduledUpdate();
@@ -180,6 +190,7 @@ private:
     QPointer<QMenu> m_statusMenu;
     QTimer *m_updateTimer = nullptr;
     QTimer *m_trimTimer = nullptr;
+    bool m_serviceReachable = true;
     bool m_menuOutdated = false;
     bool m_titleOutdated = false;
     QElapsedTimer m_sinceRebuild;

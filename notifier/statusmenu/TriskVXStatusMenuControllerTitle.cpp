@@ -75,7 +75,15 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
             setCountDownTimer(nullptr);
         }
     } else {
-        identifier = builtInIdentifier(isSchedulerEnabled() ? kVXElementImage_None : kVXElementImage_Stopped);
+        // Nothing counts down: no timer is left to wake the notifier each second.
+        setEmphasizeTimer(nullptr);
+        setCountDownTimer(nullptr);
+        if (!m_serviceReachable) {
+            identifier = builtInIdentifier(kVXElementImage_Disconnected);
+            toolTip = localized(QStringLiteral("STATUSMENU_DISCONNECTED_TOOLTIP"));
+        } else {
+            identifier = builtInIdentifier(isSchedulerEnabled() ? kVXElementImage_None : kVXElementImage_Stopped);
+        }
     }
 
     QImage image = imageAssistant()->imageForUIIdentifierScaleToFitVariation(identifier, size, variation);
@@ -83,7 +91,7 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
         TriskVXIImageAssistant::setTemplate(image, true);
 
     QString iconName = iconNameFor(identifier);
-    const qsizetype performing = m_activeEvents.toList().size();
+    const qsizetype performing = m_serviceReachable ? m_activeEvents.toList().size() : 0;
     if (performing >= 1) {
         title = localized(QStringLiteral("TriskVXStatusMenuController.title.performing")).arg(performing);
         image = appendPerformingImageVariation(image, variation);

@@ -5,6 +5,7 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QCoreApplication>
 #include <QFile>
 #include <QMetaMethod>
 #include <QUiLoader>
@@ -51,7 +52,13 @@ QWidget *TriskVXNibLoader::load(const QString &path, QObject *owner, QWidget *pa
             *error = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
         return nullptr;
     }
+    // Our interface files use Qt's own widgets only. Designer's plugins (Qt Quick among them) would be
+    // loaded for nothing and hold about 6 MB for the life of the process; the loader loads them as it is
+    // made, from "designer" under each library path, so it is made while there is none.
+    const QStringList libraryPaths = QCoreApplication::libraryPaths();
+    QCoreApplication::setLibraryPaths({});
     QUiLoader loader;
+    QCoreApplication::setLibraryPaths(libraryPaths);
     QWidget *root = loader.load(&file, parentWidget);
     if (!root) {
         if (error)

@@ -25,6 +25,11 @@ public:
     // menuBarFontOfSize: with 0.0, the default menu-bar size: the application's menu font.
     QFont menuBarFontOfSize(double size) const;
 
+    // Whether what shows the items draws them at their lengths. Panels of the desktop size their items
+    // themselves; with false, nobody measures titles for a length that would go unused.
+    bool drawsItemLengths() const { return m_drawsItemLengths; }
+    void setDrawsItemLengths(bool draws) { m_drawsItemLengths = draws; }
+
     TriskVXStatusItem *statusItemWithLength(double length);
     void removeStatusItem(TriskVXStatusItem *item);
     QList<TriskVXStatusItem *> items() const { return m_items; }
@@ -35,5 +40,6 @@ Q_SIGNALS:
 
 private:
     double m_thickness = kDefaultThickness;
+    bool m_drawsItemLengths = true;
     QList<TriskVXStatusItem *> m_items;
 };

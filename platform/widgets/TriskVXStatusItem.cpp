@@ -18,6 +18,9 @@ void TriskVXStatusItem::setLength(double length)
 
 void TriskVXStatusItem::setAttributedTitle(const QString &title, const QFont &font)
 {
+    // The count-down sets its title every second; an unchanged one tells nobody.
+    if (title == m_title && font == m_titleFont)
+        return;
     m_title = title;
     m_titleFont = font;
     Q_EMIT changed();
@@ -25,12 +28,16 @@ void TriskVXStatusItem::setAttributedTitle(const QString &title, const QFont &fo
 
 void TriskVXStatusItem::setImage(const QImage &image)
 {
+    if (image == m_image)
+        return;
     m_image = image;
     Q_EMIT changed();
 }
 
 void TriskVXStatusItem::setAlternateImage(const QImage &image)
 {
+    if (image == m_alternateImage)
+        return;
     m_alternateImage = image;
     Q_EMIT changed();
 }
@@ -53,18 +60,24 @@ void TriskVXStatusItem::setImageText(const QString &imageText)
 
 void TriskVXStatusItem::setMenu(QMenu *menu)
 {
+    if (menu == m_menu)
+        return;
     m_menu = menu;
     Q_EMIT changed();
 }
 
 void TriskVXStatusItem::setToolTip(const QString &toolTip)
 {
+    if (toolTip == m_toolTip)
+        return;
     m_toolTip = toolTip;
     Q_EMIT changed();
 }
 
 void TriskVXStatusItem::setHighlightMode(bool highlightMode)
 {
+    if (highlightMode == m_highlightMode)
+        return;
     m_highlightMode = highlightMode;
     Q_EMIT changed();
 }

@@ -324,6 +324,8 @@ Noch %3</translation>
     <message>
         <source>COUNTDOWN_IMAGE_FORMAT_D</source>
         <translation>%1T</translation>
+        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
+        <translation>Der Halvane-Dienst ist nicht erreichbar. Der Zeitplan erscheint wieder, sobald er antwortet.</translation>
     </message>
 </context>
 </TS>

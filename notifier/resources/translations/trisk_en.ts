@@ -324,6 +324,8 @@
     <message>
         <source>COUNTDOWN_IMAGE_FORMAT_D</source>
         <translation>%1d</translation>
+        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
+        <translation>The Halvane service cannot be reached. The schedule comes back as soon as it answers again.</translation>
     </message>
 </context>
 </TS>
