@@ -116,6 +116,78 @@ Noch %3</translation>
         <source>TriskVXNotificationController.simplify.cancel</source>
         <translation>Diesmal auslassen</translation>
     </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_ADD</source>
+        <translation>Hinzufügen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_ADD</source>
+        <translation>Nicht hinzufügen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_POSTPONE</source>
+        <translation>Verschieben</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_POSTPONE</source>
+        <translation>Nicht verschieben</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_RESET</source>
+        <translation>Zurücksetzen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_RESET</source>
+        <translation>Nicht zurücksetzen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_STOP</source>
+        <translation>Anhalten</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_STOP</source>
+        <translation>Weiterlaufen lassen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_START</source>
+        <translation>Starten</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_START</source>
+        <translation>Angehalten lassen</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_ON</source>
+        <translation>Planer anhalten</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_OFF</source>
+        <translation>Planer starten</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
+        <translation>Als Nächstes: %1, %2 (in %3)</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
+        <translation>%1m</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
+        <translation>%1h</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
+        <translation>%1T</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
+        <translation>Der Halvane-Dienst ist nicht erreichbar. Der Zeitplan erscheint wieder, sobald er antwortet.</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
@@ -195,57 +267,6 @@ Noch %3</translation>
     </message>
 </context>
 <context>
-    <name>Localizable</name>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_ADD</source>
-        <translation>Hinzufügen</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_ADD</source>
-        <translation>Nicht hinzufügen</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_POSTPONE</source>
-        <translation>Verschieben</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_POSTPONE</source>
-        <translation>Nicht verschieben</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_RESET</source>
-        <translation>Zurücksetzen</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_RESET</source>
-        <translation>Nicht zurücksetzen</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_STOP</source>
-        <translation>Anhalten</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_STOP</source>
-        <translation>Weiterlaufen lassen</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_START</source>
-        <translation>Starten</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_START</source>
-        <translation>Angehalten lassen</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_SCHEDULER_ON</source>
-        <translation>Planer anhalten</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_SCHEDULER_OFF</source>
-        <translation>Planer starten</translation>
-    </message>
-</context>
-<context>
     <name>TriskVXQuickScheduleController</name>
     <message>
         <source>Quick Schedule</source>
@@ -306,26 +327,6 @@ Noch %3</translation>
     <message>
         <source>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</source>
         <translation>Solange der Planer angehalten ist, wird kein Ereignis ausgeführt; Auslöser, die in dieser Zeit kommen, verstreichen.</translation>
-        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
-        <translation>Als Nächstes: %1, %2 (in %3)</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
-        <translation>%1</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
-        <translation>%1m</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
-        <translation>%1h</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
-        <translation>%1T</translation>
-        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
-        <translation>Der Halvane-Dienst ist nicht erreichbar. Der Zeitplan erscheint wieder, sobald er antwortet.</translation>
     </message>
 </context>
 </TS>

@@ -116,6 +116,78 @@
         <source>TriskVXNotificationController.simplify.cancel</source>
         <translation>Skip This Time</translation>
     </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_ADD</source>
+        <translation>Add</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_ADD</source>
+        <translation>Don’t Add</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_POSTPONE</source>
+        <translation>Postpone</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_POSTPONE</source>
+        <translation>Don’t Postpone</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_RESET</source>
+        <translation>Reset</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_RESET</source>
+        <translation>Don’t Reset</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_STOP</source>
+        <translation>Stop</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_STOP</source>
+        <translation>Keep Running</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_APPLY_START</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_DONOTAPPLY_START</source>
+        <translation>Leave Stopped</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_ON</source>
+        <translation>Stop the Scheduler</translation>
+    </message>
+    <message>
+        <source>QUICKSCHEDULE_SCHEDULER_OFF</source>
+        <translation>Start the Scheduler</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
+        <translation>Next: %1, %2 (in %3)</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
+        <translation>%1</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
+        <translation>%1m</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
+        <translation>%1h</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
+        <translation>%1d</translation>
+    </message>
+    <message>
+        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
+        <translation>The Halvane service cannot be reached. The schedule comes back as soon as it answers again.</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
@@ -195,57 +267,6 @@
     </message>
 </context>
 <context>
-    <name>Localizable</name>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_ADD</source>
-        <translation>Add</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_ADD</source>
-        <translation>Don’t Add</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_POSTPONE</source>
-        <translation>Postpone</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_POSTPONE</source>
-        <translation>Don’t Postpone</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_RESET</source>
-        <translation>Reset</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_RESET</source>
-        <translation>Don’t Reset</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_STOP</source>
-        <translation>Stop</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_STOP</source>
-        <translation>Keep Running</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_APPLY_START</source>
-        <translation>Start</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_DONOTAPPLY_START</source>
-        <translation>Leave Stopped</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_SCHEDULER_ON</source>
-        <translation>Stop the Scheduler</translation>
-    </message>
-    <message>
-        <source>QUICKSCHEDULE_SCHEDULER_OFF</source>
-        <translation>Start the Scheduler</translation>
-    </message>
-</context>
-<context>
     <name>TriskVXQuickScheduleController</name>
     <message>
         <source>Quick Schedule</source>
@@ -306,26 +327,6 @@
     <message>
         <source>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</source>
         <translation>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</translation>
-        <source>STATUSMENU_PENDING_COUNTDOWN_TOOLTIP</source>
-        <translation>Next: %1, %2 (in %3)</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_S</source>
-        <translation>%1</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_M</source>
-        <translation>%1m</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_H</source>
-        <translation>%1h</translation>
-    </message>
-    <message>
-        <source>COUNTDOWN_IMAGE_FORMAT_D</source>
-        <translation>%1d</translation>
-        <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
-        <translation>The Halvane service cannot be reached. The schedule comes back as soon as it answers again.</translation>
     </message>
 </context>
 </TS>
