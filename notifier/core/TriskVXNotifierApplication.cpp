@@ -16,6 +16,20 @@ namespace {
 const int kProgrammingError = 70;
 } // namespace
 
+bool TriskVXNotifierApplication::hasWindowSystem(int argc, char *argv[])
+{
+    for (int index = 1; index < argc; ++index) {
+        if (qstrcmp(argv[index], "-platform") == 0)
+            return true;
+    }
+    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("DISPLAY"))
+        return true;
+    qCWarning(lcTriskNotifier).noquote() << QStringLiteral(
+        "cannot show windows: neither DISPLAY nor WAYLAND_DISPLAY is set");
+    return false;
+}
+
 int TriskVXNotifierApplication::run()
 {
     QApplication::setApplicationName(QStringLiteral("trisk-notifier"));
@@ -39,7 +53,8 @@ int TriskVXNotifierApplication::run()
     });
     try {
         TriskVXNotifyController controller;
-        controller.init();
+        if (!controller.init())
+            return kUnavailable;
         controller.awakeFromNib();
         qCInfo(lcTriskNotifier).noquote()
             << QStringLiteral("started with %1 notifiers").arg(controller.notifiers().size());

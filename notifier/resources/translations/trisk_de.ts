@@ -194,4 +194,11 @@ Noch %3</translation>
         <translation>Halvane führt in Kürze aus:</translation>
     </message>
 </context>
+<context>
+    <name>TriskVXLoginNotificationController</name>
+    <message>
+        <source>Scheduled on this computer</source>
+        <translation>Geplant auf diesem Computer</translation>
+    </message>
+</context>
 </TS>

@@ -194,4 +194,11 @@
         <translation>Halvane is about to perform</translation>
     </message>
 </context>
+<context>
+    <name>TriskVXLoginNotificationController</name>
+    <message>
+        <source>Scheduled on this computer</source>
+        <translation>Scheduled on this computer</translation>
+    </message>
+</context>
 </TS>
