@@ -2,7 +2,7 @@
 // server maps its count-down window, and its resident memory then; and its wake-ups per minute while the
 // service lists nothing (voluntary context switches of all its threads). The real halvaned serves on a
 // bus that plays the system bus; the notifier gets no session bus.
-// Usage: xvfb-run -a dbus-run-session -- bench_login [RUNS] [IDLE_SECONDS]
+// Usage: xvfb-run -a -s -noreset dbus-run-session -- bench_login [RUNS] [IDLE_SECONDS]
 #include "HalvanedProcess.h"
 #include "WaitFor.h"
 
@@ -146,9 +146,12 @@ int main(int argc, char *argv[])
                 median(startUp), runs, *std::min_element(startUp.begin(), startUp.end()));
     std::printf("  resident memory then: median %.1f MiB\n", median(resident));
 
-    if (!service.control({ QStringLiteral("cancel"), QStringLiteral("night") }))
+    // A service with nothing scheduled.
+    HalvanedProcess empty;
+    empty.setBus(QStringLiteral("system"));
+    if (!empty.start({ QStringLiteral("--dry-run"), QStringLiteral("--rights"), QStringLiteral("rules") }))
         return 1;
-    std::unique_ptr<QProcess> idle = startLoginInstance(service.serviceName());
+    std::unique_ptr<QProcess> idle = startLoginInstance(empty.serviceName());
     // Settled: connected, the variables read.
     waitFor(
         [] {
