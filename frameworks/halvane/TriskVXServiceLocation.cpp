@@ -12,12 +12,12 @@ TriskVXServiceLocation::TriskVXServiceLocation(const QDBusConnection &bus, const
 {
 }
 
-TriskVXServiceLocation TriskVXServiceLocation::fromEnvironment()
+TriskVXServiceLocation TriskVXServiceLocation::fromEnvironment(const QString &defaultBus)
 {
     // Set but empty counts as unset.
     QString busSetting = qEnvironmentVariable("HALVANE_BUS");
     if (busSetting.isEmpty())
-        busSetting = QStringLiteral("session");
+        busSetting = defaultBus;
     QString serviceName = qEnvironmentVariable("HALVANE_SERVICE");
     if (serviceName.isEmpty())
         serviceName = kVXDBusServiceName;

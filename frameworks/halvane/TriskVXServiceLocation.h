@@ -11,9 +11,9 @@ class TriskVXServiceLocation
 public:
     TriskVXServiceLocation(const QDBusConnection &bus, const QString &serviceName, const QString &busDescription);
 
-    // HALVANE_BUS is "session" (the default), "system" or a D-Bus address; HALVANE_SERVICE the bus name
-    // (default org.halvane.Scheduler).
-    static TriskVXServiceLocation fromEnvironment();
+    // HALVANE_BUS is "session", "system" or a D-Bus address, defaultBus when unset; HALVANE_SERVICE the
+    // bus name (default org.halvane.Scheduler).
+    static TriskVXServiceLocation fromEnvironment(const QString &defaultBus = QStringLiteral("session"));
     static TriskVXServiceLocation onBus(const QDBusConnection &bus, const QString &serviceName);
 
     QDBusConnection bus() const { return m_bus; }

@@ -1,5 +1,6 @@
 #include "TriskVXClock.h"
 #include "TriskVXDesktopStatusBar.h"
+#include "TriskVXLoginNotificationController.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
 #include "TriskVXNotifyController.h"
@@ -14,11 +15,14 @@
 
 int main(int argc, char *argv[])
 {
+    if (!TriskVXNotifierApplication::hasWindowSystem(argc, argv))
+        return TriskVXNotifierApplication::kUnavailable;
     QApplication application(argc, argv);
     // The notifier classes the controller's tables name, as this build has them.
     TriskVXStatusMenuController::registerClass();
     TriskVXNotificationsController::registerClass(TriskVXClock::systemClock());
     TriskVXWarningController::registerClass();
+    TriskVXLoginNotificationController::registerClass(TriskVXClock::systemClock());
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
     // Panels and trays give the item the width its picture and label take.

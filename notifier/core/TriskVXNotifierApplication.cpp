@@ -17,6 +17,20 @@ namespace {
 const int kProgrammingError = 70;
 } // namespace
 
+bool TriskVXNotifierApplication::hasWindowSystem(int argc, char *argv[])
+{
+    for (int index = 1; index < argc; ++index) {
+        if (qstrcmp(argv[index], "-platform") == 0)
+            return true;
+    }
+    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("DISPLAY"))
+        return true;
+    qCWarning(lcTriskNotifier).noquote() << QStringLiteral(
+        "cannot show windows: neither DISPLAY nor WAYLAND_DISPLAY is set");
+    return false;
+}
+
 int TriskVXNotifierApplication::run(const QList<Maker> &makers)
 {
     QApplication::setApplicationName(QStringLiteral("trisk-notifier"));
@@ -40,7 +54,8 @@ int TriskVXNotifierApplication::run(const QList<Maker> &makers)
     });
     try {
         TriskVXNotifyController controller;
-        controller.init();
+        if (!controller.init())
+            return kUnavailable;
         controller.awakeFromNib();
         std::vector<std::unique_ptr<QObject>> others;
         for (const Maker &make : makers)

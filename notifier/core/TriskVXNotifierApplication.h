@@ -19,6 +19,14 @@ public:
     // the program ends.
     using Maker = std::function<std::unique_ptr<QObject>(TriskVXNotifyController *)>;
 
-    // Runs the existing QApplication; the answer is the exit status (70 after a programming error).
+    // sysexits' EX_UNAVAILABLE: no window system, or no bus the service could live on.
+    static constexpr int kUnavailable = 69;
+
+    // Runs the existing QApplication; the answer is the exit status (70 after a programming error, 69
+    // when the service's bus cannot be reached).
     static int run(const QList<Maker> &makers = {});
+    // Whether a window system is named (a display, a Wayland socket or a chosen platform), checked before
+    // the application object exists: without one Qt would abort, where the login screen's instance
+    // should only say why it does not start. Logs the reason when not.
+    static bool hasWindowSystem(int argc, char *argv[]);
 };

@@ -65,6 +65,16 @@ QVariantList TriskVXNotifyController::loginWindowTable()
 bool TriskVXNotifyController::init()
 {
     registerClassDefaults();
+    // At the login screen nobody's session bus exists: the instance there reads the machine-wide service
+    // on the system bus. Without that bus it has nothing to show, and it must not hold up the greeter.
+    if (!m_location && TriskVXNotifyEnvironment::runningWithinLoginWindow())
+        m_location = TriskVXServiceLocation::fromEnvironment(QStringLiteral("system"));
+    if (m_location && !m_location->bus().isConnected()) {
+        qCWarning(lcTriskNotifier).noquote()
+            << QStringLiteral("cannot reach the %1 bus: %2")
+                   .arg(m_location->busDescription(), m_location->bus().lastError().message());
+        return false;
+    }
     m_localService = m_location ? new TriskVXLocalService(*m_location, this) : new TriskVXLocalService(this);
     m_timeZoneToken = TriskVXNotificationCenter::defaultCenter()->addObserverForNameObjectQueueUsingBlock(
         TriskVXClock::TriskVXSystemTimeZoneDidChangeNotification(), nullptr, nullptr,

@@ -30,9 +30,11 @@ public:
     explicit TriskVXNotifyController(QObject *parent = nullptr);
     ~TriskVXNotifyController() override;
 
-    // The location the connection is made to; the process's default when not set.
+    // The location the connection is made to. When not set: the process's default, on the system bus
+    // for the login window's instance.
     void setServiceLocation(const TriskVXServiceLocation &location);
 
+    // False when the service's bus cannot be reached (logged); the controller is then of no use.
     virtual bool init();
     void awakeFromNib();
     void registerClassDefaults();

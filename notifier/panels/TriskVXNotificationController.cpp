@@ -4,6 +4,7 @@
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
+#include "TriskVXCountDownMessage.h"
 #include "TriskVXFloatingPanel.h"
 #include "TriskVXIDateTransformer.h"
 #include "TriskVXNil.h"
@@ -26,16 +27,6 @@ QString localized(const QString &key)
 {
     TriskVXBundle *bundle = TriskVXBundle::mainBundle();
     return bundle ? bundle->localizedStringForKey(key, QString()) : key;
-}
-
-// A format is usable when it has every placeholder its arguments fill.
-bool hasPlaceholders(const QString &format, int count)
-{
-    for (int number = 1; number <= count; ++number) {
-        if (!format.contains(QLatin1Char('%') + QString::number(number)))
-            return false;
-    }
-    return true;
 }
 } // namespace
 
@@ -115,8 +106,7 @@ bool TriskVXNotificationController::initWithQueuedTriggerObserverRequests(const 
 
     // The title names the absolute time once; the message below counts down.
     m_notificationWindow->setWindowTitle(
-        localized(QStringLiteral("NOTIFICATION_TITLE_FORMAT"))
-            .arg(m_eventName, m_dateTransformer->transformedValue(m_triggerDate).toString()));
+        TriskVXCountDownMessage::title(m_eventName, m_triggerDate, *m_dateTransformer));
     showMessage(messageWithNameTriggering(m_eventName, m_triggerDate));
     const QSizeF iconSize = m_eventIconView->size();
     const QImage image
@@ -208,23 +198,11 @@ QString TriskVXNotificationController::messageWithNameTriggering(const QString &
 {
     TRISK_PARAMETER_ASSERT(anEventName != nil);
     TRISK_PARAMETER_ASSERT(aTriggerDate != nil);
-    // Whole minutes and the seconds left over; the fraction of a second is dropped.
-    const qint64 remaining = m_clock->now().msecsTo(aTriggerDate) / 1000;
-    const qint64 minutes = std::max<qint64>(0, remaining / 60);
-    const qint64 seconds = std::max<qint64>(0, remaining % 60);
-
-    const QString relativeFormat = localized(QStringLiteral("RELATIVE_TIME"));
-    TRISK_ASSERT(relativeFormat != QStringLiteral("RELATIVE_TIME"),
-                 QStringLiteral("Localization.strings missing RELATIVE_TIME"));
-    TRISK_ASSERT(hasPlaceholders(relativeFormat, 2), QStringLiteral("RELATIVE_TIME format is invalid."));
-    const QString relative = relativeFormat.arg(minutes).arg(seconds);
-
-    const QString messageFormat = localized(QStringLiteral("NOTIFICATION_MESSAGE_FORMAT"));
-    TRISK_ASSERT(messageFormat != QStringLiteral("NOTIFICATION_MESSAGE_FORMAT"),
-                 QStringLiteral("Localization.strings missing NOTIFICATION_RELATIVE_MESSAGE_FORMAT"));
-    const QString dateText = m_dateTransformer->transformedValue(aTriggerDate).toString();
-    TRISK_ASSERT(hasPlaceholders(messageFormat, 3), QStringLiteral("NOTIFICATION_MESSAGE_FORMAT format is invalid."));
-    return messageFormat.arg(anEventName, dateText, relative);
+    QString problem;
+    const QString message
+        = TriskVXCountDownMessage::message(anEventName, aTriggerDate, m_clock->now(), *m_dateTransformer, &problem);
+    TRISK_ASSERT(problem.isEmpty(), problem);
+    return message;
 }
 
 void TriskVXNotificationController::setCanAdjust(bool canAdjust)

@@ -73,8 +73,10 @@ private:
 
 QHash<const TriskVXClock *, SecondTicker *> &tickers()
 {
-    static QHash<const TriskVXClock *, SecondTicker *> byClock;
-    return byClock;
+    // Never destroyed: the system clock is a static itself and lets go of its ticker here at exit, after
+    // a static table would already be gone (a crash at every fourth SIGTERM or so).
+    static auto *byClock = new QHash<const TriskVXClock *, SecondTicker *>;
+    return *byClock;
 }
 
 SecondTicker *tickerOf(const TriskVXClock *clock)

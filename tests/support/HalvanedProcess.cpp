@@ -35,7 +35,7 @@ bool HalvanedProcess::waitForOwner(bool owned)
     // A process that ended will never own its name.
     return waitFor(
                [&] {
-                   return QDBusConnection::sessionBus().interface()->isServiceRegistered(m_serviceName).value() == owned
+                   return bus().interface()->isServiceRegistered(m_serviceName).value() == owned
                        || (owned && !isRunning());
                },
                kStartTimeout)
@@ -44,8 +44,8 @@ bool HalvanedProcess::waitForOwner(bool owned)
 
 bool HalvanedProcess::start(const QStringList &extraArguments)
 {
-    m_process.setArguments(QStringList { QStringLiteral("--bus"), QStringLiteral("session"), QStringLiteral("--name"),
-                                         m_serviceName, QStringLiteral("--state-dir"), m_stateDirectory.path() }
+    m_process.setArguments(QStringList { QStringLiteral("--bus"), m_bus, QStringLiteral("--name"), m_serviceName,
+                                         QStringLiteral("--state-dir"), m_stateDirectory.path() }
                            + extraArguments);
     m_process.start();
     return m_process.waitForStarted(kStartTimeout) && waitForOwner(true);
@@ -79,13 +79,14 @@ QDBusMessage HalvanedProcess::callTestClock(const QString &method, const QVarian
     QDBusMessage call = QDBusMessage::createMethodCall(m_serviceName, QStringLiteral("/org/halvane/SchedulerTest"),
                                                        QStringLiteral("org.halvane.SchedulerTest1"), method);
     call << argument;
-    return QDBusConnection::sessionBus().call(call);
+    return bus().call(call);
 }
 
 bool HalvanedProcess::control(const QStringList &arguments) const
 {
     QProcess process;
-    process.start(QStringLiteral(HALVANECTL_PATH), QStringList { QStringLiteral("--name"), m_serviceName } + arguments);
+    process.start(QStringLiteral(HALVANECTL_PATH),
+                  QStringList { QStringLiteral("--bus"), m_bus, QStringLiteral("--name"), m_serviceName } + arguments);
     if (process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
         return true;
     qWarning().noquote() << "halvanectl" << arguments.join(QLatin1Char(' '))

@@ -12,7 +12,8 @@
 
 #include <csignal>
 
-// The real halvaned, run by a test on the test's session bus (dbus-run-session) under a name of its own.
+// The real halvaned, run by a test on the test's session bus (dbus-run-session) or the bus that plays the
+// system bus, under a name of its own.
 class HalvanedProcess : public QObject
 {
     Q_OBJECT
@@ -26,9 +27,12 @@ public:
     // The state folder, kept across stop and start of this process, removed with the object.
     QString stateDirectory() const { return m_stateDirectory.path(); }
     QString stateFile() const { return m_stateDirectory.filePath(QStringLiteral("store.plist")); }
-    TriskVXServiceLocation location() const
+    TriskVXServiceLocation location() const { return TriskVXServiceLocation::onBus(bus(), m_serviceName); }
+    // The bus it serves on, "session" (the test's bus) or "system"; set before start.
+    void setBus(const QString &bus) { m_bus = bus; }
+    QDBusConnection bus() const
     {
-        return TriskVXServiceLocation::onBus(QDBusConnection::sessionBus(), m_serviceName);
+        return m_bus == QLatin1String("system") ? QDBusConnection::systemBus() : QDBusConnection::sessionBus();
     }
 
     // Starts it with its own state folder and waits until it owns its bus name.
@@ -62,6 +66,7 @@ private:
     QDBusMessage callTestClock(const QString &method, const QVariant &argument) const;
 
     QString m_serviceName;
+    QString m_bus = QStringLiteral("session");
     QTemporaryDir m_stateDirectory;
     QProcess m_process;
 };

@@ -329,4 +329,11 @@ Noch %3</translation>
         <translation>Solange der Planer angehalten ist, wird kein Ereignis ausgeführt; Auslöser, die in dieser Zeit kommen, verstreichen.</translation>
     </message>
 </context>
+<context>
+    <name>TriskVXLoginNotificationController</name>
+    <message>
+        <source>Scheduled on this computer</source>
+        <translation>Geplant auf diesem Computer</translation>
+    </message>
+</context>
 </TS>

@@ -329,4 +329,11 @@
         <translation>While the scheduler is stopped, no event is performed; triggers that come meanwhile pass.</translation>
     </message>
 </context>
+<context>
+    <name>TriskVXLoginNotificationController</name>
+    <message>
+        <source>Scheduled on this computer</source>
+        <translation>Scheduled on this computer</translation>
+    </message>
+</context>
 </TS>

@@ -1,0 +1,269 @@
+// The notifier as it runs at the login screen ("-login YES") on an X server of its own (Xvfb), against the
+// real halvaned on a bus that plays the system bus, with no session bus at all: the count-down window
+// stands where the preference says, follows the first current trigger, goes and comes back, counts down;
+// the warning panel shows beside it and nothing of the desktop's notifiers does. The real program,
+// started without a system bus or a display, says why and leaves.
+#include "HalvanedProcess.h"
+#include "ServiceClient.h"
+#include "TriskVXBundle.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXLoginNotificationController.h"
+#include "TriskVXNotificationsController.h"
+#include "TriskVXNotifyController.h"
+#include "TriskVXPropertyListSerialization.h"
+#include "TriskVXStatusMenuController.h"
+#include "TriskVXWarningController.h"
+#include "TriskVXWorkspace.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QProcess>
+#include <QScreen>
+#include <QTest>
+#include <QTimeZone>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const int kWait = 10000;
+const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
+const QString kLogin = u"TriskVXLoginNotificationController"_s;
+
+QString at(qint64 seconds)
+{
+    return kNow.addSecs(seconds).toString(Qt::ISODateWithMs);
+}
+} // namespace
+
+class tst_LoginPanel : public QObject
+{
+    Q_OBJECT
+
+public:
+    static bool s_onXvfb;
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+    void windowStandsWhereThePreferenceSays_data();
+    void windowStandsWhereThePreferenceSays();
+    void countDownFollowsTheServiceAtTheLoginScreen();
+    void programLeavesQuietlyWithoutBusOrDisplay_data();
+    void programLeavesQuietlyWithoutBusOrDisplay();
+
+private:
+    // A fresh halvaned at kNow on the system bus and the login screen's notifier controller on it.
+    void start();
+    bool add(const QString &name, const QStringList &arguments)
+    {
+        return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower() } + arguments);
+    }
+    void moveTo(qint64 seconds)
+    {
+        QVERIFY(m_service->setTestNow(kNow.addSecs(seconds)));
+        m_clock.setNow(kNow.addSecs(seconds));
+    }
+    TriskVXLoginNotificationController *login() const
+    {
+        return qobject_cast<TriskVXLoginNotificationController *>(m_controller->notifiers().value(kLogin));
+    }
+    QWidget *window() const { return login()->notificationWindow(); }
+    // Cancels the first of the current triggers, as the service lists them.
+    bool cancelFirst() const
+    {
+        const QVariantList current = m_controller->observer()->valueForKeyPath(kVXObserveNotificationsCurrent).toList();
+        return !current.isEmpty()
+            && m_service->control({ u"cancel"_s, current.first().toMap().value(kVXQueuedTriggerTriggerID).toString() });
+    }
+    QStringList visibleWindows() const;
+
+    TriskVXClock m_clock;
+    std::unique_ptr<HalvanedProcess> m_service;
+    std::unique_ptr<TriskVXNotifyController> m_controller;
+};
+
+bool tst_LoginPanel::s_onXvfb = false;
+
+void tst_LoginPanel::initTestCase()
+{
+    if (!s_onXvfb)
+        QSKIP("Xvfb is not installed");
+    QVERIFY(TriskVXBundle::mainBundle() && TriskVXBundle::mainBundle()->installTranslations());
+    m_clock.setTimeZone(kNow.timeZone());
+    TriskVXStatusMenuController::registerClass();
+    TriskVXNotificationsController::registerClass(&m_clock);
+    TriskVXWarningController::registerClass();
+    TriskVXLoginNotificationController::registerClass(&m_clock);
+}
+
+void tst_LoginPanel::cleanup()
+{
+    m_controller.reset();
+    m_service.reset();
+    QFile::remove(TriskVXWorkspace::workspace()->preferencesFile());
+}
+
+void tst_LoginPanel::start()
+{
+    m_clock.setNow(kNow);
+    m_service = std::make_unique<HalvanedProcess>();
+    m_service->setBus(u"system"_s);
+    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s, u"--rights"_s, u"rules"_s }));
+    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
+    QVERIFY(m_service->setTestNow(kNow));
+    // Only the service's name is told; the bus is the login instance's own choice.
+    qputenv("HALVANE_SERVICE", m_service->serviceName().toUtf8());
+    m_controller = std::make_unique<TriskVXNotifyController>();
+    QVERIFY(m_controller->init());
+    m_controller->awakeFromNib();
+    QCOMPARE(m_controller->connection()->location().busDescription(), u"system"_s);
+    QVERIFY(login());
+}
+
+QStringList tst_LoginPanel::visibleWindows() const
+{
+    QStringList names;
+    for (const QWidget *widget : QApplication::topLevelWidgets()) {
+        if (widget->isVisible())
+            names.append(widget->objectName());
+    }
+    names.sort();
+    return names;
+}
+
+void tst_LoginPanel::windowStandsWhereThePreferenceSays_data()
+{
+    QTest::addColumn<QVariant>("preference");
+    QTest::addColumn<double>("twelfths");
+    QTest::newRow("absent") << QVariant() << 2.5;
+    QTest::newRow("middle") << QVariant(6.0) << 6.0;
+    QTest::newRow("zero") << QVariant(0) << 1.0;
+    QTest::newRow("negative") << QVariant(-3.5) << 1.0;
+    QTest::newRow("above the top") << QVariant(12) << 11.5;
+    QTest::newRow("text of a number") << QVariant(u"6"_s) << 6.0;
+    QTest::newRow("text of no number") << QVariant(u"top"_s) << 2.5;
+    QTest::newRow("a list") << QVariant(QVariantList { 6 }) << 2.5;
+}
+
+void tst_LoginPanel::windowStandsWhereThePreferenceSays()
+{
+    QFETCH(QVariant, preference);
+    QFETCH(double, twelfths);
+    if (preference.isValid()) {
+        QVERIFY(QDir().mkpath(TriskVXWorkspace::workspace()->preferencesDirectory()));
+        const QVariantMap domain { { u"notifier.login.position-vertical"_s, preference } };
+        QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
+            domain, TriskVXWorkspace::workspace()->preferencesFile()));
+    }
+    start();
+    QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
+    QTRY_VERIFY_WITH_TIMEOUT(window()->isVisible(), kWait);
+    const QSize screen = QGuiApplication::primaryScreen()->size();
+    const QRect frame = window()->geometry();
+    QVERIFY2(qAbs(frame.center().x() - screen.width() / 2) <= 1, qPrintable(QDebug::toString(frame)));
+    const double centreFromBottom = screen.height() - (frame.top() + frame.height() / 2.0);
+    QVERIFY2(qAbs(centreFromBottom - screen.height() * twelfths / 12) <= 1, qPrintable(QDebug::toString(frame)));
+}
+
+void tst_LoginPanel::countDownFollowsTheServiceAtTheLoginScreen()
+{
+    start();
+    // The login screen's table only: the warning panel and the count-down window.
+    QCOMPARE(m_controller->notifiers().size(), 2);
+    QVERIFY(m_controller->notifiers().value(kVXPreferencesKeyNotifierWarning));
+    QVERIFY(!window()->isVisible());
+
+    // Restart is current at once; Backup fires earlier but enters its notice period at 08:05.
+    QVERIFY(add(u"Restart"_s, { u"--at"_s, at(600), u"--notice"_s, u"900"_s }));
+    QVERIFY(add(u"Backup"_s, { u"--at"_s, at(400), u"--notice"_s, u"100"_s }));
+    QTRY_VERIFY_WITH_TIMEOUT(window()->isVisible(), kWait);
+    QCOMPARE(login()->messageField()->text(), u"“Restart” will be performed at 08:10:00.\n10 min 0 s left."_s);
+    QVERIFY(window()->windowTitle().startsWith(u"Restart at "_s));
+    QVERIFY(!login()->eventIconView()->pixmap().isNull());
+    QCOMPARE(window()->windowOpacity(), 0.8);
+    QVERIFY(window()->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
+    m_clock.advance(61500);
+    QCOMPARE(login()->messageField()->text(), u"“Restart” will be performed at 08:10:00.\n8 min 58 s left."_s);
+
+    // A drag moves the window; the next update puts it back. Backup now comes first and is shown.
+    const QRect placed = window()->geometry();
+    QTest::mousePress(window(), Qt::LeftButton, {}, QPoint(5, 5));
+    QTest::mouseMove(window(), QPoint(85, 45));
+    QTest::mouseRelease(window(), Qt::LeftButton, {}, QPoint(85, 45));
+    QTRY_COMPARE_WITH_TIMEOUT(window()->pos(), placed.topLeft() + QPoint(80, 40), kWait);
+    moveTo(330);
+    QTRY_VERIFY_WITH_TIMEOUT(login()->messageField()->text().startsWith(u"“Backup”"_s), kWait);
+    QCOMPARE(login()->messageField()->text(), u"“Backup” will be performed at 08:06:40.\n1 min 10 s left."_s);
+    QCOMPARE(window()->geometry(), placed);
+
+    // Both leave: the window goes and its count-down stops; a new one brings both back.
+    QVERIFY(cancelFirst());
+    QTRY_VERIFY_WITH_TIMEOUT(login()->eventName() == u"Restart"_s, kWait);
+    QVERIFY(cancelFirst());
+    QTRY_VERIFY_WITH_TIMEOUT(!window()->isVisible(), kWait);
+    QVERIFY(!login()->countDownTimer());
+    QVERIFY(add(u"Nap"_s, { u"--at"_s, at(500), u"--notice"_s, u"600"_s }));
+    QTRY_VERIFY_WITH_TIMEOUT(window()->isVisible(), kWait);
+    QCOMPARE(window()->geometry().topLeft(), placed.topLeft());
+    QVERIFY(login()->countDownTimer() && login()->countDownTimer()->isActive());
+
+    // The warning panel comes in the same instance; no count-down panel, no status item ever does.
+    QVERIFY(add(u"Lights out"_s, { u"--at"_s, at(400), u"--notice"_s, u"600"_s, u"--warning-lead"_s, u"60"_s }));
+    moveTo(345);
+    QTRY_COMPARE_WITH_TIMEOUT(visibleWindows(), (QStringList { u"notificationWindow"_s, u"warningPanel"_s }), kWait);
+    QCOMPARE(login()->eventName(), u"Lights out"_s);
+}
+
+void tst_LoginPanel::programLeavesQuietlyWithoutBusOrDisplay_data()
+{
+    QTest::addColumn<QStringList>("environment");
+    QTest::addColumn<QString>("complaint");
+    QTest::newRow("no system bus") << QStringList { u"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"_s }
+                                   << u"cannot reach the system bus"_s;
+    QTest::newRow("no display") << QStringList { u"DISPLAY="_s, u"WAYLAND_DISPLAY="_s, u"QT_QPA_PLATFORM="_s }
+                                << u"cannot show windows"_s;
+}
+
+void tst_LoginPanel::programLeavesQuietlyWithoutBusOrDisplay()
+{
+    QFETCH(QStringList, environment);
+    QFETCH(QString, complaint);
+    QProcess program;
+    QStringList variables = QProcess::systemEnvironment();
+    variables.append(environment);
+    program.setEnvironment(variables);
+    program.start(QStringLiteral(TRISK_NOTIFIER_PATH), { u"-login"_s, u"YES"_s });
+    QVERIFY(program.waitForFinished(kWait));
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 69);
+    const QString output = QString::fromUtf8(program.readAllStandardError());
+    QVERIFY2(output.contains(complaint), qPrintable(output));
+}
+
+// The test owns its display and its buses before the application connects to either: an X server of its
+// own, the test's bus as the system bus, and no session bus, as at a login screen.
+int main(int argc, char *argv[])
+{
+    QProcess xvfb;
+    xvfb.start(u"Xvfb"_s,
+               { u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s, u"-nolisten"_s, u"tcp"_s });
+    if (xvfb.waitForStarted() && xvfb.waitForReadyRead(kWait)) {
+        qputenv("DISPLAY", ':' + xvfb.readLine().trimmed());
+        qputenv("QT_QPA_PLATFORM", "xcb");
+        tst_LoginPanel::s_onXvfb = true;
+    }
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/session-bus");
+    // The application sees the login screen's command line; QtTest sees the test's.
+    QList<char *> arguments { argv[0], const_cast<char *>("-login"), const_cast<char *>("YES") };
+    int count = int(arguments.size());
+    QApplication application(count, arguments.data());
+    tst_LoginPanel test;
+    const int status = QTest::qExec(&test, argc, argv);
+    xvfb.terminate();
+    xvfb.waitForFinished();
+    return status;
+}
+
+#include "tst_LoginPanel.moc"
