@@ -14,8 +14,8 @@ public:
 
     static Outcome load(const QString &path, QVariantMap *state, QString *error);
     static bool save(const QString &path, const QVariantMap &state, QString *error);
-    // Moves an unreadable file out of the way (<path>.corrupt-<UTC time>); the answer is its new path.
-    static QString keepAside(const QString &path, QString *error);
+    // Moves a file out of the way (<path>.<why>-<UTC time>, durably); the answer is its new path.
+    static QString keepAside(const QString &path, const QString &why, QString *error);
 
     static QVariant wrapDates(const QVariant &value);
     static QVariant unwrapDates(const QVariant &value);
