@@ -12,6 +12,8 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev
     libqt6opengl6-dev libplist-dev libxcb1-dev dbus-daemon dbus-bin libglib2.0-bin
 )
+# libsqlite3-dev: halvaned's store.
+packages+=(libsqlite3-dev)
 
 missing=()
 for package in "${packages[@]}"; do
