@@ -11,6 +11,23 @@
 #include <QFileInfo>
 #include <QTimer>
 
+namespace {
+// An unreadable file was moved aside (aside) or could not be (moveError): false when the service must not
+// start then, or it would overwrite it.
+bool reportKeptAside(const QString &what, const QString &error, const QString &aside, const QString &moveError)
+{
+    if (aside.isEmpty()) {
+        qCCritical(lcHalvaned).noquote()
+            << QStringLiteral("%1 cannot be read (%2) and %3; not starting, so as not to overwrite it")
+                   .arg(what, error, moveError);
+        return false;
+    }
+    qCCritical(lcHalvaned).noquote()
+        << QStringLiteral("%1 cannot be read (%2); kept aside as %3, starting empty").arg(what, error, aside);
+    return true;
+}
+} // namespace
+
 HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QString &folder, QObject *parent)
     : QObject(parent)
     , m_scheduler(scheduler)
@@ -64,15 +81,7 @@ bool HalvanePersistence::load()
     }
     QString moveError;
     const QString aside = m_store.keepAside(QStringLiteral("corrupt"), &moveError);
-    if (aside.isEmpty()) {
-        qCCritical(lcHalvaned).noquote()
-            << QStringLiteral("the store cannot be read (%1) and %2; not starting, so as not to overwrite it")
-                   .arg(error, moveError);
-        return false;
-    }
-    qCCritical(lcHalvaned).noquote()
-        << QStringLiteral("the store cannot be read (%1); kept aside as %2, starting empty").arg(error, aside);
-    return true;
+    return reportKeptAside(QStringLiteral("the store"), error, aside, moveError);
 }
 
 bool HalvanePersistence::migrate()
@@ -100,15 +109,7 @@ bool HalvanePersistence::migrate()
     }
     QString moveError;
     const QString aside = HalvaneStateFile::keepAside(m_legacyPath, QStringLiteral("corrupt"), &moveError);
-    if (aside.isEmpty()) {
-        qCCritical(lcHalvaned).noquote()
-            << QStringLiteral("the state file cannot be read (%1) and %2; not starting, so as not to lose it")
-                   .arg(error, moveError);
-        return false;
-    }
-    qCCritical(lcHalvaned).noquote()
-        << QStringLiteral("the state file cannot be read (%1); kept aside as %2, starting empty").arg(error, aside);
-    return true;
+    return reportKeptAside(QStringLiteral("the state file"), error, aside, moveError);
 }
 
 void HalvanePersistence::keepLegacyAside()

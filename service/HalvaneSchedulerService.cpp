@@ -20,6 +20,14 @@
 namespace {
 const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 
+// A call made in process, not over the bus, answers through its out arguments.
+bool answerDirectly(const HalvaneResult &result, qlonglong &status, QString &message)
+{
+    status = result.status();
+    message = result.message();
+    return result.succeeded();
+}
+
 QDBusMessage replyOf(const QDBusMessage &call, bool succeeded, qint64 status, const QString &message)
 {
     return call.createReply(QVariantList { succeeded, QVariant::fromValue(qlonglong(status)), message });
@@ -218,12 +226,9 @@ bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &
     // next start is not one it should acknowledge.
     if (refusal.succeeded() && request != kVXRPCOnDemandPerform)
         refusal = savingRefusal();
-    if (!calledFromDBus()) {
-        const HalvaneResult result = refusal.succeeded() ? m_scheduler->handle(request, decoded.toMap()) : refusal;
-        status = result.status();
-        message = result.message();
-        return result.succeeded();
-    }
+    if (!calledFromDBus())
+        return answerDirectly(refusal.succeeded() ? m_scheduler->handle(request, decoded.toMap()) : refusal, status,
+                              message);
     setDelayedReply(true);
     const QDBusMessage call = this->message();
     const QDBusConnection bus = connection();
@@ -307,12 +312,8 @@ bool HalvaneSchedulerService::Import(const QVariantMap &schedule, qlonglong &sta
     auto import = [this, refusal, state] {
         return refusal.succeeded() ? m_scheduler->importState(state) : refusal;
     };
-    if (!calledFromDBus()) {
-        const HalvaneResult result = import();
-        status = result.status();
-        message = result.message();
-        return result.succeeded();
-    }
+    if (!calledFromDBus())
+        return answerDirectly(import(), status, message);
     setDelayedReply(true);
     const QDBusMessage call = this->message();
     const QDBusConnection bus = connection();

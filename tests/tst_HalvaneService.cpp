@@ -573,11 +573,15 @@ void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
         log += m_service->output();
         return log.contains(u"the state is saved again"_s);
     }));
-    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }));
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
     // It waited between attempts, one line each, rather than spinning on the failure.
-    QVERIFY(m_service->stop());
+    QVERIFY(m_service->kill());
     const qsizetype attempts = log.count(u"cannot save the state"_s);
     QVERIFY2(attempts >= 1 && attempts <= 3, qPrintable(log));
+    // The change the refused save held was written with the retry.
+    QVERIFY(start({ u"--state-dir"_s, blocked }));
+    QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
+    QCOMPARE(m_client->pendingIDs().size(), 3);
 }
 
 void tst_HalvaneService::limitsAtTheirBoundary_data()
