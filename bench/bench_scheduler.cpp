@@ -1,11 +1,13 @@
 // halvaned's figures: start-up with a store of 10,000 events (the process, until its name is on the bus
-// and it answers), queue recomputation after one change with 10,000 events (in process), and sustained
-// requests per second from 4 concurrent clients. Run under dbus-run-session (bench/run).
+// and it answers), queue recomputation after one change with 10,000 events (in process), the time and
+// bytes of saving one small change (the store, a journal, the whole state file), and sustained requests
+// per second from 4 concurrent clients with the store on and off. Run under dbus-run-session (bench/run).
 #include "BenchEvents.h"
 #include "BenchStatistics.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneSchedulerService.h"
 #include "HalvaneStateFile.h"
+#include "HalvaneStore.h"
 #include "HalvanedProcess.h"
 #include "TriskVXClock.h"
 #include "TriskVXConnection.h"
@@ -23,6 +25,34 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+// This process's write counters (/proc/self/io): bytes handed to write calls, and bytes sent towards
+// the disk.
+struct KernelIO
+{
+    qint64 written = 0;
+    qint64 toDisk = 0;
+
+    static KernelIO now()
+    {
+        KernelIO io;
+        QFile file(QStringLiteral("/proc/self/io"));
+        if (!file.open(QIODevice::ReadOnly))
+            return io;
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            if (line.startsWith("wchar: "))
+                io.written = line.mid(7).toLongLong();
+            else if (line.startsWith("write_bytes: "))
+                io.toDisk = line.mid(13).toLongLong();
+        }
+        return io;
+    }
+};
+} // namespace
+
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
@@ -37,8 +67,17 @@ int main(int argc, char *argv[])
     HalvaneScheduler scheduler(&clock, nullptr);
     QElapsedTimer timer;
     timer.start();
-    scheduler.handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, benchEvents(count, now) } });
-    out << QStringLiteral("storing %1 events in one request: %2 ms")
+    // In requests of the most events one may carry.
+    const QVariantList events = benchEvents(count, now);
+    for (qsizetype first = 0; first < events.size(); first += 2000) {
+        const HalvaneResult stored
+            = scheduler.handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events.mid(first, 2000) } });
+        if (!stored.succeeded()) {
+            out << stored.message() << Qt::endl;
+            return 1;
+        }
+    }
+    out << QStringLiteral("storing %1 events in requests of 2,000: %2 ms")
                .arg(count)
                .arg(timer.nsecsElapsed() / 1e6, 0, 'f', 1)
         << Qt::endl;
@@ -63,24 +102,105 @@ int main(int argc, char *argv[])
     BenchStatistics::report(out, QStringLiteral("encoding the pending list for the bus, %1 entries").arg(count),
                             encodings);
 
-    // Start-up: a state file of that size, then the real halvaned until it answers.
-    HalvanedProcess service;
+    // Saving one small change: the store (SQLite, WAL) against rewriting the whole state file, as earlier
+    // versions did, and against appending the change to a journal. Bytes as the kernel counts them:
+    // handed to write calls, and sent towards the disk.
+    const QString folder
+        = QDir::tempPath() + QStringLiteral("/halvane-bench-%1").arg(QCoreApplication::applicationPid());
+    QDir(folder).removeRecursively();
+    QDir().mkpath(folder);
+    HalvaneStore store(folder + QStringLiteral("/store.db"));
+    {
+        QString error;
+        scheduler.takeChanges();
+        scheduler.restore(scheduler.toPropertyList(), &error);
+        if (!store.apply({ scheduler.takeChanges() }, &error)) {
+            out << error << Qt::endl;
+            return 1;
+        }
+    }
+    // A small change: one trigger's firing moved, the row the store writes for an adjust request.
+    const int smallChanges = 2000;
+    auto change = [&](int i) {
+        HalvaneTriggerState state = scheduler.triggerState(QStringLiteral("t%1").arg(i % count));
+        state.adjustedNatural = now.addSecs(86400 + i);
+        state.adjustedDate = now.addSecs(86400 * 2 + i);
+        HalvaneStateDelta delta;
+        delta.triggerStates.append({ QStringLiteral("t%1").arg(i % count), state.toPropertyList() });
+        return delta;
+    };
+    auto measureSaves = [&](const QString &design, const std::function<bool(const HalvaneStateDelta &)> &save) {
+        QList<qint64> times;
+        const KernelIO before = KernelIO::now();
+        for (int i = 0; i < smallChanges; ++i) {
+            const HalvaneStateDelta delta = change(i);
+            timer.start();
+            if (!save(delta))
+                return false;
+            times.append(timer.nsecsElapsed());
+        }
+        const KernelIO after = KernelIO::now();
+        BenchStatistics::report(out, QStringLiteral("%1: saving one small change, %2 events").arg(design).arg(count),
+                                times);
+        out << QStringLiteral("%1: bytes per small change: %2 written, %3 towards the disk (over %4 changes)")
+                   .arg(design)
+                   .arg((after.written - before.written) / smallChanges)
+                   .arg((after.toDisk - before.toDisk) / smallChanges)
+                   .arg(smallChanges)
+            << Qt::endl;
+        return true;
+    };
     QString error;
-    if (!HalvaneStateFile::save(service.stateFile(), scheduler.toPropertyList(), &error)) {
-        out << error << Qt::endl;
+    measureSaves(QStringLiteral("store"), [&](const HalvaneStateDelta &delta) {
+        return store.apply({ delta }, &error);
+    });
+    const QByteArray journalPath = QFile::encodeName(folder + QStringLiteral("/journal"));
+    const int journal = ::open(journalPath.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    measureSaves(QStringLiteral("journal"), [&](const HalvaneStateDelta &delta) {
+        QByteArray record;
+        QDataStream stream(&record, QIODevice::WriteOnly);
+        for (const auto &[id, state] : delta.triggerStates)
+            stream << id << QVariant(state.value_or(QVariantMap()));
+        return ::write(journal, record.constData(), size_t(record.size())) == record.size()
+            && ::fdatasync(journal) == 0;
+    });
+    ::close(journal);
+    const int wholeFileChanges = 5;
+    QList<qint64> wholeFile;
+    const KernelIO beforeWhole = KernelIO::now();
+    for (int i = 0; i < wholeFileChanges; ++i) {
+        timer.start();
+        HalvaneStateFile::save(folder + QStringLiteral("/store.plist"), scheduler.toPropertyList(), &error);
+        wholeFile.append(timer.nsecsElapsed());
+    }
+    const KernelIO afterWhole = KernelIO::now();
+    BenchStatistics::report(out, QStringLiteral("state file: saving one small change, %1 events").arg(count),
+                            wholeFile);
+    out << QStringLiteral("state file: bytes per small change: %1 written, %2 towards the disk")
+               .arg((afterWhole.written - beforeWhole.written) / wholeFileChanges)
+               .arg((afterWhole.toDisk - beforeWhole.toDisk) / wholeFileChanges)
+        << Qt::endl;
+
+    // Start-up: a store of that size, then the real halvaned until it answers.
+    HalvanedProcess service;
+    store.close();
+    if (!QFile::copy(folder + QStringLiteral("/store.db"), service.stateFile())) {
+        out << QStringLiteral("cannot copy the store") << Qt::endl;
         return 1;
     }
+    QDir(folder).removeRecursively();
     {
         timer.start();
         QVariantMap state;
-        HalvaneStateFile::load(service.stateFile(), &state, &error);
+        HalvaneStore reading(service.stateFile());
+        reading.load(&state, &error);
         const qint64 loaded = timer.nsecsElapsed();
         HalvaneScheduler restored(&clock, nullptr);
-        restored.restore(state, &error);
+        restored.restore(state, &error, HalvaneScheduler::Restore::FromStore);
         const qint64 restoredAt = timer.nsecsElapsed();
         restored.start();
         const qint64 started = timer.nsecsElapsed();
-        out << QStringLiteral("in process: reading the state file %1 ms, restoring %2 ms, first pass %3 ms")
+        out << QStringLiteral("in process: reading the store %1 ms, restoring %2 ms, first pass %3 ms")
                    .arg(loaded / 1e6, 0, 'f', 1)
                    .arg((restoredAt - loaded) / 1e6, 0, 'f', 1)
                    .arg((started - restoredAt) / 1e6, 0, 'f', 1)
@@ -103,57 +223,66 @@ int main(int argc, char *argv[])
                             startups);
 
     // Throughput: 4 clients, each with one request in flight at a time, for 5 seconds, on a small store.
-    HalvanedProcess small;
-    if (!small.start(qEnvironmentVariableIsSet("BENCH_NO_STATE")
-                         ? QStringList { QStringLiteral("--demo"), QStringLiteral("--no-state") }
-                         : QStringList { QStringLiteral("--demo") }))
-        return 1;
-    const int clients = 4;
-    QList<std::shared_ptr<TriskVXConnection>> connections;
-    for (int i = 0; i < clients; ++i) {
-        const QString name = QStringLiteral("bench-client-%1").arg(i);
-        const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
-        connections.append(std::shared_ptr<TriskVXConnection>(
-            TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(bus, small.serviceName()))));
-    }
-    if (!waitFor(
+    // With the store, then without it, for the share of the in-memory rate that saving leaves.
+    for (const bool saved : { true, false }) {
+        HalvanedProcess small;
+        if (!small.start(saved ? QStringList { QStringLiteral("--demo") }
+                               : QStringList { QStringLiteral("--demo"), QStringLiteral("--no-state") }))
+            return 1;
+        const int clients = 4;
+        QList<std::shared_ptr<TriskVXConnection>> connections;
+        for (int i = 0; i < clients; ++i) {
+            const QString name = QStringLiteral("bench-client-%1").arg(i);
+            const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
+            connections.append(std::shared_ptr<TriskVXConnection>(
+                TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(bus, small.serviceName()))));
+        }
+        if (!waitFor(
+                [&] {
+                    return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
+                        return c->isValid();
+                    });
+                },
+                30000))
+            return 1;
+        qint64 completed = 0;
+        qint64 failed = 0;
+        bool running = true;
+        std::function<void(int)> sendNext = [&](int index) {
+            const TriskVXRequest request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, completed % 2 == 0 } });
+            connections.at(index)->send(&request, [&, index](const TriskVXResponse &response) {
+                ++completed;
+                failed += response.succeeded() ? 0 : 1;
+                if (running)
+                    sendNext(index);
+            });
+        };
+        const qint64 seconds = 5;
+        timer.start();
+        for (int i = 0; i < clients; ++i)
+            sendNext(i);
+        waitFor(
             [&] {
-                return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
-                    return c->isValid();
-                });
+                return timer.elapsed() >= seconds * 1000;
             },
-            30000))
-        return 1;
-    qint64 completed = 0;
-    qint64 failed = 0;
-    bool running = true;
-    std::function<void(int)> sendNext = [&](int index) {
-        const TriskVXRequest request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, completed % 2 == 0 } });
-        connections.at(index)->send(&request, [&, index](const TriskVXResponse &response) {
-            ++completed;
-            failed += response.succeeded() ? 0 : 1;
-            if (running)
-                sendNext(index);
-        });
-    };
-    const qint64 seconds = 5;
-    timer.start();
-    for (int i = 0; i < clients; ++i)
-        sendNext(i);
-    waitFor(
-        [&] {
-            return timer.elapsed() >= seconds * 1000;
-        },
-        int(seconds * 1000 + 1000));
-    running = false;
-    const double elapsed = timer.nsecsElapsed() / 1e9;
-    out << QStringLiteral("4 concurrent clients, state-changing requests (each saved before it is answered): %1 "
-                          "requests/s (%2 in %3 s, %4 failed)")
-               .arg(completed / elapsed, 0, 'f', 0)
-               .arg(completed)
-               .arg(elapsed, 0, 'f', 1)
-               .arg(failed)
-        << Qt::endl;
+            int(seconds * 1000 + 1000));
+        running = false;
+        const double elapsed = timer.nsecsElapsed() / 1e9;
+        out << QStringLiteral(
+                   "4 concurrent clients, state-changing requests (%5): %1 requests/s (%2 in %3 s, %4 failed)")
+                   .arg(completed / elapsed, 0, 'f', 0)
+                   .arg(completed)
+                   .arg(elapsed, 0, 'f', 1)
+                   .arg(failed)
+                   .arg(saved ? QStringLiteral("each saved before it is answered") : QStringLiteral("store off"))
+            << Qt::endl;
+        // The clients' last answers arrive before the next service starts.
+        waitFor(
+            [] {
+                return false;
+            },
+            200);
+    }
     waitFor(
         [] {
             return false;

@@ -14,6 +14,8 @@ packages=(
     # xvfb: the X server of the login screen's test (tst_LoginPanel).
     xvfb
 )
+# libsqlite3-dev: halvaned's store.
+packages+=(libsqlite3-dev)
 
 missing=()
 for package in "${packages[@]}"; do

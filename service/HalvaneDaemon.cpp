@@ -78,7 +78,7 @@ int HalvaneDaemon::run(const QStringList &arguments)
                                         tr("Start with the demo schedule (never touches power)."));
     const QCommandLineOption dryRunOption(QStringLiteral("dry-run"),
                                           tr("Never touch power: log power actions instead."));
-    const QCommandLineOption stateOption(QStringLiteral("state-dir"), tr("The folder of the state file."),
+    const QCommandLineOption stateOption(QStringLiteral("state-dir"), tr("The folder of the store."),
                                          QStringLiteral("dir"));
     const QCommandLineOption memoryOption(QStringLiteral("no-state"), tr("Keep the state in memory only."));
     const QCommandLineOption rightsOption(QStringLiteral("rights"),
@@ -145,7 +145,7 @@ int HalvaneDaemon::run(const QStringList &arguments)
     if (!parser.isSet(memoryOption)) {
         const QString directory
             = parser.isSet(stateOption) ? parser.value(stateOption) : defaultStateDirectory(systemBus);
-        persistence = std::make_unique<HalvanePersistence>(&scheduler, directory + QStringLiteral("/store.plist"));
+        persistence = std::make_unique<HalvanePersistence>(&scheduler, directory);
         if (!persistence->load())
             return 1;
     }

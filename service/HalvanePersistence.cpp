@@ -5,15 +5,35 @@
 #include "HalvaneServiceLogging.h"
 #include "HalvaneStateFile.h"
 #include "HalvaneStateWriter.h"
+#include "HalvaneStore.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTimer>
 
-HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QString &path, QObject *parent)
+namespace {
+// An unreadable file was moved aside (aside) or could not be (moveError): false when the service must not
+// start then, or it would overwrite it.
+bool reportKeptAside(const QString &what, const QString &error, const QString &aside, const QString &moveError)
+{
+    if (aside.isEmpty()) {
+        qCCritical(lcHalvaned).noquote()
+            << QStringLiteral("%1 cannot be read (%2) and %3; not starting, so as not to overwrite it")
+                   .arg(what, error, moveError);
+        return false;
+    }
+    qCCritical(lcHalvaned).noquote()
+        << QStringLiteral("%1 cannot be read (%2); kept aside as %3, starting empty").arg(what, error, aside);
+    return true;
+}
+} // namespace
+
+HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QString &folder, QObject *parent)
     : QObject(parent)
     , m_scheduler(scheduler)
-    , m_path(path)
-    , m_writer(new HalvaneStateWriter)
+    , m_legacyPath(folder + QStringLiteral("/store.plist"))
+    , m_store(folder + QStringLiteral("/store.db"))
+    , m_writer(new HalvaneStateWriter(&m_store))
 {
     m_thread.setObjectName(QStringLiteral("halvaned state writer"));
     m_writer->moveToThread(&m_thread);
@@ -38,31 +58,81 @@ bool HalvanePersistence::load()
 {
     QVariantMap state;
     QString error;
-    switch (HalvaneStateFile::load(m_path, &state, &error)) {
+    switch (m_store.load(&state, &error)) {
+    case HalvaneStore::Outcome::Missing:
+        return migrate();
+    case HalvaneStore::Outcome::Newer:
+        qCCritical(lcHalvaned).noquote() << QStringLiteral("%1; not starting, so as not to misread it").arg(error);
+        return false;
+    case HalvaneStore::Outcome::Loaded:
+        if (m_scheduler->restore(state, &error, HalvaneScheduler::Restore::FromStore)) {
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("state read from %1").arg(m_store.path());
+            // What restoring mended is saved with the first write.
+            takeChanges();
+            // Left behind by a migration that stopped after its save.
+            if (QFileInfo::exists(m_legacyPath))
+                keepLegacyAside();
+            return true;
+        }
+        error = QStringLiteral("%1: %2").arg(m_store.path(), error);
+        break;
+    case HalvaneStore::Outcome::Unreadable:
+        break;
+    }
+    QString moveError;
+    const QString aside = m_store.keepAside(QStringLiteral("corrupt"), &moveError);
+    return reportKeptAside(QStringLiteral("the store"), error, aside, moveError);
+}
+
+bool HalvanePersistence::migrate()
+{
+    QVariantMap state;
+    QString error;
+    switch (HalvaneStateFile::load(m_legacyPath, &state, &error)) {
     case HalvaneStateFile::Outcome::Missing:
-        qCInfo(lcHalvaned).noquote() << QStringLiteral("no state file at %1; starting empty").arg(m_path);
+        qCInfo(lcHalvaned).noquote() << QStringLiteral("no store at %1; starting empty").arg(m_store.path());
         return true;
     case HalvaneStateFile::Outcome::Loaded:
         if (m_scheduler->restore(state, &error)) {
-            qCInfo(lcHalvaned).noquote() << QStringLiteral("state read from %1").arg(m_path);
+            // The file stays where it is until the store holds its contents: a crash before then
+            // migrates it again.
+            qCInfo(lcHalvaned).noquote()
+                << QStringLiteral("state read from %1; moving it into %2").arg(m_legacyPath, m_store.path());
+            m_migrating = true;
+            takeChanges();
             return true;
         }
-        error = QStringLiteral("%1: %2").arg(m_path, error);
+        error = QStringLiteral("%1: %2").arg(m_legacyPath, error);
         break;
     case HalvaneStateFile::Outcome::Unreadable:
         break;
     }
     QString moveError;
-    const QString aside = HalvaneStateFile::keepAside(m_path, &moveError);
-    if (aside.isEmpty()) {
-        qCCritical(lcHalvaned).noquote()
-            << QStringLiteral("the state file cannot be read (%1) and %2; not starting, so as not to overwrite it")
-                   .arg(error, moveError);
-        return false;
-    }
-    qCCritical(lcHalvaned).noquote()
-        << QStringLiteral("the state file cannot be read (%1); kept aside as %2, starting empty").arg(error, aside);
-    return true;
+    const QString aside = HalvaneStateFile::keepAside(m_legacyPath, QStringLiteral("corrupt"), &moveError);
+    return reportKeptAside(QStringLiteral("the state file"), error, aside, moveError);
+}
+
+void HalvanePersistence::keepLegacyAside()
+{
+    m_migrating = false;
+    QString error;
+    const QString aside = HalvaneStateFile::keepAside(m_legacyPath, QStringLiteral("migrated"), &error);
+    if (aside.isEmpty())
+        qCWarning(lcHalvaned).noquote() << QStringLiteral("the store holds the state, but %1").arg(error);
+    else
+        qCInfo(lcHalvaned).noquote()
+            << QStringLiteral("the state is in %1; the earlier state file is kept as %2").arg(m_store.path(), aside);
+}
+
+void HalvanePersistence::takeChanges()
+{
+    HalvaneStateDelta delta = m_scheduler->takeChanges();
+    if (delta.isEmpty())
+        return;
+    m_unsaved.append(std::move(delta));
+    // Changes made outside a request (a restore) count as one more.
+    if (m_saved == m_changes)
+        ++m_changes;
 }
 
 void HalvanePersistence::whenSaved(std::function<void(bool)> done)
@@ -90,9 +160,11 @@ void HalvanePersistence::startWrite()
     if (!isDirty() || m_writing || m_retry.isActive())
         return;
     m_writing = true;
-    // The state is implicitly shared: the writer reads its own copy while the scheduler goes on.
-    QMetaObject::invokeMethod(m_writer, "write", Qt::QueuedConnection, Q_ARG(QString, m_path),
-                              Q_ARG(QVariantMap, m_scheduler->toPropertyList()), Q_ARG(quint64, m_changes));
+    takeChanges();
+    // The rows are implicitly shared: the writer reads its own copy while the scheduler goes on.
+    QMetaObject::invokeMethod(m_writer, [writer = m_writer, deltas = m_unsaved, generation = m_changes] {
+        writer->write(deltas, generation);
+    });
 }
 
 void HalvanePersistence::written(quint64 generation, bool saved, const QString &error)
@@ -100,6 +172,7 @@ void HalvanePersistence::written(quint64 generation, bool saved, const QString &
     m_writing = false;
     if (saved) {
         m_saved = qMax(m_saved, generation);
+        savedUnsaved();
         m_retryDelay = 0;
         if (isFailing())
             qCInfo(lcHalvaned).noquote() << QStringLiteral("the state is saved again");
@@ -143,15 +216,24 @@ void HalvanePersistence::saveNow()
     if (!isDirty())
         return;
     m_retry.stop();
+    takeChanges();
     const quint64 generation = m_changes;
     QString error;
-    const bool saved = HalvaneStateFile::save(m_path, m_scheduler->toPropertyList(), &error);
+    const bool saved = m_store.apply(m_unsaved, &error);
     if (saved) {
         m_saved = generation;
+        savedUnsaved();
         m_retryDelay = 0;
         m_failure.clear();
     } else {
         refused(error);
     }
     answer(generation, saved);
+}
+
+void HalvanePersistence::savedUnsaved()
+{
+    m_unsaved.clear();
+    if (m_migrating)
+        keepLegacyAside();
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "HalvaneStateDelta.h"
+#include "HalvaneStore.h"
+
 #include <QList>
 #include <QObject>
 #include <QPair>
@@ -12,21 +15,22 @@
 class HalvaneScheduler;
 class HalvaneStateWriter;
 
-// Keeps the scheduler's state in its state file: loads it at start (an unreadable file is kept aside and
-// the service starts empty), and saves after every change on a writer thread, all the changes made
-// while a write was under way in the next one. Answers to requests wait for the save that holds their
-// change, so that no acknowledged change is lost.
+// Keeps the scheduler's state in its store (HalvaneStore): loads it at start (an unreadable store is kept
+// aside and the service starts empty; the state file of earlier versions is moved into a new store), and
+// saves what changed after every change on a writer thread, all the changes made while a write was under
+// way in the next one. Answers to requests wait for the save that holds their change, so that no
+// acknowledged change is lost.
 class HalvanePersistence : public QObject
 {
     Q_OBJECT
 
 public:
-    HalvanePersistence(HalvaneScheduler *scheduler, const QString &path, QObject *parent = nullptr);
+    // The store is <folder>/store.db; <folder>/store.plist is the state file of earlier versions.
+    HalvanePersistence(HalvaneScheduler *scheduler, const QString &folder, QObject *parent = nullptr);
     ~HalvanePersistence() override;
 
-    QString path() const { return m_path; }
-    // False only when the state file exists, cannot be read and cannot be moved aside either: the service
-    // must not start then, or it would overwrite it.
+    // False when the store was written by a newer version, or cannot be read and cannot be moved aside
+    // either: the service must not start then, or it would overwrite it.
     bool load();
     // Runs done(saved) once the changes made so far are on disk, at once when there are none.
     void whenSaved(std::function<void(bool saved)> done);
@@ -38,6 +42,11 @@ public:
     void saveNow();
 
 private:
+    bool migrate();
+    void keepLegacyAside();
+    void takeChanges();
+    // A save went through: what was unsaved is on disk.
+    void savedUnsaved();
     void schedule();
     void startWrite();
     void written(quint64 generation, bool saved, const QString &error);
@@ -45,7 +54,13 @@ private:
     void refused(const QString &error);
 
     HalvaneScheduler *m_scheduler;
-    QString m_path;
+    QString m_legacyPath;
+    // Used by the writer thread while a write is under way, by this thread otherwise.
+    HalvaneStore m_store;
+    // Taken from the scheduler and not yet on disk: written in order, with what comes after a refused save.
+    QList<HalvaneStateDelta> m_unsaved;
+    // The earlier version's state file, moved aside once its contents are saved in the store.
+    bool m_migrating = false;
     QThread m_thread;
     HalvaneStateWriter *m_writer;
     quint64 m_changes = 0;

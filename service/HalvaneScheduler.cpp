@@ -162,6 +162,7 @@ HalvaneResult HalvaneScheduler::adjust(const QVariantMap &parameters)
     state.adjustedNatural = natural;
     state.adjustedDate = date;
     m_states.insert(triggerID, state);
+    touchTrigger(triggerID);
     triggerChanged(triggerID);
     Q_EMIT stateChanged();
     handleDue();
@@ -207,6 +208,7 @@ HalvaneResult HalvaneScheduler::cancel(const QVariantMap &parameters)
         }
     }
     m_states.insert(triggerID, state);
+    touchTrigger(triggerID);
     triggerChanged(triggerID);
     Q_EMIT stateChanged();
     handleDue();
@@ -223,6 +225,7 @@ HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
             if (it->hasChanges()) {
                 it->resetChanges();
                 triggerChanged(it.key());
+                touchTrigger(it.key());
             }
         }
     } else {
@@ -231,6 +234,7 @@ HalvaneResult HalvaneScheduler::reset(const QVariantMap &parameters)
             return result;
         m_states[triggerID].resetChanges();
         triggerChanged(triggerID);
+        touchTrigger(triggerID);
     }
     Q_EMIT stateChanged();
     handleDue();
@@ -275,23 +279,30 @@ HalvaneResult HalvaneScheduler::store(const QVariantMap &parameters)
     const QVariantList incoming = parameters.value(kVXRPCParameterEvents).toList();
     if (result = checkStore(incoming); !result.succeeded())
         return result;
-    result = m_store.store(incoming);
+    QStringList storedIDs;
+    result = m_store.store(incoming, &storedIDs);
     if (!result.succeeded())
         return result;
+    for (const QString &eventID : std::as_const(storedIDs))
+        touchEvent(eventID);
     storeChanged();
     // State of triggers that a replaced event no longer has is forgotten; new repeating triggers fire
     // from now on.
     const QStringList vanished = m_store.takeVanishedTriggers();
-    for (const QString &triggerID : vanished)
+    for (const QString &triggerID : vanished) {
         m_states.remove(triggerID);
+        touchTrigger(triggerID);
+    }
     const QDateTime now = m_clock->now();
     const QList<QVariantMap> events = m_store.events();
     for (const QVariantMap &event : events) {
         const QVariantList triggers = event.value(kVXEventTriggers).toList();
         for (const QVariant &trigger : triggers) {
             const QString id = trigger.toMap().value(kVXTriggerIdentifier).toString();
-            if (!m_states.contains(id))
+            if (!m_states.contains(id)) {
                 m_states[id].anchor = now;
+                touchTrigger(id);
+            }
         }
     }
     Q_EMIT stateChanged();
@@ -307,6 +318,7 @@ HalvaneResult HalvaneScheduler::setEnabled(const QVariantMap &parameters)
     const bool enabled = parameters.value(kVXRPCParameterEnabled).toBool();
     if (enabled != m_enabled) {
         m_enabled = enabled;
+        m_touchedEnabled = true;
         Q_EMIT stateChanged();
     }
     handleDue();
@@ -576,7 +588,9 @@ bool HalvaneScheduler::sweepCancelled(const QDateTime &now)
                 break;
             swept = true;
             triggerChanged(triggerID);
+            touchTrigger(triggerID);
             if (!trigger.isRepeating()) {
+                touchEvent(entry->eventID);
                 m_store.removeTrigger(triggerID);
                 m_states.remove(triggerID);
                 removedTriggers = true;
@@ -601,8 +615,10 @@ void HalvaneScheduler::consume(const QueuedFiring &firing)
         return;
     const HalvaneTrigger trigger = entry->trigger;
     triggerChanged(firing.triggerID);
+    touchTrigger(firing.triggerID);
     if (!trigger.isRepeating()) {
         // A once trigger is gone once its time has come.
+        touchEvent(firing.eventID);
         m_store.removeTrigger(firing.triggerID);
         m_states.remove(firing.triggerID);
         storeChanged();
@@ -670,7 +686,7 @@ QVariantMap HalvaneScheduler::toPropertyList() const
     };
 }
 
-bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
+bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error, Restore kind)
 {
     if (propertyList.value(kVersionKey).toLongLong() != kStateVersion) {
         *error = QStringLiteral("unknown state version %1").arg(propertyList.value(kVersionKey).toString());
@@ -697,24 +713,92 @@ bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error)
     }
     store.takeVanishedTriggers();
     QHash<QString, HalvaneTriggerState> states;
+    QSet<QString> mended;
     const QVariantMap stored = propertyList.value(kTriggersKey).toMap();
     for (auto it = stored.cbegin(); it != stored.cend(); ++it) {
         if (store.containsTrigger(it.key()))
             states.insert(it.key(), HalvaneTriggerState::fromPropertyList(it.value().toMap()));
+        else
+            mended.insert(it.key());
     }
     const QDateTime now = m_clock->now();
     for (const QVariant &event : events) {
         const QVariantList triggers = event.toMap().value(kVXEventTriggers).toList();
         for (const QVariant &trigger : triggers) {
             const QString id = trigger.toMap().value(kVXTriggerIdentifier).toString();
-            if (!states.contains(id))
+            if (!states.contains(id)) {
                 states[id].anchor = now;
+                mended.insert(id);
+            }
         }
     }
     m_store = store;
     m_states = states;
+    m_touchedEventOrder.clear();
+    m_touchedEvents.clear();
+    m_touchedEnabled = false;
+    m_touchedWhole = kind == Restore::Replacing;
+    m_touchedTriggers = kind == Restore::Replacing ? QSet<QString>() : mended;
     storeChanged();
     m_enabled = propertyList.value(kEnabledKey).toBool();
     republish(queue());
     return true;
+}
+
+void HalvaneScheduler::touchEvent(const QString &eventID)
+{
+    if (!m_touchedWhole && !m_touchedEvents.contains(eventID)) {
+        m_touchedEvents.insert(eventID);
+        m_touchedEventOrder.append(eventID);
+    }
+}
+
+HalvaneStateDelta HalvaneScheduler::takeChanges()
+{
+    HalvaneStateDelta delta;
+    auto eventRow = [this](const QString &eventID) {
+        return std::pair { eventID,
+                           m_store.containsEvent(eventID) ? std::optional(m_store.event(eventID)) : std::nullopt };
+    };
+    auto stateRow = [this](const QString &triggerID) {
+        const auto state = m_states.constFind(triggerID);
+        return std::pair { triggerID,
+                           state != m_states.cend() ? std::optional(state->toPropertyList()) : std::nullopt };
+    };
+    if (m_touchedWhole) {
+        delta.whole = true;
+        delta.enabled = m_enabled;
+        const QList<QVariantMap> events = m_store.events();
+        delta.events.reserve(events.size());
+        for (const QVariantMap &event : events)
+            delta.events.append({ event.value(kVXEventUniqueID).toString(), event });
+        for (auto it = m_states.cbegin(); it != m_states.cend(); ++it)
+            delta.triggerStates.append({ it.key(), it->toPropertyList() });
+    } else {
+        if (m_touchedEnabled)
+            delta.enabled = m_enabled;
+        for (const QString &eventID : std::as_const(m_touchedEventOrder))
+            delta.events.append(eventRow(eventID));
+        for (const QString &triggerID : std::as_const(m_touchedTriggers))
+            delta.triggerStates.append(stateRow(triggerID));
+    }
+    m_touchedWhole = false;
+    m_touchedEnabled = false;
+    m_touchedEventOrder.clear();
+    m_touchedEvents.clear();
+    m_touchedTriggers.clear();
+    return delta;
+}
+
+HalvaneResult HalvaneScheduler::importState(const QVariantMap &propertyList)
+{
+    QString error;
+    if (!restore(propertyList, &error))
+        return HalvaneResult::failure(
+            kVXStatusInvalidParameter,
+            QStringLiteral("the schedule cannot be imported: %1").arg(HalvaneLimits::clipped(error, 1000)));
+    Q_EMIT stateChanged();
+    if (m_started)
+        handleDue();
+    return HalvaneResult::ok();
 }

@@ -2,12 +2,14 @@
 
 #include "HalvaneEventStore.h"
 #include "HalvaneResult.h"
+#include "HalvaneStateDelta.h"
 #include "HalvaneTrigger.h"
 #include "HalvaneTriggerState.h"
 
 #include <QDateTime>
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QVariant>
 
 class HalvanePerformer;
@@ -45,9 +47,16 @@ public:
     static QStringList requestNames();
 
     // The persistent state (events, trigger states, enabled) as a property list, and back. restore
-    // refuses a list it cannot read whole and then changes nothing.
+    // refuses a list it cannot read whole and then changes nothing. Replacing: the whole state is to be
+    // saved afresh (an import, a migrated state file); FromStore: the store holds this state already, and
+    // only what restoring had to mend (states of unknown triggers, missing anchors) is to be saved.
+    enum class Restore { Replacing, FromStore };
     QVariantMap toPropertyList() const;
-    bool restore(const QVariantMap &propertyList, QString *error);
+    bool restore(const QVariantMap &propertyList, QString *error, Restore kind = Restore::Replacing);
+    // Replaces the whole persistent state with an exported one (restore, then the firings it brings due).
+    HalvaneResult importState(const QVariantMap &propertyList);
+    // What changed in the persistent state since the last call, as rows to save.
+    HalvaneStateDelta takeChanges();
 
     // Handles what came due while the service was not running, with the catch-up rule, and starts firing.
     void start();
@@ -98,6 +107,9 @@ private:
     void storeChanged();
     // One trigger's state changed: its next firing is stale.
     void triggerChanged(const QString &triggerID) { m_naturals.remove(triggerID); }
+    // Marks persisted rows changed for the next takeChanges().
+    void touchEvent(const QString &eventID);
+    void touchTrigger(const QString &triggerID) { m_touchedTriggers.insert(triggerID); }
     QVariantMap queuedTriggerRecord(const QueuedFiring &firing) const;
     void republish(const QList<QueuedFiring> &firings);
     void handleDue(Pass pass = Pass::Running);
@@ -129,6 +141,12 @@ private:
     QStringList m_activeOrder;
     QHash<QString, int> m_activeCount;
     QHash<QString, QVariant> m_published;
+    // Unsaved changes: events in the order they were first stored, so that new rows keep it.
+    QStringList m_touchedEventOrder;
+    QSet<QString> m_touchedEvents;
+    QSet<QString> m_touchedTriggers;
+    bool m_touchedEnabled = false;
+    bool m_touchedWhole = false;
 
     mutable QList<IndexedTrigger> m_index;
     mutable QHash<QString, qsizetype> m_indexOf;

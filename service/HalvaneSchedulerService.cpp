@@ -5,8 +5,10 @@
 #include "HalvanePersistence.h"
 #include "HalvaneScheduler.h"
 #include "HalvaneServiceLogging.h"
+#include "HalvaneStateFile.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
+#include "halvane_backup_adaptor.h"
 #include "halvane_scheduler_adaptor.h"
 
 #include <QDBusConnectionInterface>
@@ -17,6 +19,14 @@
 
 namespace {
 const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+
+// A call made in process, not over the bus, answers through its out arguments.
+bool answerDirectly(const HalvaneResult &result, qlonglong &status, QString &message)
+{
+    status = result.status();
+    message = result.message();
+    return result.succeeded();
+}
 
 QDBusMessage replyOf(const QDBusMessage &call, bool succeeded, qint64 status, const QString &message)
 {
@@ -33,6 +43,7 @@ HalvaneSchedulerService::HalvaneSchedulerService(HalvaneScheduler *scheduler, Ha
 {
     TriskVXDBusPropertyList::registerTypes();
     new SchedulerAdaptor(this);
+    new SchedulerBackupAdaptor(this);
     connect(m_scheduler, &HalvaneScheduler::variablesChanged, this, [this](const QStringList &names) {
         announce(names);
     });
@@ -213,16 +224,11 @@ bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &
     }
     // While the state cannot be saved, nothing more is changed: a change the service would forget at its
     // next start is not one it should acknowledge.
-    if (refusal.succeeded() && m_persistence && m_persistence->isFailing() && request != kVXRPCOnDemandPerform)
-        refusal = HalvaneResult::failure(
-            kVXStatusInternalError,
-            QStringLiteral("the state cannot be saved (%1); nothing was changed").arg(m_persistence->failure()));
-    if (!calledFromDBus()) {
-        const HalvaneResult result = refusal.succeeded() ? m_scheduler->handle(request, decoded.toMap()) : refusal;
-        status = result.status();
-        message = result.message();
-        return result.succeeded();
-    }
+    if (refusal.succeeded() && request != kVXRPCOnDemandPerform)
+        refusal = savingRefusal();
+    if (!calledFromDBus())
+        return answerDirectly(refusal.succeeded() ? m_scheduler->handle(request, decoded.toMap()) : refusal, status,
+                              message);
     setDelayedReply(true);
     const QDBusMessage call = this->message();
     const QDBusConnection bus = connection();
@@ -240,21 +246,93 @@ bool HalvaneSchedulerService::answer(const QString &request, const QVariantMap &
             bus.send(replyOf(call, false, refusal.status(), refusal.message()));
             return;
         }
-        const HalvaneResult result = m_scheduler->handle(request, decoded.toMap());
-        if (!result.succeeded() || !m_persistence) {
-            bus.send(replyOf(call, result.succeeded(), result.status(), result.message()));
-            return;
-        }
-        m_persistence->whenSaved([this, call, bus](bool saved) {
-            if (saved)
-                bus.send(replyOf(call, true, kVXStatusOK, QString()));
-            else
-                bus.send(replyOf(call, false, kVXStatusInternalError,
-                                 QStringLiteral("the change is in effect but was not saved (%1); it is saved when the "
-                                                "state folder can be written again, and lost if halvaned stops first")
-                                     .arg(m_persistence->failure())));
-        });
+        replyWhenSaved(call, bus, m_scheduler->handle(request, decoded.toMap()));
     });
+    return false;
+}
+
+HalvaneResult HalvaneSchedulerService::savingRefusal() const
+{
+    if (!m_persistence || !m_persistence->isFailing())
+        return HalvaneResult::ok();
+    return HalvaneResult::failure(
+        kVXStatusInternalError,
+        QStringLiteral("the state cannot be saved (%1); nothing was changed").arg(m_persistence->failure()));
+}
+
+void HalvaneSchedulerService::replyWhenSaved(const QDBusMessage &call, const QDBusConnection &bus,
+                                             const HalvaneResult &result)
+{
+    if (!result.succeeded() || !m_persistence) {
+        bus.send(replyOf(call, result.succeeded(), result.status(), result.message()));
+        return;
+    }
+    m_persistence->whenSaved([this, call, bus](bool saved) {
+        if (saved)
+            bus.send(replyOf(call, true, kVXStatusOK, QString()));
+        else
+            bus.send(replyOf(call, false, kVXStatusInternalError,
+                             QStringLiteral("the change is in effect but was not saved (%1); it is saved when the "
+                                            "state folder can be written again, and lost if halvaned stops first")
+                                 .arg(m_persistence->failure())));
+    });
+}
+
+void HalvaneSchedulerService::checkRights(const HalvaneCaller &caller, QStringList requests,
+                                          const HalvaneAuthority::Decision &decision)
+{
+    if (requests.isEmpty()) {
+        decision(true, QString());
+        return;
+    }
+    const QString request = requests.takeFirst();
+    m_authority->checkRight(caller, request, [=, this](bool granted, const QString &why) {
+        if (granted)
+            checkRights(caller, requests, decision);
+        else
+            decision(false, why);
+    });
+}
+
+QVariantMap HalvaneSchedulerService::Export()
+{
+    // Wrapped dates: the schedule is meant for a property-list file, which cannot hold every date.
+    return TriskVXDBusPropertyList::encodeMap(HalvaneStateFile::wrapDates(m_scheduler->toPropertyList()).toMap());
+}
+
+bool HalvaneSchedulerService::Import(const QVariantMap &schedule, qlonglong &status, QString &message)
+{
+    QString error;
+    const QVariant decoded = TriskVXDBusPropertyList::decode(QVariant(schedule), &error);
+    HalvaneResult refusal = decoded.isValid()
+        ? savingRefusal()
+        : HalvaneResult::failure(kVXStatusInvalidParameter,
+                                 QStringLiteral("malformed schedule: %1").arg(HalvaneLimits::clipped(error, 1000)));
+    const QVariantMap state = HalvaneStateFile::unwrapDates(decoded).toMap();
+    auto import = [this, refusal, state] {
+        return refusal.succeeded() ? m_scheduler->importState(state) : refusal;
+    };
+    if (!calledFromDBus())
+        return answerDirectly(import(), status, message);
+    setDelayedReply(true);
+    const QDBusMessage call = this->message();
+    const QDBusConnection bus = connection();
+    // It replaces everything a request could change: the caller must hold every such right.
+    const QStringList rights { kVXRPCEventStoreStore, kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel,
+                               kVXRPCSchedulerReset, kVXRPCSchedulerSetEnabled };
+    checkRights(
+        callerOf(call), rights, [=, this](bool granted, const QString &why) {
+            if (!granted) {
+                qCInfo(lcHalvaned).noquote() << QStringLiteral("import refused: %1").arg(why);
+                bus.send(replyOf(call, false, kVXStatusNotAuthorised, why));
+                return;
+            }
+            const HalvaneResult result = import();
+            if (result.succeeded())
+                qCInfo(lcHalvaned).noquote()
+                    << QStringLiteral("schedule imported: %1 events").arg(m_scheduler->eventStore().events().size());
+            replyWhenSaved(call, bus, result);
+        });
     return false;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "HalvaneAuthority.h"
 #include "HalvaneCaller.h"
+#include "HalvaneResult.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -9,7 +11,6 @@
 #include <QObject>
 #include <QVariantMap>
 
-class HalvaneAuthority;
 class QDBusServiceWatcher;
 class HalvanePersistence;
 class HalvaneScheduler;
@@ -54,9 +55,18 @@ public Q_SLOTS:
     bool OnDemandPerform(const QVariantMap &parameters, qlonglong &status, QString &message);
     bool EventStoreStore(const QVariantMap &parameters, qlonglong &status, QString &message);
     bool SchedulerSetEnabled(const QVariantMap &parameters, qlonglong &status, QString &message);
+    // org.halvane.SchedulerBackup1: the whole schedule as a property list, and back.
+    QVariantMap Export();
+    bool Import(const QVariantMap &schedule, qlonglong &status, QString &message);
 
 private:
     bool answer(const QString &request, const QVariantMap &parameters, qlonglong &status, QString &message);
+    // Why nothing may change now (the state cannot be saved), or success.
+    HalvaneResult savingRefusal() const;
+    // Answers a request once its change is saved.
+    void replyWhenSaved(const QDBusMessage &call, const QDBusConnection &bus, const HalvaneResult &result);
+    // Grants only when the caller holds the right to make every one of the requests.
+    void checkRights(const HalvaneCaller &caller, QStringList requests, const HalvaneAuthority::Decision &decision);
     HalvaneCaller callerOf(const QDBusMessage &message) const;
     QList<QVariantMap> recordList(const QString &variable) const;
     void announce(const QStringList &names);

@@ -38,6 +38,16 @@ bool writeAll(int fd, const QByteArray &data)
     }
     return true;
 }
+// A rename is durable only once its folder is.
+void syncFolderOf(const QString &path)
+{
+    const int directory
+        = ::open(QFile::encodeName(QFileInfo(path).absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory >= 0) {
+        ::fsync(directory);
+        ::close(directory);
+    }
+}
 } // namespace
 
 namespace {
@@ -164,23 +174,19 @@ bool HalvaneStateFile::save(const QString &path, const QVariantMap &state, QStri
         ::unlink(temporary.constData());
         return false;
     }
-    // The rename itself is durable only once the folder is.
-    const int directory
-        = ::open(QFile::encodeName(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory >= 0) {
-        ::fsync(directory);
-        ::close(directory);
-    }
+    syncFolderOf(path);
     return true;
 }
 
-QString HalvaneStateFile::keepAside(const QString &path, QString *error)
+QString HalvaneStateFile::keepAside(const QString &path, const QString &why, QString *error)
 {
-    const QString aside = path + QStringLiteral(".corrupt-")
-        + QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
+    const QString aside
+        = QStringLiteral("%1.%2-%3")
+              .arg(path, why, QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")));
     if (!QFile::rename(path, aside)) {
         *error = QStringLiteral("cannot move %1 aside to %2").arg(path, aside);
         return QString();
     }
+    syncFolderOf(path);
     return aside;
 }

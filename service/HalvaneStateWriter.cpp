@@ -1,10 +1,10 @@
 #include "HalvaneStateWriter.h"
 
-#include "HalvaneStateFile.h"
+#include "HalvaneStore.h"
 
-void HalvaneStateWriter::write(const QString &path, const QVariantMap &state, quint64 generation)
+void HalvaneStateWriter::write(const QList<HalvaneStateDelta> &deltas, quint64 generation)
 {
     QString error;
-    const bool saved = HalvaneStateFile::save(path, state, &error);
+    const bool saved = m_store->apply(deltas, &error);
     Q_EMIT written(generation, saved, error);
 }

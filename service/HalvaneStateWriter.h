@@ -1,19 +1,29 @@
 #pragma once
 
-#include <QObject>
-#include <QVariantMap>
+#include "HalvaneStateDelta.h"
 
-// Writes the state file on a thread of its own, so that fsync never holds up the service's event loop.
+#include <QList>
+#include <QObject>
+
+class HalvaneStore;
+
+// Writes to the store on a thread of its own, so that syncing never holds up the service's event loop.
 class HalvaneStateWriter : public QObject
 {
     Q_OBJECT
 
 public:
-    using QObject::QObject;
+    explicit HalvaneStateWriter(HalvaneStore *store)
+        : m_store(store)
+    {
+    }
 
-public Q_SLOTS:
-    void write(const QString &path, const QVariantMap &state, quint64 generation);
+    // On the writer's thread.
+    void write(const QList<HalvaneStateDelta> &deltas, quint64 generation);
 
 Q_SIGNALS:
     void written(quint64 generation, bool saved, const QString &error);
+
+private:
+    HalvaneStore *m_store;
 };

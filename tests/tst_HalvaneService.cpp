@@ -138,6 +138,11 @@ private Q_SLOTS:
     void restartAndCrashLoseNothing();
     void unreadableStoreIsKeptAside_data();
     void unreadableStoreIsKeptAside();
+    void killAfterAnAnswerLosesNothing_data();
+    void killAfterAnAnswerLosesNothing();
+    void stateFileMovesIntoTheStore();
+    void storeOfANewerVersionIsRefused();
+    void exportAndImportRoundTrip();
     void unsavedChangeIsNotAcknowledged();
     void limitsAtTheirBoundary_data();
     void limitsAtTheirBoundary();
@@ -347,9 +352,13 @@ void tst_HalvaneService::restartAndCrashLoseNothing()
     QVERIFY(m_service->stop());
     QVERIFY(start());
     QCOMPARE(everything(*m_client), before);
-    // Written whole, readable by the service's user only.
-    QCOMPARE(QDir(m_service->stateDirectory()).entryList(QDir::Files), QStringList { u"store.plist"_s });
-    QCOMPARE(QFile::permissions(m_service->stateFile()) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+    // The store and its log, readable by the service's user only.
+    const QStringList files = QDir(m_service->stateDirectory()).entryList(QDir::Files);
+    QCOMPARE(files, (QStringList { u"store.db"_s, u"store.db-shm"_s, u"store.db-wal"_s }));
+    for (const QString &file : files)
+        QCOMPARE(QFile::permissions(QDir(m_service->stateDirectory()).filePath(file))
+                     & (QFile::ReadGroup | QFile::ReadOther),
+                 QFile::Permissions());
     // The cancellation is still undoable after the restart.
     QVERIFY(request(kVXRPCSchedulerReset, trigger(u"b1"_s)));
     QVERIFY(m_client->pendingIDs().contains(u"b1"_s));
@@ -364,30 +373,39 @@ void tst_HalvaneService::restartAndCrashLoseNothing()
 void tst_HalvaneService::unreadableStoreIsKeptAside_data()
 {
     QTest::addColumn<QByteArray>("contents");
+    QTest::addColumn<bool>("store");
     const QByteArray plist("<?xml version=\"1.0\"?><plist version=\"1.0\">%1</plist>");
-    QTest::newRow("garbage") << QByteArray("\x00\x01garbage", 9);
-    QTest::newRow("another version") << QByteArray(plist).replace(
-        "%1", "<dict><key>Version</key><integer>9</integer></dict>");
+    QTest::newRow("a garbage store") << QByteArray(8192, 'g') << true;
+    QTest::newRow("a truncated store") << QByteArray("SQLite format 3\0", 16) + QByteArray(84, '\xff') << true;
+    // The rows below are state files of earlier versions, which would be moved into the store.
+    QTest::newRow("garbage") << QByteArray("\x00\x01garbage", 9) << false;
+    QTest::newRow("another version") << QByteArray(plist).replace("%1",
+                                                                  "<dict><key>Version</key><integer>9</integer></dict>")
+                                     << false;
     QTest::newRow("an event without a name") << QByteArray(plist).replace(
         "%1",
         "<dict><key>Version</key><integer>1</integer><key>Enabled</key><true/><key>Events</key><array><dict/>"
-        "</array><key>TriggerStates</key><dict/></dict>");
+        "</array><key>TriggerStates</key><dict/></dict>")
+                                             << false;
     // Only an older service could have written a state over the limits; served, it could be refused by the bus.
     const QByteArray longName = "<dict><key>Version</key><integer>1</integer><key>Enabled</key><true/><key>Events</key>"
                                 "<array><dict><key>Name</key><string>"
         + QByteArray(1025, 'n') + "</string></dict></array><key>TriggerStates</key><dict/></dict>";
-    QTest::newRow("a name over the limits") << QByteArray(plist).replace("%1", longName);
+    QTest::newRow("a name over the limits") << QByteArray(plist).replace("%1", longName) << false;
 }
 
 void tst_HalvaneService::unreadableStoreIsKeptAside()
 {
     QFETCH(QByteArray, contents);
-    QFile file(m_service->stateFile());
+    QFETCH(bool, store);
+    const QString path = store ? m_service->stateFile() : m_service->legacyStateFile();
+    QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
     file.close();
     QVERIFY(start({ u"--demo"_s }));
     QCOMPARE(m_client->value(kVXObserveOnDemandAvailable).toList().size(), 2);
-    const QStringList kept = QDir(m_service->stateDirectory()).entryList({ u"store.plist.corrupt-*"_s });
+    const QStringList kept
+        = QDir(m_service->stateDirectory()).entryList({ QFileInfo(path).fileName() + u".corrupt-*"_s });
     QCOMPARE(kept.size(), 1);
     // Starting afresh and saving never writes over the old file.
     QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
@@ -396,6 +414,134 @@ void tst_HalvaneService::unreadableStoreIsKeptAside()
     QCOMPARE(aside.readAll(), contents);
     QVERIFY(m_service->stop());
     QVERIFY(m_service->output().contains(u"kept aside as "_s + aside.fileName()));
+    // The fresh store took the demo schedule and its change.
+    QVERIFY(start());
+    QCOMPARE(m_client->value(kVXObserveOnDemandAvailable).toList().size(), 2);
+    QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
+}
+
+void tst_HalvaneService::killAfterAnAnswerLosesNothing_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariantMap>("parameters");
+    QTest::newRow("adjust") << kVXRPCSchedulerAdjust << trigger(u"a1"_s, kVXRPCParameterDate, kNow.addDays(4));
+    QTest::newRow("cancel") << kVXRPCSchedulerCancel << trigger(u"b1"_s);
+    QTest::newRow("cancel until") << kVXRPCSchedulerCancel << trigger(u"d1"_s, kVXRPCParameterUntil, kNow.addDays(3));
+    QTest::newRow("reset one") << kVXRPCSchedulerReset << trigger(u"a2"_s);
+    QTest::newRow("reset all") << kVXRPCSchedulerReset << QVariantMap();
+    QTest::newRow("set enabled") << kVXRPCSchedulerSetEnabled << QVariantMap { { kVXRPCParameterEnabled, false } };
+    // A new event, one replaced with a trigger less (its state forgotten), and one replaced in place.
+    QTest::newRow("store") << kVXRPCEventStoreStore
+                           << storing({ makeEvent(u"c"_s, { daily(u"05:00"_s, u"c1"_s) }),
+                                        makeEvent(u"a"_s, { once(kNow.addDays(2), u"a1"_s) }),
+                                        makeEvent(u"d"_s, { daily(u"04:00"_s, u"d1"_s) }, { { u"Extra"_s, 7 } }) });
+}
+
+void tst_HalvaneService::killAfterAnAnswerLosesNothing()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariantMap, parameters);
+    QVERIFY(start());
+    QVERIFY(request(kVXRPCEventStoreStore,
+                    storing(someEvents() + QVariantList { makeEvent(u"d"_s, { daily(u"04:00"_s, u"d1"_s) }) })));
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"a2"_s, kVXRPCParameterDate, kNow.addDays(3))));
+    QVERIFY(request(name, parameters));
+    const QHash<QString, QVariant> before = everything(*m_client);
+    QVERIFY(m_service->kill());
+    QVERIFY(start());
+    QCOMPARE(everything(*m_client), before);
+    // What was read back is what the next change builds on.
+    QVERIFY(request(kVXRPCSchedulerReset, {}));
+    const QHash<QString, QVariant> reset = everything(*m_client);
+    QVERIFY(m_service->kill());
+    QVERIFY(start());
+    QCOMPARE(everything(*m_client), reset);
+}
+
+void tst_HalvaneService::stateFileMovesIntoTheStore()
+{
+    // As an earlier version left it: disabled, one event with its trigger's firing moved.
+    const QVariantMap legacy {
+        { u"Version"_s, 1 },
+        { u"Enabled"_s, false },
+        { u"Events"_s, QVariantList { makeEvent(u"a"_s, { daily(u"04:00"_s, u"a1"_s) }) } },
+        { u"TriggerStates"_s,
+          QVariantMap { { u"a1"_s,
+                          QVariantMap { { u"Anchor"_s, kNow.addSecs(-60) },
+                                        { u"AdjustedNatural"_s, kNow.addSecs(16 * 3600) },
+                                        { u"AdjustedDate"_s, kNow.addSecs(17 * 3600) } } } } },
+    };
+    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
+        legacy, m_service->legacyStateFile(), TriskVXPropertyListSerialization::Format::Binary));
+    QFile original(m_service->legacyStateFile());
+    QVERIFY(original.open(QIODevice::ReadOnly));
+    const QByteArray contents = original.readAll();
+    for (int run = 0; run < 2; ++run) {
+        QVERIFY(start());
+        QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
+        QCOMPARE(m_client->pendingDate(u"a1"_s), kNow.addSecs(17 * 3600));
+        QVERIFY(m_service->kill());
+    }
+    // Kept aside unchanged, and read once only: the second run read the store.
+    QVERIFY(!QFileInfo::exists(m_service->legacyStateFile()));
+    const QStringList kept = QDir(m_service->stateDirectory()).entryList({ u"store.plist.migrated-*"_s });
+    QCOMPARE(kept.size(), 1);
+    QFile aside(QDir(m_service->stateDirectory()).filePath(kept.first()));
+    QVERIFY(aside.open(QIODevice::ReadOnly));
+    QCOMPARE(aside.readAll(), contents);
+}
+
+void tst_HalvaneService::storeOfANewerVersionIsRefused()
+{
+    QVERIFY(start());
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
+    QVERIFY(m_service->stop());
+    // The format number lives in the database header (big-endian, at byte 60).
+    QFile file(m_service->stateFile());
+    QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(60) && file.write(QByteArray("\0\0\0\x02", 4)) == 4);
+    file.close();
+    QVERIFY(!start());
+    QVERIFY(!m_service->isRunning());
+    QVERIFY2(m_service->output().contains(u"written by a newer halvaned"_s), qPrintable(m_service->output()));
+    QCOMPARE(QDir(m_service->stateDirectory()).entryList(QDir::Files), QStringList { u"store.db"_s });
+}
+
+void tst_HalvaneService::exportAndImportRoundTrip()
+{
+    QVERIFY(start());
+    const QVariantMap extra { { u"dates"_s,
+                                QVariantList {
+                                    QDateTime(QDate(1900, 1, 1), QTime(0, 0), QTimeZone::utc()),
+                                    QDateTime(QDate(2200, 1, 1), QTime(0, 0, 0, 250), QTimeZone::utc()) } } };
+    QVERIFY(request(
+        kVXRPCEventStoreStore,
+        storing(someEvents()
+                + QVariantList { makeEvent(u"d"_s, { daily(u"04:00"_s, u"d1"_s) }, { { u"Extra"_s, extra } }) })));
+    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"a1"_s, kVXRPCParameterDate, kNow.addDays(5))));
+    QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s, kVXRPCParameterUntil, kNow.addDays(3))));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, false } }));
+    const QHash<QString, QVariant> before = everything(*m_client);
+    const QString backup = QDir(m_service->stateDirectory()).filePath(u"backup.plist"_s);
+    QVERIFY(m_service->control({ u"export"_s, backup }));
+
+    // Everything changed after the backup is undone by importing it, and the import is saved.
+    QVERIFY(request(kVXRPCEventStoreStore, storing({ makeEvent(u"e"_s, { daily(u"06:00"_s, u"e1"_s) }) })));
+    QVERIFY(request(kVXRPCSchedulerReset, {}));
+    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }));
+    QVERIFY(m_service->control({ u"import"_s, backup }));
+    QVERIFY(m_client->reload());
+    QCOMPARE(everything(*m_client), before);
+    QVERIFY(m_service->kill());
+    QVERIFY(start());
+    QCOMPARE(everything(*m_client), before);
+    // A file that is no schedule changes nothing.
+    QVERIFY(!m_service->control({ u"import"_s, m_service->stateFile() }));
+    QFile list(backup);
+    QVERIFY(list.open(QIODevice::WriteOnly)
+            && list.write("<plist><dict><key>Version</key><integer>9</integer></dict></plist>") > 0);
+    list.close();
+    QVERIFY(!m_service->control({ u"import"_s, backup }));
+    QCOMPARE(everything(*m_client), before);
 }
 
 void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
@@ -427,11 +573,15 @@ void tst_HalvaneService::unsavedChangeIsNotAcknowledged()
         log += m_service->output();
         return log.contains(u"the state is saved again"_s);
     }));
-    QVERIFY(request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, true } }));
+    QVERIFY(request(kVXRPCEventStoreStore, storing(someEvents())));
     // It waited between attempts, one line each, rather than spinning on the failure.
-    QVERIFY(m_service->stop());
+    QVERIFY(m_service->kill());
     const qsizetype attempts = log.count(u"cannot save the state"_s);
     QVERIFY2(attempts >= 1 && attempts <= 3, qPrintable(log));
+    // The change the refused save held was written with the retry.
+    QVERIFY(start({ u"--state-dir"_s, blocked }));
+    QCOMPARE(m_client->value(kVXObserveSchedulerEnabled), QVariant(false));
+    QCOMPARE(m_client->pendingIDs().size(), 3);
 }
 
 void tst_HalvaneService::limitsAtTheirBoundary_data()

@@ -2,18 +2,22 @@
 
 #include "TriskVXConnection.h"
 #include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
 #include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXObserver.h"
 #include "TriskVXPropertyListSerialization.h"
 #include "TriskVXRecords.h"
 #include "TriskVXServiceLocation.h"
 #include "TriskVXUserDefaults.h"
+#include "halvane_backup_interface.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -128,7 +132,9 @@ int HalvaneCtl::run(const QStringList &arguments)
            "  trigger EVENT                  perform it now if its criteria allow\n"
            "  enable | disable               start or stop all firing\n"
            "  set-preference KEY VALUE       set a scheduler preference and tell every notifier\n"
-           "  unset-preference KEY           remove a scheduler preference and tell every notifier"));
+           "  unset-preference KEY           remove a scheduler preference and tell every notifier\n"
+           "  export FILE                    save the whole schedule to a property-list file (a backup)\n"
+           "  import FILE                    replace the whole schedule with an exported one"));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption busOption(QStringLiteral("bus"), tr("The bus: session, system or a D-Bus address."),
@@ -229,6 +235,10 @@ int HalvaneCtl::run(const QStringList &arguments)
         return sendRequest(what.request);
     case Plan::Kind::Delay:
         return delay(what.trigger, what.minutes);
+    case Plan::Kind::Export:
+        return exportSchedule(location, what.file);
+    case Plan::Kind::Import:
+        return importSchedule(location, what.schedule);
     case Plan::Kind::Preference:
         break;
     }
@@ -360,6 +370,29 @@ int HalvaneCtl::plan(const QString &command, const QStringList &operands, const 
             return kExitRefused;
         }
         plan->request = TriskVXRequest(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } });
+        return kExitOK;
+    }
+    if (command == QLatin1String("export")) {
+        if (!expect(1, 1))
+            return usage(tr("export takes the file to write"));
+        plan->kind = Plan::Kind::Export;
+        plan->file = operands.first();
+        return kExitOK;
+    }
+    if (command == QLatin1String("import")) {
+        if (!expect(1, 1))
+            return usage(tr("import takes an exported plist file"));
+        QString error;
+        const QVariant contents
+            = TriskVXPropertyListSerialization::propertyListWithContentsOfFile(operands.first(), &error);
+        if (contents.typeId() != QMetaType::QVariantMap) {
+            m_err << tr("halvanectl: %1")
+                         .arg(contents.isValid() ? tr("%1 is not an exported schedule").arg(operands.first()) : error)
+                  << Qt::endl;
+            return kExitRefused;
+        }
+        plan->kind = Plan::Kind::Import;
+        plan->schedule = contents.toMap();
         return kExitOK;
     }
     if (command == QLatin1String("add"))
@@ -605,6 +638,69 @@ int HalvaneCtl::sendRequest(const TriskVXRequest &request)
                      .arg(request.request())
                      .arg(response.status())
                      .arg(response.message())
+              << Qt::endl;
+        return kExitRefused;
+    }
+    return kExitOK;
+}
+
+namespace {
+// Waits for an asynchronous call's answer; false when none came in time.
+bool waitForReply(const QDBusPendingCall &call, int timeout)
+{
+    QDBusPendingCallWatcher watcher(call);
+    bool finished = watcher.isFinished();
+    QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &watcher, [&finished] {
+        finished = true;
+    });
+    return waitUntil(
+        [&finished] {
+            return finished;
+        },
+        timeout);
+}
+} // namespace
+
+int HalvaneCtl::exportSchedule(const TriskVXServiceLocation &location, const QString &file)
+{
+    SchedulerBackupProxy backup(location.serviceName(), kVXDBusObjectPath, location.bus());
+    backup.setTimeout(m_timeout);
+    const QDBusPendingReply<QVariantMap> reply = backup.Export();
+    if (!waitForReply(reply, m_timeout)) {
+        m_err << tr("halvanectl: no answer from the scheduler service") << Qt::endl;
+        return kExitUnreachable;
+    }
+    if (reply.isError()) {
+        m_err << tr("halvanectl: export failed: %1").arg(reply.error().message()) << Qt::endl;
+        return kExitRefused;
+    }
+    QString error;
+    const QVariant schedule = TriskVXDBusPropertyList::decode(QVariant(reply.value()), &error);
+    // Binary: it keeps the milliseconds of every date, where XML would round them to the second.
+    if (!schedule.isValid()
+        || !TriskVXPropertyListSerialization::writePropertyListToFile(
+            schedule, file, TriskVXPropertyListSerialization::Format::Binary, &error)) {
+        m_err << tr("halvanectl: cannot write %1: %2").arg(file, error) << Qt::endl;
+        return kExitRefused;
+    }
+    return kExitOK;
+}
+
+int HalvaneCtl::importSchedule(const TriskVXServiceLocation &location, const QVariantMap &schedule)
+{
+    SchedulerBackupProxy backup(location.serviceName(), kVXDBusObjectPath, location.bus());
+    backup.setTimeout(m_timeout);
+    const QDBusPendingReply<bool, qlonglong, QString> reply
+        = backup.Import(TriskVXDBusPropertyList::encodeMap(schedule));
+    if (!waitForReply(reply, m_timeout)) {
+        m_err << tr("halvanectl: no answer from the scheduler service") << Qt::endl;
+        return kExitUnreachable;
+    }
+    if (reply.isError() || !reply.argumentAt<0>()) {
+        m_err << tr("halvanectl: import failed: %1")
+                     .arg(reply.isError()
+                              ? reply.error().message()
+                              : QStringLiteral("%1 (status %2)").arg(reply.argumentAt<2>()).arg(reply.argumentAt<1>()))
               << Qt::endl;
         return kExitRefused;
     }

@@ -10,6 +10,7 @@ class QCommandLineParser;
 class QTextStream;
 class TriskVXConnection;
 class TriskVXObserver;
+class TriskVXServiceLocation;
 
 // halvanectl: shows the scheduler's published variables, sends every request and sets scheduler
 // preferences, through libHalvane. Exit status 0 on success, 1 when the service refused or failed,
@@ -31,7 +32,7 @@ private:
     // What a command line asks for, checked whole before anything is sent.
     struct Plan
     {
-        enum class Kind { Status, Show, Request, Delay, Preference };
+        enum class Kind { Status, Show, Request, Delay, Preference, Export, Import };
         Kind kind = Kind::Status;
         QStringList variables;
         TriskVXRequest request;
@@ -39,6 +40,8 @@ private:
         qint64 minutes = 0;
         QString key;
         QVariant value;
+        QString file;
+        QVariantMap schedule;
     };
 
     int usage(const QString &message);
@@ -49,6 +52,9 @@ private:
     int sendRequest(const TriskVXRequest &request);
     int delay(const QString &trigger, qint64 minutes);
     int setPreference(const QString &key, const QVariant &value);
+    // The whole schedule into a binary property-list file, and back (org.halvane.SchedulerBackup1).
+    int exportSchedule(const TriskVXServiceLocation &location, const QString &file);
+    int importSchedule(const TriskVXServiceLocation &location, const QVariantMap &schedule);
     int printVariables(const QStringList &names);
     int printStatus();
     void printRecords(const QString &variable, const QVariantList &records);

@@ -26,7 +26,9 @@ public:
     QString serviceName() const { return m_serviceName; }
     // The state folder, kept across stop and start of this process, removed with the object.
     QString stateDirectory() const { return m_stateDirectory.path(); }
-    QString stateFile() const { return m_stateDirectory.filePath(QStringLiteral("store.plist")); }
+    QString stateFile() const { return m_stateDirectory.filePath(QStringLiteral("store.db")); }
+    // The state file of earlier versions, moved into the store at the first start.
+    QString legacyStateFile() const { return m_stateDirectory.filePath(QStringLiteral("store.plist")); }
     TriskVXServiceLocation location() const { return TriskVXServiceLocation::onBus(bus(), m_serviceName); }
     // The bus it serves on, "session" (the test's bus) or "system"; set before start.
     void setBus(const QString &bus) { m_bus = bus; }

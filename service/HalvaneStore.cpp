@@ -1,0 +1,323 @@
+#include "HalvaneStore.h"
+
+#include "HalvaneStateFile.h"
+
+#include <QDataStream>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QIODevice>
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+namespace {
+// Marks the file as halvaned's in the database header, so another program's database is never read as
+// a schedule.
+const int kApplicationID = 0x48616C76;
+// Rows keep this stream version whatever Qt the service is built with.
+const QDataStream::Version kStreamVersion = QDataStream::Qt_6_4;
+
+const char kSchema[] = "CREATE TABLE settings(key TEXT PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;"
+                       "CREATE TABLE events(position INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,"
+                       " record BLOB NOT NULL);"
+                       "CREATE TABLE trigger_states(id TEXT PRIMARY KEY, state BLOB NOT NULL) WITHOUT ROWID;";
+
+QByteArray encoded(const QVariant &value)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setVersion(kStreamVersion);
+    stream << value;
+    return bytes;
+}
+
+QVariant decoded(sqlite3_stmt *statement, int column)
+{
+    const QByteArray bytes = QByteArray::fromRawData(static_cast<const char *>(sqlite3_column_blob(statement, column)),
+                                                     sqlite3_column_bytes(statement, column));
+    QDataStream stream(bytes);
+    stream.setVersion(kStreamVersion);
+    QVariant value;
+    stream >> value;
+    return stream.status() == QDataStream::Ok && stream.atEnd() ? value : QVariant();
+}
+
+QString columnText(sqlite3_stmt *statement, int column)
+{
+    return QString::fromUtf8(static_cast<const char *>(sqlite3_column_blob(statement, column)),
+                             sqlite3_column_bytes(statement, column));
+}
+
+// A statement that finalises itself.
+class Statement
+{
+public:
+    Statement(sqlite3 *db, const char *sql) { m_status = sqlite3_prepare_v2(db, sql, -1, &m_statement, nullptr); }
+    ~Statement() { sqlite3_finalize(m_statement); }
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
+
+    bool isValid() const { return m_status == SQLITE_OK; }
+    sqlite3_stmt *get() const { return m_statement; }
+    void bindText(int index, const QString &text)
+    {
+        const QByteArray utf8 = text.toUtf8();
+        sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+    }
+    void bindBlob(int index, const QByteArray &bytes)
+    {
+        sqlite3_bind_blob(m_statement, index, bytes.constData(), int(bytes.size()), SQLITE_TRANSIENT);
+    }
+    // Runs a statement that answers no rows, ready to be bound again.
+    bool run()
+    {
+        const int status = sqlite3_step(m_statement);
+        sqlite3_reset(m_statement);
+        return status == SQLITE_DONE;
+    }
+
+private:
+    sqlite3_stmt *m_statement = nullptr;
+    int m_status = SQLITE_ERROR;
+};
+} // namespace
+
+HalvaneStore::HalvaneStore(const QString &path)
+    : m_path(path)
+{
+}
+
+HalvaneStore::~HalvaneStore()
+{
+    close();
+}
+
+void HalvaneStore::close()
+{
+    // _v2: statements still in scope finish the closing when they are finalised.
+    sqlite3_close_v2(m_db);
+    m_db = nullptr;
+}
+
+QString HalvaneStore::lastError() const
+{
+    return m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("out of memory");
+}
+
+bool HalvaneStore::execute(const char *sql, QString *error)
+{
+    char *message = nullptr;
+    if (sqlite3_exec(m_db, sql, nullptr, nullptr, &message) == SQLITE_OK)
+        return true;
+    *error = QStringLiteral("%1: %2").arg(m_path, QString::fromUtf8(message ? message : "unknown error"));
+    sqlite3_free(message);
+    return false;
+}
+
+bool HalvaneStore::open(bool create, QString *error)
+{
+    if (m_db)
+        return true;
+    const QByteArray name = QFile::encodeName(m_path);
+    if (create) {
+        const QString folder = QFileInfo(m_path).absolutePath();
+        if (!QDir().mkpath(folder)) {
+            *error = QStringLiteral("cannot make the folder %1").arg(folder);
+            return false;
+        }
+        // Made here so that it is readable by the service's user only; SQLite gives its log the same mode.
+        const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        if (fd < 0) {
+            *error = QStringLiteral("cannot create %1: %2").arg(m_path, QString::fromLocal8Bit(strerror(errno)));
+            return false;
+        }
+        ::close(fd);
+    }
+    if (sqlite3_open_v2(name.constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+        *error = QStringLiteral("cannot open %1: %2").arg(m_path, lastError());
+        close();
+        return false;
+    }
+    sqlite3_extended_result_codes(m_db, 1);
+    // FULL: the log is synced at every commit, so that a committed change survives a power cut too.
+    if (!execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", error)) {
+        close();
+        return false;
+    }
+    return true;
+}
+
+HalvaneStore::Outcome HalvaneStore::load(QVariantMap *state, QString *error)
+{
+    if (!QFileInfo::exists(m_path))
+        return Outcome::Missing;
+    if (!open(false, error))
+        return Outcome::Unreadable;
+    auto failed = [&] {
+        *error = QStringLiteral("%1: %2").arg(m_path, lastError());
+        close();
+        return Outcome::Unreadable;
+    };
+    Statement header(m_db,
+                     "SELECT (SELECT user_version FROM pragma_user_version),"
+                     " (SELECT application_id FROM pragma_application_id),"
+                     " (SELECT count(*) FROM sqlite_schema)");
+    if (!header.isValid() || sqlite3_step(header.get()) != SQLITE_ROW)
+        return failed();
+    const int format = sqlite3_column_int(header.get(), 0);
+    const int application = sqlite3_column_int(header.get(), 1);
+    const int tables = sqlite3_column_int(header.get(), 2);
+    if (format == 0 && application == 0 && tables == 0)
+        return Outcome::Missing; // made, but its creation never committed
+    if (application != kApplicationID) {
+        *error = QStringLiteral("%1 is not a halvaned store").arg(m_path);
+        close();
+        return Outcome::Unreadable;
+    }
+    if (format > kFormat) {
+        *error = QStringLiteral("%1 was written by a newer halvaned (store format %2; this one reads up to %3)")
+                     .arg(m_path)
+                     .arg(format)
+                     .arg(kFormat);
+        close();
+        return Outcome::Newer;
+    }
+
+    bool enabled = true;
+    Statement settings(m_db, "SELECT value FROM settings WHERE key = 'enabled'");
+    if (!settings.isValid())
+        return failed();
+    if (int status = sqlite3_step(settings.get()); status == SQLITE_ROW)
+        enabled = decoded(settings.get(), 0).toBool();
+    else if (status != SQLITE_DONE)
+        return failed();
+
+    auto readRows = [&](const char *sql, auto add) {
+        Statement rows(m_db, sql);
+        if (!rows.isValid())
+            return false;
+        int status;
+        while ((status = sqlite3_step(rows.get())) == SQLITE_ROW) {
+            const QVariant value = decoded(rows.get(), 1);
+            if (value.typeId() != QMetaType::QVariantMap) {
+                *error = QStringLiteral("%1: the row of %2 cannot be read").arg(m_path, columnText(rows.get(), 0));
+                return false;
+            }
+            add(columnText(rows.get(), 0), value);
+        }
+        if (status != SQLITE_DONE)
+            *error = QStringLiteral("%1: %2").arg(m_path, lastError());
+        return status == SQLITE_DONE;
+    };
+    QVariantList events;
+    QVariantMap triggerStates;
+    const bool read = readRows("SELECT id, record FROM events ORDER BY position",
+                               [&](const QString &, const QVariant &event) {
+                                   events.append(event);
+                               })
+        && readRows("SELECT id, state FROM trigger_states", [&](const QString &id, const QVariant &triggerState) {
+                          triggerStates.insert(id, triggerState);
+                      });
+    if (!read) {
+        close();
+        return Outcome::Unreadable;
+    }
+    *state = { { QStringLiteral("Version"), qint64(1) },
+               { QStringLiteral("Enabled"), enabled },
+               { QStringLiteral("Events"), events },
+               { QStringLiteral("TriggerStates"), triggerStates } };
+    return Outcome::Loaded;
+}
+
+bool HalvaneStore::apply(const QList<HalvaneStateDelta> &deltas, QString *error)
+{
+    if (!open(true, error))
+        return false;
+    if (!execute("BEGIN IMMEDIATE", error))
+        return false;
+    bool applied = true;
+    {
+        Statement format(m_db, "SELECT user_version FROM pragma_user_version");
+        applied = format.isValid() && sqlite3_step(format.get()) == SQLITE_ROW;
+        // A store made but never committed gets its tables in the transaction of its first change.
+        if (applied && sqlite3_column_int(format.get(), 0) == 0) {
+            applied = execute(kSchema, error)
+                && execute(QStringLiteral("PRAGMA user_version=%1; PRAGMA application_id=%2;")
+                               .arg(kFormat)
+                               .arg(kApplicationID)
+                               .toUtf8()
+                               .constData(),
+                           error);
+        }
+    }
+    for (const HalvaneStateDelta &delta : deltas) {
+        if (!applied)
+            break;
+        applied = applyOne(delta, error);
+    }
+    if (applied && execute("COMMIT", error))
+        return true;
+    if (error->isEmpty())
+        *error = QStringLiteral("%1: %2").arg(m_path, lastError());
+    QString ignored;
+    execute("ROLLBACK", &ignored);
+    return false;
+}
+
+bool HalvaneStore::applyOne(const HalvaneStateDelta &delta, QString *error)
+{
+    auto failed = [&] {
+        *error = QStringLiteral("cannot write %1: %2").arg(m_path, lastError());
+        return false;
+    };
+    if (delta.whole && !execute("DELETE FROM events; DELETE FROM trigger_states;", error))
+        return false;
+    if (delta.enabled) {
+        Statement enabled(m_db, "INSERT OR REPLACE INTO settings(key, value) VALUES('enabled', ?1)");
+        enabled.bindBlob(1, encoded(*delta.enabled));
+        if (!enabled.isValid() || !enabled.run())
+            return failed();
+    }
+    auto writeRows
+        = [&](const QList<QPair<QString, std::optional<QVariantMap>>> &rows, const char *upsert, const char *remove) {
+              Statement write(m_db, upsert);
+              Statement erase(m_db, remove);
+              if (!write.isValid() || !erase.isValid())
+                  return false;
+              for (const auto &[id, value] : rows) {
+                  Statement &statement = value ? write : erase;
+                  statement.bindText(1, id);
+                  if (value)
+                      statement.bindBlob(2, encoded(*value));
+                  if (!statement.run())
+                      return false;
+              }
+              return true;
+          };
+    if (!writeRows(
+            delta.events,
+            "INSERT INTO events(id, record) VALUES(?1, ?2) ON CONFLICT(id) DO UPDATE SET record = excluded.record",
+            "DELETE FROM events WHERE id = ?1")
+        || !writeRows(delta.triggerStates, "INSERT OR REPLACE INTO trigger_states(id, state) VALUES(?1, ?2)",
+                      "DELETE FROM trigger_states WHERE id = ?1"))
+        return failed();
+    return true;
+}
+
+QString HalvaneStore::keepAside(const QString &why, QString *error)
+{
+    close();
+    const QString aside = HalvaneStateFile::keepAside(m_path, why, error);
+    if (aside.isEmpty())
+        return aside;
+    // The log and its index belong to the store: a new store must never find them beside it.
+    for (const QString &suffix : { QStringLiteral("-wal"), QStringLiteral("-shm") }) {
+        if (QFileInfo::exists(m_path + suffix) && !QFile::rename(m_path + suffix, aside + suffix)) {
+            *error = QStringLiteral("cannot move %1 aside to %2").arg(m_path + suffix, aside + suffix);
+            return QString();
+        }
+    }
+    return aside;
+}
