@@ -1,13 +1,19 @@
+#include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXDesktopStatusBar.h"
+#include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
 #include "TriskVXStatusBar.h"
+#include "TriskVXSoftwareUpdateController.h"
 #include "TriskVXStatusMenuController.h"
+#include "TriskVXUserNotificationCenter.h"
+#include "TriskVXUserNotificationController.h"
 #include "TriskVXWarningController.h"
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QNetworkAccessManager>
 
 int main(int argc, char *argv[])
 {
@@ -16,6 +22,18 @@ int main(int argc, char *argv[])
     TriskVXStatusMenuController::registerClass();
     TriskVXNotificationsController::registerClass(TriskVXClock::systemClock());
     TriskVXWarningController::registerClass();
+    // Desktop notifications go to the session's notification server, whenever one runs; the weekly
+    // update check posts through the same centre.
+    TriskVXUserNotificationCenter notifications(QDBusConnection::sessionBus());
+    if (TriskVXBundle *bundle = TriskVXBundle::mainBundle())
+        notifications.setApplicationName(bundle->infoDictionary().value(QStringLiteral("CFBundleName")).toString());
+    notifications.setApplicationIcon(QStringLiteral("appointment-soon"));
+    notifications.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
+    TriskVXUserNotificationController::registerClass(&notifications, TriskVXClock::systemClock());
+    QNetworkAccessManager network;
+    TriskVXSoftwareUpdateController updates(&notifications, &network, TriskVXClock::systemClock(),
+                                            TriskVXDistributedNotificationCenter::defaultCenter());
+    updates.init();
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
     return TriskVXNotifierApplication::run();
