@@ -113,7 +113,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
                               u"600"_s, u"--warning-lead"_s, u"120"_s }));
     QVERIFY(waitFor([&] { return !m_server->last(u"Night"_s).body.isEmpty(); }));
     const RecordingNotificationServer::Notification night = m_server->last(u"Night"_s);
-    QCOMPARE(night.body, u"At 08:05: Night\nAbout to happen. Click to change the time."_s);
+    QCOMPARE(night.body, u"At 08:05:00: Night\nAbout to happen. Click to change the time."_s);
     QCOMPARE(night.actions, (QStringList { u"default"_s, u"Night"_s, u"action-button"_s, u"Adjust…"_s }));
 
     // The warning lead is reached: a second notification, the trigger's stays as it is.
