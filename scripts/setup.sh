@@ -11,6 +11,9 @@ packages=(
     g++ make cmake pkg-config
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev
     libqt6opengl6-dev libplist-dev libxcb1-dev dbus-daemon dbus-bin libglib2.0-bin
+    # Desktop notifications and the update feed: a real notification server for the tests (on Xvfb),
+    # and appstreamcli to validate the metainfo file.
+    dunst xvfb appstream
 )
 
 missing=()
