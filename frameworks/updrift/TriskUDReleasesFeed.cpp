@@ -15,11 +15,12 @@ QDateTime releaseDate(const QXmlStreamAttributes &attributes)
     const qint64 timestamp = attributes.value(QLatin1String("timestamp")).toLongLong(&ok);
     if (ok)
         return QDateTime::fromSecsSinceEpoch(timestamp, QTimeZone::utc());
+    // Most feeds give a day alone; read as local time it would cost a zone look-up per release.
     const QString date = attributes.value(QLatin1String("date")).toString();
-    QDateTime parsed = QDateTime::fromString(date, Qt::ISODate);
-    if (!parsed.isValid())
-        parsed = QDateTime(QDate::fromString(date, Qt::ISODate), QTime(0, 0), QTimeZone::utc());
-    return parsed;
+    const QDate day = QDate::fromString(date, Qt::ISODate);
+    if (day.isValid())
+        return QDateTime(day, QTime(0, 0), QTimeZone::utc());
+    return QDateTime::fromString(date, Qt::ISODate);
 }
 
 // The <url> inside a <release>: the first one, preferring the type "details".

@@ -73,6 +73,8 @@ uint RecordingNotificationServer::Notify(const QString &app_name, uint replaces_
     if (!m_open.contains(id))
         m_open.append(id);
     m_received.append({ id, replaces_id, app_name, app_icon, summary, body, actions, hints, expire_timeout });
+    if (m_onNotify)
+        m_onNotify(m_received.constLast());
     return id;
 }
 

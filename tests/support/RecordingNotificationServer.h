@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <functional>
+
 // A desktop notification server on a connection of its own that records every call, answers with the
 // capabilities it is given, and can click, close, leave the bus and come back (a new process each time,
 // as a restarted server is).
@@ -49,6 +51,8 @@ public:
     // As the person would: a click on the body ("default") or on an action, or closing it.
     void invokeAction(uint id, const QString &actionKey);
     void closeByPerson(uint id);
+    // Called at each Notify as it arrives (benchmarks time it).
+    void setOnNotify(const std::function<void(const Notification &)> &onNotify) { m_onNotify = onNotify; }
 
 public Q_SLOTS:
     QStringList GetCapabilities();
@@ -68,4 +72,5 @@ private:
     QList<uint> m_open;
     QList<uint> m_closedByClient;
     uint m_nextId = 0;
+    std::function<void(const Notification &)> m_onNotify;
 };
