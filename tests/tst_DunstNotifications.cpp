@@ -83,8 +83,8 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
 
     TriskVXUserNotification trigger;
     trigger.setTitle(u"Back up <photos> & more"_s);
-    trigger.setSubtitle(u"At 22:15: Back up <photos> & more"_s);
-    trigger.setInformativeText(u"About to happen. Click to change the time."_s);
+    trigger.setSubtitle(u"“Back up <photos> & more” will be performed at 22:15."_s);
+    trigger.setInformativeText(u"Click to change the time."_s);
     trigger.setHasActionButton(true);
     trigger.setActionButtonTitle(u"Adjust…"_s);
     trigger.setSoundName(TriskVXUserNotification::defaultSoundName());

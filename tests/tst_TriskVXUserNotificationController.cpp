@@ -113,7 +113,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
                               u"600"_s, u"--warning-lead"_s, u"120"_s }));
     QVERIFY(waitFor([&] { return !m_server->last(u"Night"_s).body.isEmpty(); }));
     const RecordingNotificationServer::Notification night = m_server->last(u"Night"_s);
-    QCOMPARE(night.body, u"At 08:05:00: Night\nAbout to happen. Click to change the time."_s);
+    QCOMPARE(night.body, u"“Night” will be performed at 08:05:00.\nClick to change the time."_s);
     QCOMPARE(night.actions, (QStringList { u"default"_s, u"Night"_s, u"action-button"_s, u"Adjust…"_s }));
 
     // The warning lead is reached: a second notification, the trigger's stays as it is.
@@ -157,7 +157,7 @@ void tst_TriskVXUserNotificationController::reconcilesWhatIsOnScreen()
     m_controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, current);
     QCOMPARE(titles(*m_center), (QStringList { u"Earlier"_s, u"Nap"_s, u"Update"_s }));
     QVERIFY(waitFor([&] { return !m_server->last(u"Nap"_s).summary.isEmpty(); }));
-    QCOMPARE(m_server->last(u"Nap"_s).body, u"About to happen. Click to change the time."_s);
+    QCOMPARE(m_server->last(u"Nap"_s).body, u"Click to change the time."_s);
 
     // Unpublished changes nothing; an unchanged list posts nothing again.
     m_controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, QVariant());

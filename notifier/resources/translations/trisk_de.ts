@@ -198,11 +198,11 @@ Noch %3</translation>
     <name>Localizable</name>
     <message>
         <source>NOTIFICATION_CENTER_WHEN_FORMAT</source>
-        <translation>Um %1: %2</translation>
+        <translation>„%2“ wird um %1 ausgeführt.</translation>
     </message>
     <message>
         <source>NOTIFICATION_CENTER_WHAT_PENDING</source>
-        <translation>Steht bevor. Klicken, um die Zeit zu ändern.</translation>
+        <translation>Klicken, um die Zeit zu ändern.</translation>
     </message>
     <message>
         <source>NOTIFICATION_CENTER_WHAT_WARNING</source>

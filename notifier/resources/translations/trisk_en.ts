@@ -198,11 +198,11 @@
     <name>Localizable</name>
     <message>
         <source>NOTIFICATION_CENTER_WHEN_FORMAT</source>
-        <translation>At %1: %2</translation>
+        <translation>“%2” will be performed at %1.</translation>
     </message>
     <message>
         <source>NOTIFICATION_CENTER_WHAT_PENDING</source>
-        <translation>About to happen. Click to change the time.</translation>
+        <translation>Click to change the time.</translation>
     </message>
     <message>
         <source>NOTIFICATION_CENTER_WHAT_WARNING</source>
