@@ -155,8 +155,11 @@ void TriskVXUserNotificationController::postTriggerNotification(const QVariant &
     notification.setTitle(name);
     notification.setInformativeText(localized(QStringLiteral("NOTIFICATION_CENTER_WHAT_PENDING")));
     if (date.isValid()) {
-        const QString format = localized(QStringLiteral("NOTIFICATION_CENTER_WHEN_FORMAT"));
-        TRISK_ASSERT(!format.isEmpty(), QStringLiteral("Localization.strings missing NOTIFICATION_CENTER_WHEN_FORMAT"));
+        const QString key = QStringLiteral("NOTIFICATION_CENTER_WHEN_FORMAT");
+        const QString format = localized(key);
+        // A lookup without text gives the key back.
+        TRISK_ASSERT(!format.isEmpty() && format != key,
+                     QStringLiteral("Localization.strings missing NOTIFICATION_CENTER_WHEN_FORMAT"));
         const QString time = QLocale().toString(date.toTimeZone(m_clock->timeZone()).time(), QLocale::ShortFormat);
         notification.setSubtitle(format.arg(time, name));
         notification.setDeliveryDate(date);
