@@ -72,7 +72,9 @@ bool measureLatency(int runs)
     TriskVXClock clock;
     clock.setNow(kStart);
     TriskVXUserNotificationCenter center(QDBusConnection::sessionBus());
-    waitFor([&] { return center.isServerAvailable(); });
+    waitFor([&] {
+        return center.isServerAvailable();
+    });
     TriskVXUserNotificationController controller(&center, &clock);
     controller.initWithObserverRequests(client.observer(), requests.get());
     controller.refresh();
@@ -90,7 +92,9 @@ bool measureLatency(int runs)
         const QString name = QStringLiteral("Event %1").arg(i);
         const qint64 sent = elapsed.nsecsElapsed();
         service.setTestNow(now);
-        if (!waitFor([&] { return arrived.contains(name); })) {
+        if (!waitFor([&] {
+                return arrived.contains(name);
+            })) {
             std::fprintf(stderr, "no notification for %s\n", qPrintable(name));
             return false;
         }
@@ -129,9 +133,10 @@ void measureFeed(int runs)
 {
     QByteArray feed = "<?xml version=\"1.0\"?>\n<component><id>org.halvane.TriskNotifier</id><releases>\n";
     for (int i = 1000; i > 0; --i)
-        feed += "<release version=\"1." + QByteArray::number(i / 100) + "." + QByteArray::number(i % 100) + "\" date=\"2030-01-01\">"
-            "<description><p>Fixes and improvements.</p></description><url>https://halvane.org/r/" + QByteArray::number(i)
-            + "</url></release>\n";
+        feed += "<release version=\"1." + QByteArray::number(i / 100) + "." + QByteArray::number(i % 100)
+            + "\" date=\"2030-01-01\">"
+              "<description><p>Fixes and improvements.</p></description><url>https://halvane.org/r/"
+            + QByteArray::number(i) + "</url></release>\n";
     feed += "</releases></component>\n";
     std::vector<double> times;
     QElapsedTimer elapsed;
@@ -139,7 +144,8 @@ void measureFeed(int runs)
     for (int run = 0; run < runs; ++run) {
         elapsed.start();
         QString error;
-        updates = TriskUDUpdrift::updatesNewerThan(TriskUDReleasesFeed::parse(feed, &error), QStringLiteral("1.5.0")).size();
+        updates = TriskUDUpdrift::updatesNewerThan(TriskUDReleasesFeed::parse(feed, &error), QStringLiteral("1.5.0"))
+                      .size();
         times.push_back(double(elapsed.nsecsElapsed()) / 1e6);
     }
     std::printf("feed of 1,000 releases (%lld bytes), %lld newer\n", qint64(feed.size()), qint64(updates));

@@ -42,7 +42,9 @@ void tst_DunstNotifications::initTestCase()
         QSKIP("needs Xvfb and dunst (scripts/setup.sh installs them)");
     // Xvfb picks a free display and writes its number to the descriptor given.
     m_display.start(xvfb, { u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s, u"800x600x24"_s });
-    QVERIFY(waitFor([&] { return m_display.canReadLine() || m_display.state() == QProcess::NotRunning; }));
+    QVERIFY(waitFor([&] {
+        return m_display.canReadLine() || m_display.state() == QProcess::NotRunning;
+    }));
     const QByteArray number = m_display.readLine().trimmed();
     QVERIFY2(!number.isEmpty(), "Xvfb did not start");
 
@@ -53,10 +55,9 @@ void tst_DunstNotifications::initTestCase()
     m_server.setProcessEnvironment(environment);
     m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_server.start(dunst, { u"-config"_s, u"/dev/null"_s });
-    QVERIFY(QDBusConnection::sessionBus().connect(u"org.freedesktop.Notifications"_s,
-                                                   u"/org/freedesktop/Notifications"_s,
-                                                   u"org.freedesktop.Notifications"_s, u"NotificationClosed"_s, this,
-                                                   SLOT(closed(uint, uint))));
+    QVERIFY(QDBusConnection::sessionBus().connect(
+        u"org.freedesktop.Notifications"_s, u"/org/freedesktop/Notifications"_s, u"org.freedesktop.Notifications"_s,
+        u"NotificationClosed"_s, this, SLOT(closed(uint, uint))));
 }
 
 void tst_DunstNotifications::cleanupTestCase()
@@ -75,7 +76,9 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     center.setDesktopEntry(u"org.halvane.TriskNotifier"_s);
     QSignalSpy shown(&center, &TriskVXUserNotificationCenter::notificationShown);
     QSignalSpy failed(&center, &TriskVXUserNotificationCenter::notificationFailed);
-    QVERIFY(waitFor([&] { return center.isServerAvailable(); }));
+    QVERIFY(waitFor([&] {
+        return center.isServerAvailable();
+    }));
     QDBusInterface server(u"org.freedesktop.Notifications"_s, u"/org/freedesktop/Notifications"_s,
                           u"org.freedesktop.Notifications"_s);
     QCOMPARE(QDBusReply<QString>(server.call(u"GetServerInformation"_s)).value(), u"dunst"_s);
@@ -97,7 +100,9 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     update.setHasActionButton(true);
     update.setActionButtonTitle(u"Update"_s);
     center.deliverNotification(update);
-    QVERIFY(waitFor([&] { return shown.size() == 2; }));
+    QVERIFY(waitFor([&] {
+        return shown.size() == 2;
+    }));
     QVERIFY(failed.isEmpty());
 
     // Shown again under the same id, then withdrawn: the server reports it closed by the call.
@@ -105,10 +110,14 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     QVERIFY(updateId != 0);
     update.setSubtitle(u"Version 9.0"_s);
     center.deliverNotification(update);
-    QVERIFY(waitFor([&] { return shown.size() == 3; }));
+    QVERIFY(waitFor([&] {
+        return shown.size() == 3;
+    }));
     QCOMPARE(shown.at(2).at(1).toUInt(), updateId);
     center.removeDeliveredNotification(update);
-    QVERIFY(waitFor([&] { return !m_closed.isEmpty(); }));
+    QVERIFY(waitFor([&] {
+        return !m_closed.isEmpty();
+    }));
     QCOMPARE(m_closed.constFirst(), qMakePair(updateId, 3u));
     QCOMPARE(center.deliveredNotifications().size(), 1);
 }

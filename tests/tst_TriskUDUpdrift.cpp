@@ -62,19 +62,20 @@ Answer tst_TriskUDUpdrift::check(TriskUDUpdrift &updrift, const QUrl &url, const
 {
     Answer answer;
     int calls = 0;
-    updrift.checkForUpdatesWithURLVersionSystemVersionReply(url, version, QString(),
-                                                            [&](const QVariantList &updates, const QString &error) {
-                                                                ++calls;
-                                                                answer.done = true;
-                                                                for (const QVariant &update : updates)
-                                                                    answer.versions.append(
-                                                                        update.toMap().value(u"version"_s).toString());
-                                                                answer.error = error;
-                                                            });
+    updrift.checkForUpdatesWithURLVersionSystemVersionReply(
+        url, version, QString(), [&](const QVariantList &updates, const QString &error) {
+            ++calls;
+            answer.done = true;
+            for (const QVariant &update : updates)
+                answer.versions.append(update.toMap().value(u"version"_s).toString());
+            answer.error = error;
+        });
     // The reply never comes before the call returns.
     if (answer.done)
         answer.error = u"answered synchronously"_s;
-    waitFor([&] { return answer.done; });
+    waitFor([&] {
+        return answer.done;
+    });
     if (calls != 1)
         answer.error = u"answered %1 times"_s.arg(calls);
     return answer;
@@ -121,8 +122,8 @@ void tst_TriskUDUpdrift::answersEachCheck_data()
         << 200 << releases << true << QString() << QStringList { u"1.10.0"_s, u"1.2.1"_s } << QString();
     QTest::newRow("nothing newer") << 200 << feed("<release version=\"1.2\"/>") << true << QString() << QStringList()
                                    << QString();
-    QTest::newRow("bare releases file") << 200 << QByteArray("<releases><release version=\"1.3\"/></releases>")
-                                        << false << QString() << QStringList { u"1.3"_s } << QString();
+    QTest::newRow("bare releases file") << 200 << QByteArray("<releases><release version=\"1.3\"/></releases>") << false
+                                        << QString() << QStringList { u"1.3"_s } << QString();
     QTest::newRow("HTTP error") << 404 << QByteArray("gone") << true << QString() << QStringList()
                                 << u"answered HTTP 404 Not Found"_s;
     QTest::newRow("not XML") << 200 << QByteArray("<html><body>") << true << QString() << QStringList()
@@ -131,10 +132,10 @@ void tst_TriskUDUpdrift::answersEachCheck_data()
                                  << u"no <releases> element"_s;
     QTest::newRow("release without version") << 200 << feed("<release date=\"2030-01-01\"/>") << true << QString()
                                              << QStringList() << u"a release without a version"_s;
-    QTest::newRow("oversized, announced") << 200 << QByteArray(5000, ' ') << true << QString() << QStringList()
-                                          << u"larger than 1000 bytes"_s;
-    QTest::newRow("oversized, unannounced") << 200 << QByteArray(5000, ' ') << false << QString() << QStringList()
-                                            << u"larger than 1000 bytes"_s;
+    QTest::newRow("oversized, announced")
+        << 200 << QByteArray(5000, ' ') << true << QString() << QStringList() << u"larger than 1000 bytes"_s;
+    QTest::newRow("oversized, unannounced")
+        << 200 << QByteArray(5000, ' ') << false << QString() << QStringList() << u"larger than 1000 bytes"_s;
     QTest::newRow("silent server") << -1 << QByteArray() << true << QString() << QStringList()
                                    << u"did not answer within 300 ms"_s;
     QTest::newRow("plain http elsewhere") << 200 << releases << true << u"http://example.org/releases.xml"_s
@@ -183,7 +184,7 @@ void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
         QVERIFY(!first.lastCheck().isValid());
         QVERIFY(check(first, server.url()).error.isEmpty());
         // A second check while one runs is refused, the running one is not disturbed.
-        first.checkForUpdatesWithURLVersionSystemVersionReply(server.url(), u"1.0"_s, {}, [](auto, auto) { });
+        first.checkForUpdatesWithURLVersionSystemVersionReply(server.url(), u"1.0"_s, {}, [](auto, auto) {});
         QVERIFY(check(first, server.url()).error.contains(u"running already"_s));
     }
     m_clock.setNow(kNow.addDays(3));

@@ -92,7 +92,9 @@ void tst_TriskVXSoftwareUpdateController::onlyAdministratorsCheck()
     clock.setNow(kNow);
     QNetworkAccessManager network;
     TriskVXSoftwareUpdateController controller(nullptr, &network, &clock, nullptr);
-    controller.setGroupNames([groups] { return groups; });
+    controller.setGroupNames([groups] {
+        return groups;
+    });
     QCOMPARE(controller.init(), right);
     // Without the right nothing is made: no checker, no timer.
     QCOMPARE(controller.updrift() != nullptr, right);
@@ -119,7 +121,9 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
     clock.setNow(kNow);
     QNetworkAccessManager network;
     TriskVXSoftwareUpdateController controller(&center, &network, &clock, nullptr);
-    controller.setGroupNames([] { return QStringList { u"sudo"_s }; });
+    controller.setGroupNames([] {
+        return QStringList { u"sudo"_s };
+    });
     QSignalSpy checked(&controller, &TriskVXSoftwareUpdateController::checked);
     QVERIFY(controller.init());
 
@@ -132,8 +136,12 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
 
     // The day passes: one check, two updates, one notification.
     clock.setNow(kNow.addSecs(kDay));
-    QVERIFY(waitFor([&] { return checked.size() == 1; }));
-    QVERIFY(waitFor([&] { return server.received().size() == 1; }));
+    QVERIFY(waitFor([&] {
+        return checked.size() == 1;
+    }));
+    QVERIFY(waitFor([&] {
+        return server.received().size() == 1;
+    }));
     QCOMPARE(server.received().constFirst().summary, u"Trisk Notifier update available"_s);
     QCOMPARE(server.received().constFirst().actions.value(3), u"Update"_s);
     QCOMPARE(center.deliveredNotifications().constFirst().userInfo(), (QVariantMap { { u"url"_s, u"update"_s } }));
@@ -151,7 +159,9 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
     // The person asks (menu or notification): a check now, whose failure posts nothing.
     m_feed.reply(404, "gone");
     TriskVXWorkspace::workspace()->checkForSoftwareUpdates();
-    QVERIFY(waitFor([&] { return checked.size() == 2; }));
+    QVERIFY(waitFor([&] {
+        return checked.size() == 2;
+    }));
     QVERIFY(checked.at(1).at(1).toString().contains(u"HTTP 404"_s));
     QCoreApplication::processEvents();
     QCOMPARE(server.received().size(), 1);

@@ -82,7 +82,9 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
     center.setApplicationName(QStringLiteral("Trisk Notifier"));
     center.setApplicationIcon(QStringLiteral("appointment-soon"));
     center.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
-    QVERIFY(waitFor([&] { return center.isServerAvailable(); }));
+    QVERIFY(waitFor([&] {
+        return center.isServerAvailable();
+    }));
 
     TriskVXUserNotification trigger = notification(QString(), QStringLiteral("Back up <photos> & more"));
     trigger.setSubtitle(QStringLiteral("At 10:00 <soon>"));
@@ -92,7 +94,9 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
     trigger.setSoundName(TriskVXUserNotification::defaultSoundName());
     trigger.setUrgency(TriskVXUserNotification::Critical);
     center.deliverNotification(trigger);
-    QVERIFY(waitFor([&] { return server.received().size() == 1; }));
+    QVERIFY(waitFor([&] {
+        return server.received().size() == 1;
+    }));
 
     const RecordingNotificationServer::Notification sent = server.received().constFirst();
     QCOMPARE(sent.appName, QStringLiteral("Trisk Notifier"));
@@ -121,19 +125,25 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
 
     center.deliverNotification(notification(QStringLiteral("a"), QStringLiteral("First")));
     center.deliverNotification(notification(QStringLiteral("b"), QStringLiteral("Second")));
-    QVERIFY(waitFor([&] { return shown.size() == 2; }));
+    QVERIFY(waitFor([&] {
+        return shown.size() == 2;
+    }));
     const uint a = server.last(QStringLiteral("First")).id;
     const uint b = server.last(QStringLiteral("Second")).id;
 
     // The same identifier replaces the notification on screen instead of adding one.
     center.deliverNotification(notification(QStringLiteral("a"), QStringLiteral("First, later")));
-    QVERIFY(waitFor([&] { return shown.size() == 3; }));
+    QVERIFY(waitFor([&] {
+        return shown.size() == 3;
+    }));
     QCOMPARE(server.last(QStringLiteral("First, later")).replacesId, a);
     QCOMPARE(identifiers(center), QStringList({ QStringLiteral("a"), QStringLiteral("b") }));
 
     server.invokeAction(a, QStringLiteral("action-button"));
     server.invokeAction(b, QStringLiteral("default"));
-    QVERIFY(waitFor([&] { return delegate.activated.size() == 2; }));
+    QVERIFY(waitFor([&] {
+        return delegate.activated.size() == 2;
+    }));
     QCOMPARE(delegate.activated.at(0).title(), QStringLiteral("First, later"));
     QCOMPARE(delegate.activated.at(0).activationType(), TriskVXUserNotification::ActionButtonClicked);
     QCOMPARE(delegate.activated.at(1).userInfo().value(QStringLiteral("key")).toString(), QStringLiteral("b"));
@@ -141,15 +151,21 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
 
     // The person closes one; the program withdraws the other.
     server.closeByPerson(b);
-    QVERIFY(waitFor([&] { return identifiers(center) == QStringList { QStringLiteral("a") }; }));
+    QVERIFY(waitFor([&] {
+        return identifiers(center) == QStringList { QStringLiteral("a") };
+    }));
     center.removeDeliveredNotification(notification(QStringLiteral("a"), QString()));
     QVERIFY(center.deliveredNotifications().isEmpty());
-    QVERIFY(waitFor([&] { return server.closedByClient() == QList<uint> { a }; }));
+    QVERIFY(waitFor([&] {
+        return server.closedByClient() == QList<uint> { a };
+    }));
 
     // Withdrawn before the server answered: closed as soon as its id is known.
     center.deliverNotification(notification(QStringLiteral("c"), QStringLiteral("Brief")));
     center.removeDeliveredNotification(notification(QStringLiteral("c"), QString()));
-    QVERIFY(waitFor([&] { return server.open().isEmpty() && server.closedByClient().size() == 2; }));
+    QVERIFY(waitFor([&] {
+        return server.open().isEmpty() && server.closedByClient().size() == 2;
+    }));
 }
 
 void tst_TriskVXUserNotificationCenter::waitsForAServerAndShowsAgainAfterARestart()
@@ -163,15 +179,21 @@ void tst_TriskVXUserNotificationCenter::waitsForAServerAndShowsAgainAfterARestar
 
     RecordingNotificationServer server;
     QVERIFY(server.start());
-    QVERIFY(waitFor([&] { return server.received().size() == 1; }));
+    QVERIFY(waitFor([&] {
+        return server.received().size() == 1;
+    }));
     QCOMPARE(server.received().constFirst().summary, QStringLiteral("Kept"));
 
     // A restart loses what the old server showed: the centre shows it again, as new.
     server.stop();
-    QVERIFY(waitFor([&] { return !center.isServerAvailable(); }));
+    QVERIFY(waitFor([&] {
+        return !center.isServerAvailable();
+    }));
     QCOMPARE(identifiers(center), QStringList { QStringLiteral("kept") });
     QVERIFY(server.start());
-    QVERIFY(waitFor([&] { return server.received().size() == 2; }));
+    QVERIFY(waitFor([&] {
+        return server.received().size() == 2;
+    }));
     QCOMPARE(server.received().at(1).summary, QStringLiteral("Kept"));
     QCOMPARE(server.received().at(1).replacesId, 0u);
     QCOMPARE(server.open(), QList<uint> { server.received().at(1).id });

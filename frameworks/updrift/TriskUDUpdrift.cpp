@@ -88,19 +88,22 @@ QString TriskUDUpdrift::runningVersion()
 }
 
 void TriskUDUpdrift::checkForUpdatesWithURLVersionSystemVersionReply(const QUrl &url, const QString &version,
-                                                                       const QString &systemVersion,
-                                                                       const Reply &reply)
+                                                                     const QString &systemVersion, const Reply &reply)
 {
     Q_UNUSED(systemVersion)
     auto refuse = [this, reply](const QString &error) {
         QMetaObject::invokeMethod(
-            this, [reply, error] { reply({}, error); }, Qt::QueuedConnection);
+            this,
+            [reply, error] {
+                reply({}, error);
+            },
+            Qt::QueuedConnection);
     };
     if (isChecking())
         return refuse(QStringLiteral("an update check is running already"));
     if (!isAcceptedAddress(url))
-        return refuse(QStringLiteral("the update feed address \"%1\" is not an https address")
-                          .arg(url.toDisplayString()));
+        return refuse(
+            QStringLiteral("the update feed address \"%1\" is not an https address").arg(url.toDisplayString()));
     const QString running = version.isEmpty() ? runningVersion() : version;
     QNetworkRequest request(url);
     request.setTransferTimeout(m_timeoutMSecs);
@@ -131,12 +134,14 @@ void TriskUDUpdrift::finished(const QUrl &url, const QString &version)
     if (m_oversized)
         return complete({}, QStringLiteral("the update feed %1 is larger than %2 bytes").arg(feed).arg(m_maximumBytes));
     if (status >= 300)
-        return complete({}, QStringLiteral("the update feed %1 answered HTTP %2 %3")
-                                .arg(feed)
-                                .arg(status)
-                                .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString()));
+        return complete({},
+                        QStringLiteral("the update feed %1 answered HTTP %2 %3")
+                            .arg(feed)
+                            .arg(status)
+                            .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString()));
     if (reply->error() == QNetworkReply::OperationCanceledError)
-        return complete({}, QStringLiteral("the update feed %1 did not answer within %2 ms").arg(feed).arg(m_timeoutMSecs));
+        return complete({},
+                        QStringLiteral("the update feed %1 did not answer within %2 ms").arg(feed).arg(m_timeoutMSecs));
     if (reply->error() != QNetworkReply::NoError)
         return complete({}, QStringLiteral("cannot read the update feed %1: %2").arg(feed, reply->errorString()));
     const QByteArray document = reply->readAll();
@@ -150,10 +155,9 @@ void TriskUDUpdrift::finished(const QUrl &url, const QString &version)
     m_lastCheck = m_clock->now();
     QDir().mkpath(QFileInfo(m_stateFile).absolutePath());
     QString writeError;
-    if (!TriskVXPropertyListSerialization::writePropertyListToFile(QVariantMap { { kLastCheck, m_lastCheck } },
-                                                                   m_stateFile,
-                                                                   TriskVXPropertyListSerialization::Format::Xml,
-                                                                   &writeError))
+    if (!TriskVXPropertyListSerialization::writePropertyListToFile(
+            QVariantMap { { kLastCheck, m_lastCheck } }, m_stateFile, TriskVXPropertyListSerialization::Format::Xml,
+            &writeError))
         qCWarning(lcTriskUpdrift).noquote()
             << QStringLiteral("cannot keep the time of the update check in %1: %2").arg(m_stateFile, writeError);
     complete(updatesNewerThan(releases, version), QString());
@@ -172,7 +176,8 @@ QVariantList TriskUDUpdrift::updatesNewerThan(const QList<TriskUDReleasesFeed::R
 {
     QList<TriskUDReleasesFeed::Release> newer;
     for (const TriskUDReleasesFeed::Release &release : releases) {
-        if (release.type == QLatin1String("stable") && TriskUDReleasesFeed::compareVersions(release.version, version) > 0)
+        if (release.type == QLatin1String("stable")
+            && TriskUDReleasesFeed::compareVersions(release.version, version) > 0)
             newer.append(release);
     }
     std::stable_sort(newer.begin(), newer.end(), [](const auto &a, const auto &b) {

@@ -190,7 +190,8 @@ void TriskVXSoftwareUpdateController::checkAutomaticallyNow(QObject *sender)
     if (!m_updrift)
         return;
     TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    const QString feed = bundle ? bundle->infoDictionary().value(QStringLiteral("WendUpdateFeed")).toString() : QString();
+    const QString feed
+        = bundle ? bundle->infoDictionary().value(QStringLiteral("WendUpdateFeed")).toString() : QString();
     qCInfo(lcTriskSoftwareUpdate).noquote() << QStringLiteral("Checking for software update: %1").arg(feed);
     QPointer<TriskVXSoftwareUpdateController> self(this);
     m_updrift->checkForUpdatesWithURLVersionSystemVersionReply(

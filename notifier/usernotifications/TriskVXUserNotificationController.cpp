@@ -57,8 +57,7 @@ TriskVXUserNotificationController::~TriskVXUserNotificationController()
         m_center->setDelegate(nullptr);
 }
 
-void TriskVXUserNotificationController::registerClass(TriskVXUserNotificationCenter *center,
-                                                      const TriskVXClock *clock)
+void TriskVXUserNotificationController::registerClass(TriskVXUserNotificationCenter *center, const TriskVXClock *clock)
 {
     TriskVXClassRegistry::registerClass(QStringLiteral("TriskVXUserNotificationController"), [center, clock] {
         return new TriskVXUserNotificationController(center, clock);

@@ -265,9 +265,9 @@ void TriskVXUserNotificationCenter::notificationClosed(uint serverId, uint reaso
 {
     for (qsizetype i = 0; i < m_entries.size(); ++i) {
         if (m_entries.at(i).serverId == serverId && serverId != 0) {
-            qCDebug(lcTriskUserNotifications).noquote()
-                << QStringLiteral("notification %1 closed (reason %2)").arg(m_entries.at(i).notification.identifier())
-                       .arg(reason);
+            qCDebug(lcTriskUserNotifications).noquote() << QStringLiteral("notification %1 closed (reason %2)")
+                                                               .arg(m_entries.at(i).notification.identifier())
+                                                               .arg(reason);
             m_entries.removeAt(i);
             return;
         }
