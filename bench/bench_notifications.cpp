@@ -71,7 +71,7 @@ bool measureLatency(int runs)
         TriskVXRequestsController::requestsControllerWithConnection(client.connection()));
     TriskVXClock clock;
     clock.setNow(kStart);
-    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus());
+    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     waitFor([&] {
         return center.isServerAvailable();
     });

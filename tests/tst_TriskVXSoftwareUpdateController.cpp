@@ -116,7 +116,7 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
 
     RecordingNotificationServer server;
     QVERIFY(server.start());
-    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus());
+    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     TriskVXClock clock;
     clock.setNow(kNow);
     QNetworkAccessManager network;

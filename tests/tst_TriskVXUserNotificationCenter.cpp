@@ -78,7 +78,7 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
 
     RecordingNotificationServer server(capabilities);
     QVERIFY(server.start());
-    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus());
+    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     center.setApplicationName(QStringLiteral("Trisk Notifier"));
     center.setApplicationIcon(QStringLiteral("appointment-soon"));
     center.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
@@ -118,7 +118,7 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
 {
     RecordingNotificationServer server;
     QVERIFY(server.start());
-    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus());
+    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     RecordingDelegate delegate;
     center.setDelegate(&delegate);
     QSignalSpy shown(&center, &TriskVXUserNotificationCenter::notificationShown);
@@ -170,7 +170,7 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
 
 void tst_TriskVXUserNotificationCenter::waitsForAServerAndShowsAgainAfterARestart()
 {
-    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus());
+    TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     QSignalSpy available(&center, &TriskVXUserNotificationCenter::serverAvailableChanged);
     center.deliverNotification(notification(QStringLiteral("kept"), QStringLiteral("Kept")));
     center.deliverNotification(notification(QStringLiteral("gone"), QStringLiteral("Gone")));

@@ -81,7 +81,8 @@ void tst_TriskVXUserNotificationController::init()
     m_clock.setNow(kNow);
     m_server = std::make_unique<RecordingNotificationServer>();
     QVERIFY(m_server->start());
-    m_center = std::make_unique<TriskVXUserNotificationCenter>(QDBusConnection::sessionBus());
+    m_center = std::make_unique<TriskVXUserNotificationCenter>(QDBusConnection::sessionBus(),
+                                                               RecordingNotificationServer::testService());
     m_controller = std::make_unique<TriskVXUserNotificationController>(m_center.get(), &m_clock);
     QVERIFY(m_controller->init());
     m_controller->setVisible(true);

@@ -44,17 +44,20 @@ TriskVXUserNotificationCenter::~TriskVXUserNotificationCenter() = default;
 
 void TriskVXUserNotificationCenter::askCapabilities()
 {
-    // Asking also starts a server that the bus can activate.
-    if (m_asking)
+    // Asking also starts a server that the bus can activate. A server that came or went while a question
+    // was out is asked again once it is answered.
+    if (m_asking) {
+        m_askAgain = true;
         return;
+    }
     m_asking = true;
-    const quint64 generation = m_serverGeneration;
+    m_askAgain = false;
     auto *watcher = new QDBusPendingCallWatcher(m_server->GetCapabilities(), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, generation] {
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
         watcher->deleteLater();
         m_asking = false;
         const QDBusPendingReply<QStringList> reply = *watcher;
-        if (generation != m_serverGeneration) {
+        if (m_askAgain) {
             askCapabilities();
             return;
         }
@@ -80,6 +83,7 @@ void TriskVXUserNotificationCenter::ownerChanged(const QString &service, const Q
     if (!oldOwner.isEmpty()) {
         // What the old server showed went with it; its ids mean nothing to the next one.
         ++m_serverGeneration;
+        m_askAgain = m_asking;
         for (Entry &entry : m_entries) {
             entry.serverId = 0;
             entry.sending = 0;

@@ -92,6 +92,7 @@ private:
     QStringList m_capabilities;
     bool m_available = false;
     bool m_asking = false;
+    bool m_askAgain = false;
     // Bumped when the server goes: answers of the old server are not applied.
     quint64 m_serverGeneration = 0;
     quint64 m_nextCall = 0;

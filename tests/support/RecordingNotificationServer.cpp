@@ -1,7 +1,6 @@
 #include "RecordingNotificationServer.h"
 
 namespace {
-const QString kService = QStringLiteral("org.freedesktop.Notifications");
 const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
 // NotificationClosed reasons.
 const uint kDismissed = 2;
@@ -28,7 +27,7 @@ bool RecordingNotificationServer::start()
     m_connectionName = QStringLiteral("recording-notification-server-%1").arg(++gConnections);
     QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
     return bus.registerObject(kPath, this, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)
-        && bus.registerService(kService);
+        && bus.registerService(testService());
 }
 
 void RecordingNotificationServer::stop()

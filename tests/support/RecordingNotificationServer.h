@@ -30,6 +30,10 @@ public:
         int expireTimeout = 0;
     };
 
+    // Tests use a name of their own, so that a server the bus could activate under the well-known name
+    // never answers in its place.
+    static QString testService() { return QStringLiteral("org.halvane.Test.Notifications"); }
+
     explicit RecordingNotificationServer(const QStringList &capabilities
                                          = { QStringLiteral("actions"), QStringLiteral("body"),
                                              QStringLiteral("sound") },
