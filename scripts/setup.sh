@@ -11,8 +11,10 @@ packages=(
     g++ make cmake pkg-config
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev
     libqt6opengl6-dev libplist-dev libxcb1-dev dbus-daemon dbus-bin libglib2.0-bin
-    # xvfb: the X server of the login screen's test (tst_LoginPanel).
-    xvfb
+    # Xvfb: the X server of the login screen's test (tst_LoginPanel) and of the real notification server's.
+    # Desktop notifications and the update feed: a real notification server for the tests, and
+    # appstreamcli to validate the metainfo file.
+    xvfb dunst appstream
 )
 # libsqlite3-dev: halvaned's store.
 packages+=(libsqlite3-dev)

@@ -239,11 +239,11 @@ void tst_TriskVXNotifyController::program_data()
     // What it writes, the first line before it is stopped with SIGTERM unless it stops by itself.
     QTest::addColumn<QByteArrayList>("lines");
     QTest::addColumn<int>("exitCode");
-    // Under systemd each line carries its priority, 6 for info. This build has the status menu and both
-    // panel notifiers; the login window gets the warning panel.
+    // Under systemd each line carries its priority, 6 for info. This build has the status menu, both
+    // panel notifiers and the desktop notifications; the login window gets the warning panel.
     QTest::newRow("start-up and SIGTERM")
         << QStringList() << u"JOURNAL_STREAM=8:1"_s
-        << QByteArrayList { "<6>trisk.notifier: Authenticated: 1", "<6>trisk.notifier: started with 3 notifiers",
+        << QByteArrayList { "<6>trisk.notifier: Authenticated: 1", "<6>trisk.notifier: started with 4 notifiers",
                             "stopping on signal 15" }
         << 0;
     // The login window's instance reads the service on the system bus, which the test's bus plays here.

@@ -1,17 +1,23 @@
+#include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXDesktopStatusBar.h"
+#include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXLoginNotificationController.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
 #include "TriskVXNotifyController.h"
 #include "TriskVXQuickScheduleController.h"
+#include "TriskVXSoftwareUpdateController.h"
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusMenuController.h"
+#include "TriskVXUserNotificationCenter.h"
+#include "TriskVXUserNotificationController.h"
 #include "TriskVXWarningController.h"
 #include "TriskVXWorkspace.h"
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QNetworkAccessManager>
 
 int main(int argc, char *argv[])
 {
@@ -23,6 +29,18 @@ int main(int argc, char *argv[])
     TriskVXNotificationsController::registerClass(TriskVXClock::systemClock());
     TriskVXWarningController::registerClass();
     TriskVXLoginNotificationController::registerClass(TriskVXClock::systemClock());
+    // Desktop notifications go to the session's notification server, whenever one runs; the weekly
+    // update check posts through the same centre.
+    TriskVXUserNotificationCenter notifications(QDBusConnection::sessionBus());
+    if (TriskVXBundle *bundle = TriskVXBundle::mainBundle())
+        notifications.setApplicationName(bundle->infoDictionary().value(QStringLiteral("CFBundleName")).toString());
+    notifications.setApplicationIcon(QStringLiteral("appointment-soon"));
+    notifications.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
+    TriskVXUserNotificationController::registerClass(&notifications, TriskVXClock::systemClock());
+    QNetworkAccessManager network;
+    TriskVXSoftwareUpdateController updates(&notifications, &network, TriskVXClock::systemClock(),
+                                            TriskVXDistributedNotificationCenter::defaultCenter());
+    updates.init();
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
     // Panels and trays give the item the width its picture and label take.

@@ -188,6 +188,38 @@ Noch %3</translation>
         <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
         <translation>Der Halvane-Dienst ist nicht erreichbar. Der Zeitplan erscheint wieder, sobald er antwortet.</translation>
     </message>
+    <message>
+        <source>NOTIFICATION_CENTER_WHEN_FORMAT</source>
+        <translation>„%2“ wird um %1 ausgeführt.</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_CENTER_WHAT_PENDING</source>
+        <translation>Klicken, um die Zeit zu ändern.</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_CENTER_WHAT_WARNING</source>
+        <translation>Halvane führt dieses Ereignis gleich aus.</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_CENTER_ACTION_ADJUST</source>
+        <translation>Anpassen…</translation>
+    </message>
+    <message>
+        <source>update-notification.title</source>
+        <translation>Aktualisierung für Trisk Notifier</translation>
+    </message>
+    <message>
+        <source>update-notification.subtitle</source>
+        <translation>Eine neuere Version von Trisk Notifier ist verfügbar.</translation>
+    </message>
+    <message>
+        <source>update-notification.info</source>
+        <translation>Installieren Sie sie mit Ihrer Softwareverwaltung oder Paketverwaltung.</translation>
+    </message>
+    <message>
+        <source>update-notification.button</source>
+        <translation>Aktualisieren</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>

@@ -188,6 +188,38 @@
         <source>STATUSMENU_DISCONNECTED_TOOLTIP</source>
         <translation>The Halvane service cannot be reached. The schedule comes back as soon as it answers again.</translation>
     </message>
+    <message>
+        <source>NOTIFICATION_CENTER_WHEN_FORMAT</source>
+        <translation>“%2” will be performed at %1.</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_CENTER_WHAT_PENDING</source>
+        <translation>Click to change the time.</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_CENTER_WHAT_WARNING</source>
+        <translation>Halvane is about to perform this event.</translation>
+    </message>
+    <message>
+        <source>NOTIFICATION_CENTER_ACTION_ADJUST</source>
+        <translation>Adjust…</translation>
+    </message>
+    <message>
+        <source>update-notification.title</source>
+        <translation>Trisk Notifier update available</translation>
+    </message>
+    <message>
+        <source>update-notification.subtitle</source>
+        <translation>A newer version of Trisk Notifier is available.</translation>
+    </message>
+    <message>
+        <source>update-notification.info</source>
+        <translation>Install it with your software centre or package manager.</translation>
+    </message>
+    <message>
+        <source>update-notification.button</source>
+        <translation>Update</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>

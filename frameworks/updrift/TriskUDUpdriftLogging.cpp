@@ -1,0 +1,3 @@
+#include "TriskUDUpdriftLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskUpdrift, "trisk.updrift", QtInfoMsg)

@@ -1,0 +1,3 @@
+#include "TriskVXSoftwareUpdateLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskSoftwareUpdate, "trisk.softwareupdate", QtInfoMsg)

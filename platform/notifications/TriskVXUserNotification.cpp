@@ -1,0 +1,6 @@
+#include "TriskVXUserNotification.h"
+
+QString TriskVXUserNotification::defaultSoundName()
+{
+    return QStringLiteral("message-new-instant");
+}

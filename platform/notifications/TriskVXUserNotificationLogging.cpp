@@ -1,0 +1,3 @@
+#include "TriskVXUserNotificationLogging.h"
+
+Q_LOGGING_CATEGORY(lcTriskUserNotifications, "trisk.usernotifications", QtInfoMsg)

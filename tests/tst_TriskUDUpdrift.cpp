@@ -1,0 +1,216 @@
+// The update checker against a feed served by the test on 127.0.0.1: which releases count as updates,
+// every way a check can fail, and the last check kept across runs. Version ordering in a table.
+#include "FeedServer.h"
+#include "TriskUDReleasesFeed.h"
+#include "TriskUDUpdrift.h"
+#include "TriskVXClock.h"
+#include "WaitFor.h"
+
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimeZone>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone::utc());
+
+QByteArray feed(const QByteArray &releases)
+{
+    return "<?xml version=\"1.0\"?>\n<component type=\"desktop-application\"><id>x</id><releases>" + releases
+        + "</releases></component>\n";
+}
+
+struct Answer
+{
+    bool done = false;
+    QStringList versions;
+    QString error;
+};
+} // namespace
+
+class tst_TriskUDUpdrift : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void ordersVersions_data();
+    void ordersVersions();
+    void answersEachCheck_data();
+    void answersEachCheck();
+    void keepsTheLastCheckAcrossRuns();
+    void readsTheProjectsOwnMetainfo();
+
+private:
+    Answer check(TriskUDUpdrift &updrift, const QUrl &url, const QString &version = u"1.2.0"_s);
+
+    QNetworkAccessManager m_network;
+    TriskVXClock m_clock;
+    std::unique_ptr<QTemporaryDir> m_state;
+};
+
+void tst_TriskUDUpdrift::init()
+{
+    m_clock.setNow(kNow);
+    m_state = std::make_unique<QTemporaryDir>();
+}
+
+Answer tst_TriskUDUpdrift::check(TriskUDUpdrift &updrift, const QUrl &url, const QString &version)
+{
+    Answer answer;
+    int calls = 0;
+    updrift.checkForUpdatesWithURLVersionSystemVersionReply(
+        url, version, QString(), [&](const QVariantList &updates, const QString &error) {
+            ++calls;
+            answer.done = true;
+            for (const QVariant &update : updates)
+                answer.versions.append(update.toMap().value(u"version"_s).toString());
+            answer.error = error;
+        });
+    // The reply never comes before the call returns.
+    if (answer.done)
+        answer.error = u"answered synchronously"_s;
+    waitFor([&] {
+        return answer.done;
+    });
+    if (calls != 1)
+        answer.error = u"answered %1 times"_s.arg(calls);
+    return answer;
+}
+
+void tst_TriskUDUpdrift::ordersVersions_data()
+{
+    QTest::addColumn<QString>("older");
+    QTest::addColumn<QString>("newer");
+    QTest::newRow("numeric, not textual") << u"1.9"_s << u"1.10"_s;
+    QTest::newRow("leading zeros") << u"1.01"_s << u"1.2"_s;
+    QTest::newRow("longer is newer") << u"1.0"_s << u"1.0.1"_s;
+    QTest::newRow("tilde before release") << u"1.0~rc1"_s << u"1.0"_s;
+    QTest::newRow("tilde orders") << u"1.0~alpha"_s << u"1.0~beta"_s;
+    QTest::newRow("caret after release") << u"1.0"_s << u"1.0^git2"_s;
+    QTest::newRow("caret before next") << u"1.0^git2"_s << u"1.0.1"_s;
+    QTest::newRow("letters before numbers") << u"1.a"_s << u"1.1"_s;
+    QTest::newRow("separators only separate") << u"1-2"_s << u"1.3"_s;
+}
+
+void tst_TriskUDUpdrift::ordersVersions()
+{
+    QFETCH(QString, older);
+    QFETCH(QString, newer);
+    QCOMPARE(TriskUDReleasesFeed::compareVersions(older, newer), -1);
+    QCOMPARE(TriskUDReleasesFeed::compareVersions(newer, older), 1);
+    QCOMPARE(TriskUDReleasesFeed::compareVersions(newer, newer), 0);
+}
+
+void tst_TriskUDUpdrift::answersEachCheck_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<bool>("withLength");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QStringList>("updates");
+    QTest::addColumn<QString>("error");
+
+    const QByteArray releases = feed("<release version=\"1.10.0\" date=\"2030-05-01\"/>"
+                                     "<release version=\"2.0~beta1\" type=\"development\"/>"
+                                     "<release version=\"1.2.1\" timestamp=\"1900000000\"><url>https://x/1.2.1</url>"
+                                     "</release><release version=\"1.2.0\"/><release version=\"1.1\"/>");
+    QTest::newRow("newer stable releases, newest first")
+        << 200 << releases << true << QString() << QStringList { u"1.10.0"_s, u"1.2.1"_s } << QString();
+    QTest::newRow("nothing newer") << 200 << feed("<release version=\"1.2\"/>") << true << QString() << QStringList()
+                                   << QString();
+    QTest::newRow("bare releases file") << 200 << QByteArray("<releases><release version=\"1.3\"/></releases>") << false
+                                        << QString() << QStringList { u"1.3"_s } << QString();
+    QTest::newRow("HTTP error") << 404 << QByteArray("gone") << true << QString() << QStringList()
+                                << u"answered HTTP 404 Not Found"_s;
+    QTest::newRow("not XML") << 200 << QByteArray("<html><body>") << true << QString() << QStringList()
+                             << u"is not a releases list"_s;
+    QTest::newRow("no releases") << 200 << QByteArray("<component/>") << true << QString() << QStringList()
+                                 << u"no <releases> element"_s;
+    QTest::newRow("release without version") << 200 << feed("<release date=\"2030-01-01\"/>") << true << QString()
+                                             << QStringList() << u"a release without a version"_s;
+    QTest::newRow("oversized, announced")
+        << 200 << QByteArray(5000, ' ') << true << QString() << QStringList() << u"larger than 1000 bytes"_s;
+    QTest::newRow("oversized, unannounced")
+        << 200 << QByteArray(5000, ' ') << false << QString() << QStringList() << u"larger than 1000 bytes"_s;
+    QTest::newRow("silent server") << -1 << QByteArray() << true << QString() << QStringList()
+                                   << u"did not answer within 300 ms"_s;
+    QTest::newRow("plain http elsewhere") << 200 << releases << true << u"http://example.org/releases.xml"_s
+                                          << QStringList() << u"is not an https address"_s;
+    QTest::newRow("not an address") << 200 << releases << true << u"releases.xml"_s << QStringList()
+                                    << u"is not an https address"_s;
+    QTest::newRow("nothing listens") << 200 << releases << true << u"https://127.0.0.1:1/releases.xml"_s
+                                     << QStringList() << u"cannot read the update feed"_s;
+}
+
+void tst_TriskUDUpdrift::answersEachCheck()
+{
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(bool, withLength);
+    QFETCH(QString, address);
+    QFETCH(QStringList, updates);
+    QFETCH(QString, error);
+
+    FeedServer server;
+    if (status < 0)
+        server.replyNever();
+    else
+        server.reply(status, body, withLength);
+    TriskUDUpdrift updrift(&m_network, &m_clock);
+    updrift.setStateFile(m_state->filePath(u"state.plist"_s));
+    updrift.setMaximumBytes(status == 200 && body.startsWith(' ') ? 1000 : 1024 * 1024);
+    updrift.setTimeoutMSecs(300);
+
+    const Answer answer = check(updrift, address.isEmpty() ? server.url() : QUrl(address));
+    QVERIFY2(error.isEmpty() ? answer.error.isEmpty() : answer.error.contains(error), qPrintable(answer.error));
+    QCOMPARE(answer.versions, updates);
+    QVERIFY(!updrift.isChecking());
+    // Only a check that read the feed counts as done.
+    QCOMPARE(updrift.lastCheck(), error.isEmpty() ? kNow : QDateTime());
+}
+
+void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
+{
+    FeedServer server;
+    server.reply(200, feed("<release version=\"1.0\"/>"));
+    const QString state = m_state->filePath(u"config/state.plist"_s);
+    {
+        TriskUDUpdrift first(&m_network, &m_clock);
+        first.setStateFile(state);
+        QVERIFY(!first.lastCheck().isValid());
+        QVERIFY(check(first, server.url()).error.isEmpty());
+        // A second check while one runs is refused, the running one is not disturbed.
+        first.checkForUpdatesWithURLVersionSystemVersionReply(server.url(), u"1.0"_s, {}, [](auto, auto) {});
+        QVERIFY(check(first, server.url()).error.contains(u"running already"_s));
+    }
+    m_clock.setNow(kNow.addDays(3));
+    TriskUDUpdrift second(&m_network, &m_clock);
+    second.setStateFile(state);
+    QCOMPARE(second.lastCheck(), kNow);
+
+    // A broken state file means no known check, and a message.
+    QFile broken(state);
+    QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write("not a plist") > 0);
+    broken.close();
+    second.setStateFile(state);
+    QVERIFY(!second.lastCheck().isValid());
+}
+
+void tst_TriskUDUpdrift::readsTheProjectsOwnMetainfo()
+{
+    QFile metainfo(QStringLiteral(TRISK_SOURCE_DIR "/dist/org.halvane.TriskNotifier.metainfo.xml"));
+    QVERIFY(metainfo.open(QIODevice::ReadOnly));
+    QString error;
+    const QList<TriskUDReleasesFeed::Release> releases = TriskUDReleasesFeed::parse(metainfo.readAll(), &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY(!releases.isEmpty());
+    // The newest listed release is the version this build says it is.
+    QCOMPARE(releases.constFirst().version, QStringLiteral(TRISK_VERSION));
+}
+
+QTEST_GUILESS_MAIN(tst_TriskUDUpdrift)
+#include "tst_TriskUDUpdrift.moc"
