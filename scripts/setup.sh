@@ -12,6 +12,13 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev
     libqt6opengl6-dev libplist-dev libxcb1-dev dbus-daemon dbus-bin libglib2.0-bin
 )
+# The main job without a desktop (scripts/demo.sh): a display, a real panel host, window manager and
+# notification server, and the tools that click and take screenshots. The packages (dist/packaging.cmake):
+# dpkg-dev and file find their dependencies, lintian checks them (tests/tst_Shipping.cpp).
+packages+=(
+    xvfb xauth xfwm4 xfce4-panel dunst xdotool imagemagick x11-utils
+    dpkg-dev file lintian
+)
 
 missing=()
 for package in "${packages[@]}"; do

@@ -2,6 +2,7 @@
 #include "TriskVXDesktopStatusBar.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
+#include "TriskVXNotifierCommandLine.h"
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusMenuController.h"
 #include "TriskVXWarningController.h"
@@ -11,7 +12,12 @@
 
 int main(int argc, char *argv[])
 {
+    if (const QStringList arguments = TriskVXNotifierCommandLine::fromArgv(argc, argv);
+        TriskVXNotifierCommandLine::asksForInformation(arguments))
+        return TriskVXNotifierCommandLine::answer(arguments).value_or(0);
     QApplication application(argc, argv);
+    if (const std::optional<int> status = TriskVXNotifierCommandLine::answer(QApplication::arguments()))
+        return *status;
     // The notifier classes the controller's tables name, as this build has them.
     TriskVXStatusMenuController::registerClass();
     TriskVXNotificationsController::registerClass(TriskVXClock::systemClock());
