@@ -28,14 +28,14 @@ set(CPACK_DEBIAN_HALVANED_PACKAGE_NAME halvaned)
 set(CPACK_DEBIAN_HALVANED_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_HALVANED_PACKAGE_SUGGESTS "polkitd")
 set(CPACK_COMPONENT_HALVANED_DESCRIPTION "power-management scheduler service with its command line
- halvaned keeps a schedule of events (log lines, commands, power off, restart,
- suspend, hibernate) and fires their once, daily and weekly triggers at their
- wall-clock times. It publishes what is coming up over D-Bus, where notifiers
- show it, and checks every caller's requests: with a rules file per user, with
- polkit machine-wide. halvanectl shows and drives it from the command line.
- .
- The per-user service starts by D-Bus activation; the machine-wide one is the
- systemd unit halvaned-system.service.")
+halvaned keeps a schedule of events (log lines, commands, power off, restart,
+suspend, hibernate) and fires their once, daily and weekly triggers at their
+wall-clock times. It publishes what is coming up over D-Bus, where notifiers
+show it, and checks every caller's requests: with a rules file per user, with
+polkit machine-wide. halvanectl shows and drives it from the command line.
+
+The per-user service starts by D-Bus activation; the machine-wide one is the
+systemd unit halvaned-system.service.")
 
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_NAME trisk-notifier)
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_SECTION utils)
@@ -44,23 +44,22 @@ set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_DEPENDS "qt6-qpa-plugins")
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_RECOMMENDS "halvaned")
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_SUGGESTS "qt6-wayland")
 set(CPACK_COMPONENT_TRISK-NOTIFIER_DESCRIPTION "desktop notifier of the Halvane scheduler
- Trisk Notifier shows what the Halvane scheduler is about to do: an item in the
- desktop's panel whose title counts down to the next trigger and whose menu
- lists the events coming up, with cancel, delay, adjust and perform; floating
- count-down and warning panels shortly before a firing.
- .
- It starts with the desktop session and works with panels that host status
- items (KDE Plasma, XFCE, LXQt, Cinnamon, MATE, GNOME with AppIndicator) or a
- system tray.")
+Trisk Notifier shows what the Halvane scheduler is about to do: an item in the
+desktop's panel whose title counts down to the next trigger and whose menu
+lists the events coming up, with cancel, delay, adjust and perform; floating
+count-down and warning panels shortly before a firing.
+
+It starts with the desktop session and works with panels that host status
+items (KDE Plasma, XFCE, LXQt, Cinnamon, MATE, GNOME with AppIndicator) or a
+system tray.")
 
 # Each package's changelog (gzip -9n, as Debian wants it) and copyright; the autostart entry, being
 # under /etc, is a conffile.
-find_program(GZIP_PROGRAM gzip REQUIRED)
 configure_file(${CMAKE_CURRENT_SOURCE_DIR}/debian/conffiles.in ${CMAKE_CURRENT_BINARY_DIR}/debian/trisk-notifier/conffiles @ONLY)
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/debian/trisk-notifier/conffiles)
 foreach(package halvaned trisk-notifier)
     configure_file(${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog.in ${CMAKE_CURRENT_BINARY_DIR}/debian/${package}/changelog @ONLY)
-    execute_process(COMMAND ${GZIP_PROGRAM} -9nf ${CMAKE_CURRENT_BINARY_DIR}/debian/${package}/changelog COMMAND_ERROR_IS_FATAL ANY)
+    trisk_gzip(${CMAKE_CURRENT_BINARY_DIR}/debian/${package}/changelog ${CMAKE_CURRENT_BINARY_DIR}/debian/${package}/changelog.gz)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/${package}/changelog.gz debian/copyright
             DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${package})
 endforeach()

@@ -12,12 +12,10 @@
 
 int main(int argc, char *argv[])
 {
-    if (const QStringList arguments = TriskVXNotifierCommandLine::fromArgv(argc, argv);
-        TriskVXNotifierCommandLine::asksForInformation(arguments))
-        return TriskVXNotifierCommandLine::answer(arguments).value_or(0);
-    QApplication application(argc, argv);
-    if (const std::optional<int> status = TriskVXNotifierCommandLine::answer(QApplication::arguments()))
+    if (const std::optional<int> status
+        = TriskVXNotifierCommandLine::answer(TriskVXNotifierCommandLine::fromArgv(argc, argv)))
         return *status;
+    QApplication application(argc, argv);
     // The notifier classes the controller's tables name, as this build has them.
     TriskVXStatusMenuController::registerClass();
     TriskVXNotificationsController::registerClass(TriskVXClock::systemClock());
