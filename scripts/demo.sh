@@ -23,6 +23,7 @@ if [[ $mode == headless && -z "${IN_DEMO_SESSION:-}" ]]; then
     rm -f "$output"/*.png "$output"/summary.txt
     work=$(mktemp -d)
     trap 'rm -rf "$work"' EXIT
+    mkdir -m 700 "$work/runtime"
     # A display and a session bus of their own, so that nothing of the caller's desktop takes part.
     env IN_DEMO_SESSION=1 HOME="$work" XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" \
         XDG_CACHE_HOME="$work/cache" XDG_RUNTIME_DIR="$work/runtime" LANG=C.UTF-8 LANGUAGE= \
@@ -96,8 +97,7 @@ fi
 
 # Headless: one panel along the top with the system tray (which hosts the status item), a window manager,
 # a notification server, the schedule and the notifier.
-mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml" "$XDG_RUNTIME_DIR"
-chmod 700 "$XDG_RUNTIME_DIR"
+mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
 cp "$here/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
 xfwm4 --compositor=off >"$log/xfwm4.log" 2>&1 &
 pids+=($!)
@@ -107,6 +107,13 @@ dunst >"$log/dunst.log" 2>&1 &
 pids+=($!)
 start_schedule
 started=$SECONDS
+# The first notification the notification server shows, whenever it comes.
+(
+    until [[ $(dunstctl count displayed 2>/dev/null || echo 0) -gt 0 ]]; do sleep 0.2; done
+    sleep 0.5
+    import -window root "$output/notification.png.part" && mv "$output/notification.png.part" "$output/notification.png"
+) &
+pids+=($!)
 wait_until 150 has_name org.kde.StatusNotifierWatcher || echo "demo: no status item host appeared" >&2
 start_notifier
 
@@ -116,7 +123,8 @@ item() {
         --method org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierWatcher RegisteredStatusNotifierItems \
         2>/dev/null | grep -o "'[^']*'" | head -1 | tr -d "'"
 }
-wait_until 150 test -n "$(item)" || echo "demo: the notifier registered no status item" >&2
+has_item() { [[ -n $(item) ]]; }
+wait_until 150 has_item || echo "demo: the notifier registered no status item" >&2
 location=$(item)
 item_service=${location%%/*}
 item_path=/${location#*/}
@@ -131,7 +139,7 @@ menu_lines() {
     gdbus call --session --dest "$item_service" --object-path "$(property Menu | grep -o "'/[^']*'" | tr -d "'")" \
         --method com.canonical.dbusmenu.GetLayout 0 1 '["label", "type"]' 2>/dev/null \
         | perl -ne 'while (/\x27type\x27: <\x27separator\x27>|\x27label\x27: <(?:\x27((?:[^\x27\\]|\\.)*)\x27|"((?:[^"\\]|\\.)*)")>/g) {
-                        print defined $1 || defined $2 ? "  " . ($1 // $2) =~ s/\\(.)/$1/gr . "\n" : "  ----\n" }'
+                        print defined $1 || defined $2 ? "  " . ($1 // $2) =~ s/\\n/ — /gr =~ s/\\(.)/$1/gr . "\n" : "  ----\n" }'
 }
 # The tray draws the item after reading its picture and title.
 sleep 3
@@ -142,34 +150,39 @@ xdotool mousemove "$((screen_width - ${TRAY_FROM_RIGHT:-80}))" 14 click 1
 sleep 2
 import -window root "$output/status-menu.png"
 xdotool key Escape
-
-# The count-down panels, once the extra event's warning panel has joined them.
-panel_windows() { xwininfo -root -tree | grep -cE '"(Halvane Warning|[^"]*\(demo\) )' || true; }
-wait_until $(((due - lead + 10) * 10)) test "$(panel_windows)" -ge 3 || echo "demo: fewer panels than expected" >&2
-sleep 1.5
-import -window root "$output/panels.png"
-
-# The firing, and a notification if the notification server shows one by then.
-notification=""
-until ((SECONDS - started > due + 8)); do
-    if [[ $(dunstctl count displayed 2>/dev/null || echo 0) -gt 0 ]]; then
-        sleep 0.5
-        import -window root "$output/notification.png"
-        notification="$output/notification.png"
-        break
-    fi
-    sleep 0.2
-done
-
-{
+# What the item and its menu said at that moment, as the panel read them.
+shown_item=$(
     echo "Status item"
     echo "  label:   $(property XAyatanaLabel | grep -o "'[^']*'" | head -1 | tr -d "'")"
     echo "  title:   $(property Title | grep -o "'[^']*'" | head -1 | tr -d "'")"
     echo "Menu"
     menu_lines
-    echo "Windows"
-    xwininfo -root -tree | grep -oE '"(Halvane Warning|[^"]*\(demo\) [^"]*)"' | sort -u | sed 's/^/  /'
-    echo "Service"
+)
+
+# The count-down panels, once the extra event's warning panel has joined them.
+panels_shown() { (($(xdotool search --onlyvisible --name '\(demo\) at |Halvane Warning' 2>/dev/null | wc -l) >= 3)); }
+wait_until $(((due - lead + 5) * 10)) panels_shown || echo "demo: fewer panels than expected" >&2
+sleep 1.5
+import -window root "$output/panels.png"
+shown_panels=$(
+    echo "Panels"
+    for window in $(xdotool search --onlyvisible --name '\(demo\) at |Halvane Warning' 2>/dev/null); do
+        echo "  $(xdotool getwindowname "$window")"
+    done
+)
+
+# The firing, and a few seconds for a notification about it.
+notification_taken() { [[ -e $output/notification.png ]]; }
+wait_until $(((due + 8 - (SECONDS - started)) * 10)) notification_taken || true
+notification=""
+notification_taken && notification="$output/notification.png"
+
+{
+    echo "$shown_item"
+    echo "$shown_panels"
+    echo "Notification"
+    echo "  ${notification:+shown}${notification:-none shown}"
+    echo "Service, after the firing"
     ctl status | sed 's/^/  /'
     grep -h "downloads folder" "$log/halvaned.log" | sed 's/^/  log: /' | head -1
 } >"$output/summary.txt"
