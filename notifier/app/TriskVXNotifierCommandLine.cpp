@@ -12,22 +12,17 @@ QString tr(const char *text)
     return QCoreApplication::translate("TriskVXNotifierCommandLine", text);
 }
 
-// Qt's own options, which QApplication takes out of the command line after this reading: known here so
-// that they are not mistaken for wrong ones, hidden from the help.
-void addQtOptions(QCommandLineParser *parser)
+QString helpText()
 {
-    for (const char *name :
-         { "platform", "platformpluginpath", "platformtheme", "plugin", "qwindowgeometry", "geometry", "qwindowicon",
-           "icon", "qwindowtitle", "title", "session", "display", "name", "style", "stylesheet", "qmljsdebugger" }) {
-        QCommandLineOption option(QString::fromLatin1(name), QString(), QStringLiteral("value"));
-        option.setFlags(QCommandLineOption::HiddenFromHelp);
-        parser->addOption(option);
-    }
-    for (const char *name : { "reverse", "widgetcount", "nograb", "dograb", "sync" }) {
-        QCommandLineOption option(QString::fromLatin1(name));
-        option.setFlags(QCommandLineOption::HiddenFromHelp);
-        parser->addOption(option);
-    }
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        tr("Shows what the Halvane scheduler is about to do: a status item with its menu, count-down panels and "
+           "notifications.\nStarted with the desktop session. -KEY VALUE sets a preference for this run; Qt's "
+           "options (-platform, -display, ...) apply too."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    // Without an application the parser cannot know the program's name.
+    return parser.helpText().replace(QStringLiteral("<executable_name>"), QStringLiteral("trisk-notifier"));
 }
 } // namespace
 
@@ -41,18 +36,6 @@ QStringList TriskVXNotifierCommandLine::fromArgv(int argc, char *argv[])
 
 std::optional<int> TriskVXNotifierCommandLine::answer(const QStringList &arguments)
 {
-    QCommandLineParser parser;
-    // As Qt reads its options: "-platform xcb" is one option with its value.
-    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    parser.setApplicationDescription(
-        tr("Shows what the Halvane scheduler is about to do: a status item with its menu, count-down panels and "
-           "notifications.\nStarted with the desktop session; Qt's options (-platform, -display, ...) apply."));
-    const QCommandLineOption helpOption({ QStringLiteral("h"), QStringLiteral("help") },
-                                        tr("Displays help on commandline options."));
-    const QCommandLineOption versionOption({ QStringLiteral("v"), QStringLiteral("version") },
-                                           tr("Displays version information."));
-    parser.addOptions({ helpOption, versionOption });
-    addQtOptions(&parser);
     QTextStream out(stdout);
     QTextStream err(stderr);
     const auto usage = [&err](const QString &message) {
@@ -60,18 +43,25 @@ std::optional<int> TriskVXNotifierCommandLine::answer(const QStringList &argumen
             << tr("Try 'trisk-notifier --help'.") << Qt::endl;
         return kExitUsage;
     };
-    if (!parser.parse(arguments))
-        return usage(parser.errorText());
-    if (!parser.positionalArguments().isEmpty())
-        return usage(tr("unexpected argument %1").arg(parser.positionalArguments().constFirst()));
-    if (parser.isSet(helpOption)) {
-        // Without an application the parser cannot know the program's name.
-        out << parser.helpText().replace(QStringLiteral("<executable_name>"), QStringLiteral("trisk-notifier"));
-        return 0;
+    enum class Asked { Run, Help, Version } asked = Asked::Run;
+    for (qsizetype index = 1; index < arguments.size(); ++index) {
+        const QString &argument = arguments.at(index);
+        if (argument == QLatin1String("-h") || argument == QLatin1String("--help")
+            || argument == QLatin1String("--help-all")) {
+            asked = Asked::Help;
+        } else if (argument == QLatin1String("-v") || argument == QLatin1String("--version")) {
+            asked = asked == Asked::Help ? asked : Asked::Version;
+        } else if (argument.startsWith(QLatin1String("--"))) {
+            return usage(tr("Unknown option '%1'.").arg(argument.mid(2)));
+        } else if (argument.size() > 1 && argument.front() == QLatin1Char('-')) {
+            ++index; // its value, as the user defaults read it
+        } else {
+            return usage(tr("unexpected argument %1").arg(argument));
+        }
     }
-    if (parser.isSet(versionOption)) {
+    if (asked == Asked::Help)
+        out << helpText();
+    else if (asked == Asked::Version)
         out << QStringLiteral("trisk-notifier ") << QStringLiteral(TRISK_VERSION) << Qt::endl;
-        return 0;
-    }
-    return std::nullopt;
+    return asked == Asked::Run ? std::nullopt : std::optional<int>(0);
 }
