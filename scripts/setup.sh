@@ -18,6 +18,13 @@ packages=(
 )
 # libsqlite3-dev: halvaned's store.
 packages+=(libsqlite3-dev)
+# The main job without a desktop (scripts/demo.sh): a display, a real panel host, window manager and
+# notification server, and the tools that click and take screenshots. The packages (dist/packaging.cmake):
+# dpkg-dev and file find their dependencies, lintian checks them (tests/tst_Shipping.cpp).
+packages+=(
+    xvfb xauth xfwm4 xfce4-panel dunst xdotool imagemagick x11-utils
+    dpkg-dev file lintian
+)
 
 missing=()
 for package in "${packages[@]}"; do

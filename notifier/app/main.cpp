@@ -5,6 +5,7 @@
 #include "TriskVXLoginNotificationController.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
+#include "TriskVXNotifierCommandLine.h"
 #include "TriskVXNotifyController.h"
 #include "TriskVXQuickScheduleController.h"
 #include "TriskVXSoftwareUpdateController.h"
@@ -21,6 +22,9 @@
 
 int main(int argc, char *argv[])
 {
+    if (const std::optional<int> status
+        = TriskVXNotifierCommandLine::answer(TriskVXNotifierCommandLine::fromArgv(argc, argv)))
+        return *status;
     if (!TriskVXNotifierApplication::hasWindowSystem(argc, argv))
         return TriskVXNotifierApplication::kUnavailable;
     QApplication application(argc, argv);
