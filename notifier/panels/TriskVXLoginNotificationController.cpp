@@ -231,17 +231,7 @@ QString TriskVXLoginNotificationController::messageWithNameTriggering(const QStr
 
 void TriskVXLoginNotificationController::setCountDownTimer(TriskVXSecondTimer *timer)
 {
-    if (m_countDownTimer == timer)
-        return;
-    // The replaced timer may be the one whose tick is running, so it goes later.
-    if (m_countDownTimer) {
-        m_countDownTimer->stop();
-        m_countDownTimer->deleteLater();
-    }
-    m_countDownTimer = timer;
-    if (timer) {
-        connect(timer, &TriskVXSecondTimer::timeout, this, [this, timer] {
-            countDownTimerFired(timer);
-        });
-    }
+    TriskVXSecondTimer::replace(m_countDownTimer, timer, this, [this, timer] {
+        countDownTimerFired(timer);
+    });
 }

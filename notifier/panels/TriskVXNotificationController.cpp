@@ -231,19 +231,9 @@ void TriskVXNotificationController::setNotificationWindow(QWidget *window)
 
 void TriskVXNotificationController::setCountDownTimer(TriskVXSecondTimer *timer)
 {
-    if (m_countDownTimer == timer)
-        return;
-    // The replaced timer may be the one whose tick is running, so it goes later.
-    if (m_countDownTimer) {
-        m_countDownTimer->stop();
-        m_countDownTimer->deleteLater();
-    }
-    m_countDownTimer = timer;
-    if (timer) {
-        connect(timer, &TriskVXSecondTimer::timeout, this, [this, timer] {
-            countDownTimerFired(timer);
-        });
-    }
+    TriskVXSecondTimer::replace(m_countDownTimer, timer, this, [this, timer] {
+        countDownTimerFired(timer);
+    });
 }
 
 void TriskVXNotificationController::adjust(QObject *sender)

@@ -118,3 +118,17 @@ void TriskVXSecondTimer::stop()
     if (SecondTicker *ticker = tickers().value(m_clock))
         ticker->remove(this);
 }
+
+void TriskVXSecondTimer::replace(QPointer<TriskVXSecondTimer> &slot, TriskVXSecondTimer *timer, QObject *receiver,
+                                 const std::function<void()> &fired)
+{
+    if (slot == timer)
+        return;
+    if (slot) {
+        slot->stop();
+        slot->deleteLater();
+    }
+    slot = timer;
+    if (timer)
+        connect(timer, &TriskVXSecondTimer::timeout, receiver, fired);
+}

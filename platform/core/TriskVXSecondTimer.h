@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
+
+#include <functional>
 
 class TriskVXClock;
 
@@ -19,6 +22,10 @@ public:
 
     void start();
     void stop();
+    // Puts timer in slot, its ticks calling fired in receiver's context. The timer it replaces stops and
+    // is deleted at the next turn, since its own tick may be what asked for the change.
+    static void replace(QPointer<TriskVXSecondTimer> &slot, TriskVXSecondTimer *timer, QObject *receiver,
+                        const std::function<void()> &fired);
     bool isActive() const { return m_active; }
     const TriskVXClock *clock() const { return m_clock; }
 
