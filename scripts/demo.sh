@@ -6,6 +6,7 @@
 #   scripts/demo.sh desktop  [BUILD_DIR]           on the desktop of this session, until Ctrl-C
 #   scripts/demo.sh headless [BUILD_DIR] [FOLDER]  under Xvfb with xfwm4, xfce4-panel and dunst: saves
 #                                                  screenshots and a summary into FOLDER, then stops
+#                                                  (KEEP_LOGS=1 keeps the programs' logs in FOLDER/logs)
 #
 # Needs a build (scripts/setup.sh); headless also xvfb xauth xfwm4 xfce4-panel dunst xdotool imagemagick
 # x11-utils (scripts/setup.sh installs them).
@@ -40,7 +41,7 @@ stop() {
 }
 log=$(mktemp -d)/logs
 mkdir -p "$log"
-trap 'stop; rm -rf "$(dirname "$log")"' EXIT
+trap 'stop; [[ -n ${KEEP_LOGS:-} ]] && cp -r "$log" "$output/logs"; rm -rf "$(dirname "$log")"' EXIT
 
 service=org.halvane.Demo$$
 ctl() { "$build/bin/halvanectl" --name "$service" "$@"; }
@@ -111,7 +112,7 @@ started=$SECONDS
 (
     until [[ $(dunstctl count displayed 2>/dev/null || echo 0) -gt 0 ]]; do sleep 0.2; done
     sleep 0.5
-    import -window root "$output/notification.png.part" && mv "$output/notification.png.part" "$output/notification.png"
+    import -window root "png:$output/notification.png.part" && mv "$output/notification.png.part" "$output/notification.png"
 ) &
 pids+=($!)
 wait_until 150 has_name org.kde.StatusNotifierWatcher || echo "demo: no status item host appeared" >&2
