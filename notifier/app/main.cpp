@@ -7,6 +7,7 @@
 #include "TriskVXNotifierApplication.h"
 #include "TriskVXNotifierCommandLine.h"
 #include "TriskVXNotifyController.h"
+#include "TriskVXNotifyEnvironment.h"
 #include "TriskVXQuickScheduleController.h"
 #include "TriskVXSoftwareUpdateController.h"
 #include "TriskVXStatusBar.h"
@@ -20,19 +21,15 @@
 #include <QDBusConnection>
 #include <QNetworkAccessManager>
 
-int main(int argc, char *argv[])
+namespace {
+// The session's desktop: the status item, the panels, desktop notifications, the update check and the
+// Quick Schedule panel.
+int runOnDesktop()
 {
-    if (const std::optional<int> status
-        = TriskVXNotifierCommandLine::answer(TriskVXNotifierCommandLine::fromArgv(argc, argv)))
-        return *status;
-    if (!TriskVXNotifierApplication::hasWindowSystem(argc, argv))
-        return TriskVXNotifierApplication::kUnavailable;
-    QApplication application(argc, argv);
     // The notifier classes the controller's tables name, as this build has them.
     TriskVXStatusMenuController::registerClass();
     TriskVXNotificationsController::registerClass(TriskVXClock::systemClock());
     TriskVXWarningController::registerClass();
-    TriskVXLoginNotificationController::registerClass(TriskVXClock::systemClock());
     // Desktop notifications go to the session's notification server, whenever one runs; the weekly
     // update check posts through the same centre.
     TriskVXUserNotificationCenter notifications(QDBusConnection::sessionBus());
@@ -55,4 +52,25 @@ int main(int argc, char *argv[])
                                                                       TriskVXWorkspace::workspace());
     };
     return TriskVXNotifierApplication::run({ quickSchedule });
+}
+
+// The login screen: only the count-down window and the warning panel. Nobody's session exists there, so
+// nothing reaches for a session bus, a notification server or the network.
+int runAtLoginScreen()
+{
+    TriskVXWarningController::registerClass();
+    TriskVXLoginNotificationController::registerClass(TriskVXClock::systemClock());
+    return TriskVXNotifierApplication::run();
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (const std::optional<int> status
+        = TriskVXNotifierCommandLine::answer(TriskVXNotifierCommandLine::fromArgv(argc, argv)))
+        return *status;
+    if (!TriskVXNotifierApplication::hasWindowSystem(argc, argv))
+        return TriskVXNotifierApplication::kUnavailable;
+    QApplication application(argc, argv);
+    return TriskVXNotifyEnvironment::runningWithinLoginWindow() ? runAtLoginScreen() : runOnDesktop();
 }
