@@ -7,29 +7,8 @@ set -euo pipefail
 build=$(realpath "${1:-build}")
 output=$(realpath -m "${2:-docs/images/panels.png}")
 
-if [[ -z "${IN_SCREENSHOT_SESSION:-}" ]]; then
-    work=$(mktemp -d)
-    trap 'rm -rf "$work"' EXIT
-    # A display and a session bus of their own, so that nothing of the caller's desktop takes part.
-    env IN_SCREENSHOT_SESSION=1 WORK="$work" HOME="$work" XDG_CONFIG_HOME="$work/config" \
-        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG="${SCREENSHOT_LANG:-C.UTF-8}" \
-        xvfb-run -a -s "-screen 0 1024x640x24" dbus-run-session -- "$0" "$build" "$output"
-    exit
-fi
-
-# One panel along the top with the system tray, where the status item counts down, and a clock.
-mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
-cp "$(dirname "$0")/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
-pids=()
-trap 'kill "${pids[@]}" 2>/dev/null || true' EXIT
-xfwm4 --compositor=off >/dev/null 2>&1 &
-pids+=($!)
-xfce4-panel >/dev/null 2>&1 &
-pids+=($!)
-"$build/service/halvaned" --dry-run --no-state >/dev/null 2>&1 &
-pids+=($!)
-ctl=("$build/bin/halvanectl")
-until "${ctl[@]}" status >/dev/null 2>&1; do sleep 0.2; done
+# A display, a session bus, a window manager, a panel and halvaned of their own.
+source "$(dirname "$0")/screenshot-session.sh"
 
 # Two events inside their notice period (one with its warning lead reached), one on the horizon.
 at() { date -d "now + $1 seconds" +%Y-%m-%dT%H:%M:%S; }

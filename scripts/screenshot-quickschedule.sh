@@ -8,28 +8,8 @@ set -euo pipefail
 build=$(realpath "${1:-build}")
 output=$(realpath -m "${2:-docs/images/quick-schedule.png}")
 
-if [[ -z "${IN_SCREENSHOT_SESSION:-}" ]]; then
-    work=$(mktemp -d)
-    trap 'rm -rf "$work"' EXIT
-    # A display and a session bus of their own, so that nothing of the caller's desktop takes part.
-    env IN_SCREENSHOT_SESSION=1 WORK="$work" HOME="$work" XDG_CONFIG_HOME="$work/config" \
-        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG="${SCREENSHOT_LANG:-C.UTF-8}" \
-        xvfb-run -a -s "-screen 0 1024x640x24" dbus-run-session -- "$0" "$build" "$output"
-    exit
-fi
-
-mkdir -p "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml"
-cp "$(dirname "$0")/xfce4-panel.xml" "$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/"
-pids=()
-trap 'kill "${pids[@]}" 2>/dev/null || true' EXIT
-xfwm4 --compositor=off >/dev/null 2>&1 &
-pids+=($!)
-xfce4-panel >/dev/null 2>&1 &
-pids+=($!)
-"$build/service/halvaned" --dry-run --no-state >/dev/null 2>&1 &
-pids+=($!)
-ctl=("$build/bin/halvanectl")
-until "${ctl[@]}" status >/dev/null 2>&1; do sleep 0.2; done
+# A display, a session bus, a window manager, a panel and halvaned of their own.
+source "$(dirname "$0")/screenshot-session.sh"
 # Something to postpone, so that every choice of the panel can be picked.
 "${ctl[@]}" add "Back up the photo library" --id backup --daily 22:30 --log backup
 
