@@ -2,6 +2,7 @@
 // notification server; reconciling 500 current triggers against 500 delivered notifications after one
 // change; reading an update feed of 1,000 releases.
 // Usage: bench_notifications [RUNS]   (on a private session bus)
+#include "BenchService.h"
 #include "HalvanedProcess.h"
 #include "NotifierResources.h"
 #include "RecordingNotificationServer.h"
@@ -52,17 +53,9 @@ bool measureLatency(int runs)
 {
     RecordingNotificationServer server;
     HalvanedProcess service;
-    if (!server.start()
-        || !service.start({ QStringLiteral("--test-clock"), QStringLiteral("--dry-run"), QStringLiteral("--no-state") })
-        || !service.setTestNow(kStart)) {
+    if (!server.start() || !startWithSpacedEvents(service, runs, kStart, kSpacing, kNotice)) {
         std::fprintf(stderr, "the notification server or halvaned did not start\n");
         return false;
-    }
-    for (int i = 0; i < runs; ++i) {
-        if (!service.control({ QStringLiteral("add"), QStringLiteral("Event %1").arg(i), QStringLiteral("--at"),
-                               kStart.addSecs((i + 1) * kSpacing).toString(Qt::ISODate), QStringLiteral("--log"),
-                               QStringLiteral("bench"), QStringLiteral("--notice"), QString::number(kNotice) }))
-            return false;
     }
     ServiceClient client(service.location());
     if (!client.ready())

@@ -3,6 +3,7 @@
 // count down, against one and 20 bare windows whose labels change once a second, in the same run.
 // Usage: bench_panels [LATENCY_RUNS] [SECONDS_PER_PHASE]   (on a private session bus)
 #include "BenchProcess.h"
+#include "BenchService.h"
 #include "HalvanedProcess.h"
 #include "NotifierResources.h"
 #include "ServiceClient.h"
@@ -84,16 +85,9 @@ BenchProcess::Usage perMinute(int seconds)
 bool measureLatency(int runs)
 {
     HalvanedProcess service;
-    if (!service.start({ QStringLiteral("--test-clock"), QStringLiteral("--dry-run"), QStringLiteral("--no-state") })
-        || !service.setTestNow(kStart)) {
+    if (!startWithSpacedEvents(service, runs, kStart, kSpacing, kNotice)) {
         std::fprintf(stderr, "halvaned did not start\n");
         return false;
-    }
-    for (int i = 0; i < runs; ++i) {
-        if (!service.control({ QStringLiteral("add"), QStringLiteral("Event %1").arg(i), QStringLiteral("--at"),
-                               kStart.addSecs((i + 1) * kSpacing).toString(Qt::ISODate), QStringLiteral("--log"),
-                               QStringLiteral("bench"), QStringLiteral("--notice"), QString::number(kNotice) }))
-            return false;
     }
     ServiceClient client(service.location());
     if (!client.ready())
