@@ -60,8 +60,6 @@ void tst_Shipping::commandLine_data()
             << program << QStringList { u"--help"_s } << 0 << u"Usage: "_s << QString();
         QTest::newRow(QByteArray(name + " --version").constData())
             << program << QStringList { u"--version"_s } << 0 << program + u" " TRISK_VERSION "\n"_s << QString();
-        QTest::newRow(QByteArray(name + " -v").constData())
-            << program << QStringList { u"-v"_s } << 0 << program + u" "_s << QString();
         QTest::newRow(QByteArray(name + " unknown option").constData())
             << program << QStringList { u"--frobnicate"_s } << 2 << QString()
             << program + u": Unknown option 'frobnicate'."_s;
