@@ -42,9 +42,7 @@ void tst_DunstNotifications::initTestCase()
         QSKIP("needs Xvfb and dunst (scripts/setup.sh installs them)");
     // Xvfb picks a free display and writes its number to the descriptor given.
     m_display.start(xvfb, { u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s, u"800x600x24"_s });
-    QVERIFY(waitFor([&] {
-        return m_display.canReadLine() || m_display.state() == QProcess::NotRunning;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_display.canReadLine() || m_display.state() == QProcess::NotRunning, 10000);
     const QByteArray number = m_display.readLine().trimmed();
     QVERIFY2(!number.isEmpty(), "Xvfb did not start");
 
@@ -76,9 +74,7 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     center.setDesktopEntry(u"org.halvane.TriskNotifier"_s);
     QSignalSpy shown(&center, &TriskVXUserNotificationCenter::notificationShown);
     QSignalSpy failed(&center, &TriskVXUserNotificationCenter::notificationFailed);
-    QVERIFY(waitFor([&] {
-        return center.isServerAvailable();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(center.isServerAvailable(), 10000);
     QDBusInterface server(u"org.freedesktop.Notifications"_s, u"/org/freedesktop/Notifications"_s,
                           u"org.freedesktop.Notifications"_s);
     QCOMPARE(QDBusReply<QString>(server.call(u"GetServerInformation"_s)).value(), u"dunst"_s);
@@ -100,9 +96,7 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     update.setHasActionButton(true);
     update.setActionButtonTitle(u"Update"_s);
     center.deliverNotification(update);
-    QVERIFY(waitFor([&] {
-        return shown.size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 2, 10000);
     QVERIFY(failed.isEmpty());
 
     // Shown again under the same id, then withdrawn: the server reports it closed by the call.
@@ -110,14 +104,10 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     QVERIFY(updateId != 0);
     update.setSubtitle(u"Version 9.0"_s);
     center.deliverNotification(update);
-    QVERIFY(waitFor([&] {
-        return shown.size() == 3;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 3, 10000);
     QCOMPARE(shown.at(2).at(1).toUInt(), updateId);
     center.removeDeliveredNotification(update);
-    QVERIFY(waitFor([&] {
-        return !m_closed.isEmpty();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_closed.isEmpty(), 10000);
     QCOMPARE(m_closed.constFirst(), qMakePair(updateId, 3u));
     QCOMPARE(center.deliveredNotifications().size(), 1);
 }

@@ -177,9 +177,7 @@ void tst_QuickSchedule::everyTemplateBecomesAnEvent()
     m_panel->actionsDate()->setDateTime(kNow.addSecs(600));
     QVERIFY(m_service->setTestNow(kNow.addSecs(1200)));
     QVERIFY(apply(TriskVXQuickChoiceAdd));
-    QVERIFY(waitFor([&refused] {
-        return !refused.isEmpty();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(!refused.isEmpty(), 10000);
     TriskVXNotificationCenter::defaultCenter()->removeObserver(token);
     QCOMPARE(refused, QStringList { u"Quick Schedule"_s });
 }
@@ -197,9 +195,7 @@ void tst_QuickSchedule::postponeCancelsEachPendingTriggerInOrder()
         const QString time = name == u"Backup"_s ? u"09:00"_s : name == u"Nap"_s ? u"13:30"_s : u"22:00"_s;
         QVERIFY(m_service->control({ u"add"_s, name, u"--daily"_s, time, u"--log"_s, name }));
     }
-    QVERIFY(waitFor([this] {
-        return m_client->reload() && m_client->pendingIDs().size() == 3;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_client->reload() && m_client->pendingIDs().size() == 3, 10000);
     const QStringList pending = m_client->pendingIDs();
     const QDateTime until = kNow.addDays(3);
     m_panel->untilDate()->setDateTime(until);
@@ -245,26 +241,20 @@ void tst_QuickSchedule::choicesFollowThePublishedState()
 
     // Stop: the service stops, and the titles follow what it publishes, the choice staying where it is.
     QVERIFY(apply(TriskVXQuickChoiceToggleScheduler));
-    QVERIFY(waitFor([this] {
-        return m_client->value(kVXObserveSchedulerEnabled) == QVariant(false);
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_client->value(kVXObserveSchedulerEnabled) == QVariant(false), 10000);
     QVERIFY(!m_panel->isSchedulerEnabled());
     QCOMPARE(m_panel->quickPopUp()->itemText(TriskVXQuickChoiceToggleScheduler),
              localized(u"QUICKSCHEDULE_SCHEDULER_OFF"_s));
     QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_START"_s));
     QCOMPARE(m_panel->doNotApplyButton()->text(), localized(u"QUICKSCHEDULE_DONOTAPPLY_START"_s));
     QVERIFY(apply(TriskVXQuickChoiceToggleScheduler));
-    QVERIFY(waitFor([this] {
-        return m_client->value(kVXObserveSchedulerEnabled) == QVariant(true);
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_client->value(kVXObserveSchedulerEnabled) == QVariant(true), 10000);
     QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_STOP"_s));
 
     // Reset: a trigger cancelled by hand comes back.
     QVERIFY(m_service->control(
         { u"add"_s, u"Backup"_s, u"--id"_s, u"backup"_s, u"--daily"_s, u"09:00"_s, u"--log"_s, u"Backup"_s }));
-    QVERIFY(waitFor([this] {
-        return m_client->reload() && m_client->pendingIDs().size() == 1;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_client->reload() && m_client->pendingIDs().size() == 1, 10000);
     const QString trigger = m_client->pendingIDs().constFirst();
     const QDateTime next = m_client->pendingDate(trigger);
     QVERIFY(m_service->control({ u"cancel"_s, trigger }));

@@ -13,7 +13,6 @@
 #include "TriskVXSoftwareUpdateController.h"
 #include "TriskVXUserNotificationCenter.h"
 #include "TriskVXWorkspace.h"
-#include "WaitFor.h"
 
 #include <QApplication>
 #include <QDir>
@@ -136,12 +135,8 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
 
     // The day passes: one check, two updates, one notification.
     clock.setNow(kNow.addSecs(kDay));
-    QVERIFY(waitFor([&] {
-        return checked.size() == 1;
-    }));
-    QVERIFY(waitFor([&] {
-        return server.received().size() == 1;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(checked.size() == 1, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 1, 10000);
     QCOMPARE(server.received().constFirst().summary, u"Trisk Notifier update available"_s);
     QCOMPARE(server.received().constFirst().actions.value(3), u"Update"_s);
     QCOMPARE(center.deliveredNotifications().constFirst().userInfo(), (QVariantMap { { u"url"_s, u"update"_s } }));
@@ -159,9 +154,7 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
     // The person asks (menu or notification): a check now, whose failure posts nothing.
     m_feed.reply(404, "gone");
     TriskVXWorkspace::workspace()->checkForSoftwareUpdates();
-    QVERIFY(waitFor([&] {
-        return checked.size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(checked.size() == 2, 10000);
     QVERIFY(checked.at(1).at(1).toString().contains(u"HTTP 404"_s));
     QCoreApplication::processEvents();
     QCOMPARE(server.received().size(), 1);

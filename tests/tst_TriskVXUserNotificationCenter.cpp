@@ -3,7 +3,6 @@
 #include "RecordingNotificationServer.h"
 #include "TriskVXUserNotificationCenter.h"
 #include "TriskVXUserNotificationCenterDelegate.h"
-#include "WaitFor.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -82,9 +81,7 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
     center.setApplicationName(QStringLiteral("Trisk Notifier"));
     center.setApplicationIcon(QStringLiteral("appointment-soon"));
     center.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
-    QVERIFY(waitFor([&] {
-        return center.isServerAvailable();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(center.isServerAvailable(), 10000);
 
     TriskVXUserNotification trigger = notification(QString(), QStringLiteral("Back up <photos> & more"));
     trigger.setSubtitle(QStringLiteral("At 10:00 <soon>"));
@@ -94,9 +91,7 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
     trigger.setSoundName(TriskVXUserNotification::defaultSoundName());
     trigger.setUrgency(TriskVXUserNotification::Critical);
     center.deliverNotification(trigger);
-    QVERIFY(waitFor([&] {
-        return server.received().size() == 1;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 1, 10000);
 
     const RecordingNotificationServer::Notification sent = server.received().constFirst();
     QCOMPARE(sent.appName, QStringLiteral("Trisk Notifier"));
@@ -125,25 +120,19 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
 
     center.deliverNotification(notification(QStringLiteral("a"), QStringLiteral("First")));
     center.deliverNotification(notification(QStringLiteral("b"), QStringLiteral("Second")));
-    QVERIFY(waitFor([&] {
-        return shown.size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 2, 10000);
     const uint a = server.last(QStringLiteral("First")).id;
     const uint b = server.last(QStringLiteral("Second")).id;
 
     // The same identifier replaces the notification on screen instead of adding one.
     center.deliverNotification(notification(QStringLiteral("a"), QStringLiteral("First, later")));
-    QVERIFY(waitFor([&] {
-        return shown.size() == 3;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 3, 10000);
     QCOMPARE(server.last(QStringLiteral("First, later")).replacesId, a);
     QCOMPARE(identifiers(center), QStringList({ QStringLiteral("a"), QStringLiteral("b") }));
 
     server.invokeAction(a, QStringLiteral("action-button"));
     server.invokeAction(b, QStringLiteral("default"));
-    QVERIFY(waitFor([&] {
-        return delegate.activated.size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(delegate.activated.size() == 2, 10000);
     QCOMPARE(delegate.activated.at(0).title(), QStringLiteral("First, later"));
     QCOMPARE(delegate.activated.at(0).activationType(), TriskVXUserNotification::ActionButtonClicked);
     QCOMPARE(delegate.activated.at(1).userInfo().value(QStringLiteral("key")).toString(), QStringLiteral("b"));
@@ -151,21 +140,15 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
 
     // The person closes one; the program withdraws the other.
     server.closeByPerson(b);
-    QVERIFY(waitFor([&] {
-        return identifiers(center) == QStringList { QStringLiteral("a") };
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(identifiers(center) == QStringList { QStringLiteral("a") }, 10000);
     center.removeDeliveredNotification(notification(QStringLiteral("a"), QString()));
     QVERIFY(center.deliveredNotifications().isEmpty());
-    QVERIFY(waitFor([&] {
-        return server.closedByClient() == QList<uint> { a };
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(server.closedByClient() == QList<uint> { a }, 10000);
 
     // Withdrawn before the server answered: closed as soon as its id is known.
     center.deliverNotification(notification(QStringLiteral("c"), QStringLiteral("Brief")));
     center.removeDeliveredNotification(notification(QStringLiteral("c"), QString()));
-    QVERIFY(waitFor([&] {
-        return server.open().isEmpty() && server.closedByClient().size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(server.open().isEmpty() && server.closedByClient().size() == 2, 10000);
 }
 
 void tst_TriskVXUserNotificationCenter::waitsForAServerAndShowsAgainAfterARestart()
@@ -179,21 +162,15 @@ void tst_TriskVXUserNotificationCenter::waitsForAServerAndShowsAgainAfterARestar
 
     RecordingNotificationServer server;
     QVERIFY(server.start());
-    QVERIFY(waitFor([&] {
-        return server.received().size() == 1;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 1, 10000);
     QCOMPARE(server.received().constFirst().summary, QStringLiteral("Kept"));
 
     // A restart loses what the old server showed: the centre shows it again, as new.
     server.stop();
-    QVERIFY(waitFor([&] {
-        return !center.isServerAvailable();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(!center.isServerAvailable(), 10000);
     QCOMPARE(identifiers(center), QStringList { QStringLiteral("kept") });
     QVERIFY(server.start());
-    QVERIFY(waitFor([&] {
-        return server.received().size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 2, 10000);
     QCOMPARE(server.received().at(1).summary, QStringLiteral("Kept"));
     QCOMPARE(server.received().at(1).replacesId, 0u);
     QCOMPARE(server.open(), QList<uint> { server.received().at(1).id });

@@ -12,7 +12,6 @@
 #include "TriskVXUserNotificationCenter.h"
 #include "TriskVXUserNotificationController.h"
 #include "TriskVXWorkspace.h"
-#include "WaitFor.h"
 
 #include <QApplication>
 #include <QSignalSpy>
@@ -112,9 +111,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
     QVERIFY(service.control({ u"add"_s, u"Night"_s, u"--id"_s, u"night"_s, u"--at"_s,
                               kNow.addSecs(300).toString(Qt::ISODate), u"--power"_s, u"power-off"_s, u"--notice"_s,
                               u"600"_s, u"--warning-lead"_s, u"120"_s }));
-    QVERIFY(waitFor([&] {
-        return !m_server->last(u"Night"_s).body.isEmpty();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_server->last(u"Night"_s).body.isEmpty(), 10000);
     const RecordingNotificationServer::Notification night = m_server->last(u"Night"_s);
     QCOMPARE(night.body, u"“Night” will be performed at 08:05:00.\nClick to change the time."_s);
     QCOMPARE(night.actions, (QStringList { u"default"_s, u"Night"_s, u"action-button"_s, u"Adjust…"_s }));
@@ -122,9 +119,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
     // The warning lead is reached: a second notification, the trigger's stays as it is.
     QVERIFY(service.setTestNow(kNow.addSecs(200)));
     m_clock.setNow(kNow.addSecs(200));
-    QVERIFY(waitFor([&] {
-        return m_server->received().size() == 2;
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_server->received().size() == 2, 10000);
     QCOMPARE(m_server->received().at(1).summary, u"Night"_s);
     QVERIFY(m_server->received().at(1).body.endsWith(u"\nHalvane is about to perform this event."_s));
 
@@ -136,9 +131,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
                                   .value(kVXQueuedTriggerTriggerID)
                                   .toString();
     requests->cancelTrigger(triggerID);
-    QVERIFY(waitFor([&] {
-        return m_server->closedByClient() == QList<uint> { night.id };
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(m_server->closedByClient() == QList<uint> { night.id }, 10000);
     QCOMPARE(m_server->open().size(), 1);
 }
 
@@ -163,9 +156,7 @@ void tst_TriskVXUserNotificationController::reconcilesWhatIsOnScreen()
                                  trigger(u"t1"_s, u"Nap"_s, QDateTime()), trigger(u"t1"_s, u"Nap"_s, QDateTime()) };
     m_controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, current);
     QCOMPARE(titles(*m_center), (QStringList { u"Earlier"_s, u"Nap"_s, u"Update"_s }));
-    QVERIFY(waitFor([&] {
-        return !m_server->last(u"Nap"_s).summary.isEmpty();
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_server->last(u"Nap"_s).summary.isEmpty(), 10000);
     QCOMPARE(m_server->last(u"Nap"_s).body, u"Click to change the time."_s);
 
     // Unpublished changes nothing; an unchanged list posts nothing again.
