@@ -8,14 +8,9 @@ set -euo pipefail
 build=$(realpath "${1:-build}")
 output=$(realpath -m "${2:-docs/images/login.png}")
 
-if [[ -z "${IN_SCREENSHOT_SESSION:-}" ]]; then
-    work=$(mktemp -d)
-    trap 'rm -rf "$work"' EXIT
-    env IN_SCREENSHOT_SESSION=1 WORK="$work" HOME="$work" XDG_CONFIG_HOME="$work/config" \
-        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG="${SCREENSHOT_LANG:-C.UTF-8}" \
-        xvfb-run -a -s "-screen 0 1024x640x24 -noreset" dbus-run-session -- "$0" "$build" "$output"
-    exit
-fi
+# A display and a session bus of their own.
+xvfb_options=-noreset
+source "$(dirname "$0")/screenshot-display.sh"
 
 # The greeter: a dark gradient with a card where the name and password would be typed.
 font=$(fc-match -f '%{file}' 'DejaVu Sans' 2>/dev/null || true)

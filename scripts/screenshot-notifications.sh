@@ -9,14 +9,9 @@ set -euo pipefail
 build=$(realpath "${1:-build}")
 output=$(realpath -m "${2:-docs/images/notifications.png}")
 
-if [[ -z "${IN_SCREENSHOT_SESSION:-}" ]]; then
-    work=$(mktemp -d)
-    trap 'rm -rf "$work"' EXIT
-    env IN_SCREENSHOT_SESSION=1 WORK="$work" HOME="$work" XDG_CONFIG_HOME="$work/config" \
-        XDG_DATA_HOME="$work/data" XDG_CACHE_HOME="$work/cache" LANG="${SCREENSHOT_LANG:-en_GB.UTF-8}" \
-        xvfb-run -a -s "-screen 0 1024x640x24" dbus-run-session -- "$0" "$build" "$output"
-    exit
-fi
+# A display and a session bus of their own.
+screenshot_lang=en_GB.UTF-8
+source "$(dirname "$0")/screenshot-display.sh"
 
 pids=()
 trap 'kill "${pids[@]}" 2>/dev/null || true' EXIT
