@@ -27,6 +27,8 @@
 #include <QTest>
 #include <QTimeZone>
 #include <QToolButton>
+#include <QTranslator>
+#include <QScopeGuard>
 
 #include <algorithm>
 
@@ -52,6 +54,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void everyTemplateBecomesAnEvent();
+    void shippedTemplatesSpeakThePersonsLanguage();
     void postponeCancelsEachPendingTriggerInOrder();
     void choicesFollowThePublishedState();
     void datePickersStayAheadOfTheClock();
@@ -180,6 +183,27 @@ void tst_QuickSchedule::everyTemplateBecomesAnEvent()
     QTRY_VERIFY_WITH_TIMEOUT(!refused.isEmpty(), 10000);
     TriskVXNotificationCenter::defaultCenter()->removeObserver(token);
     QCOMPARE(refused, QStringList { u"Quick Schedule"_s });
+}
+
+void tst_QuickSchedule::shippedTemplatesSpeakThePersonsLanguage()
+{
+    const QVariantList english = m_panel->eventTemplates();
+    QTranslator german;
+    QVERIFY(german.load(u"trisk_de"_s, QDir(qEnvironmentVariable("TRISK_RESOURCES")).filePath(u"translations"_s)));
+    QCoreApplication::installTranslator(&german);
+    const auto restore = qScopeGuard([&german] { QCoreApplication::removeTranslator(&german); });
+
+    // Every shipped template has its name and notes in German, and the pop-up offers it so.
+    QVERIFY(makePanel(m_client->observer()));
+    const QVariantList templates = m_panel->eventTemplates();
+    QCOMPARE(templates.size(), english.size());
+    for (int i = 0; i < templates.size(); ++i) {
+        const QVariantMap shown = templates.at(i).toMap();
+        const QVariantMap written = english.at(i).toMap();
+        for (const QString &key : { kVXEventName, kVXEventNotes })
+            QVERIFY2(shown.value(key) != written.value(key), qPrintable(written.value(key).toString()));
+        QCOMPARE(m_panel->actionsPopUp()->itemText(i), shown.value(kVXEventName).toString());
+    }
 }
 
 void tst_QuickSchedule::postponeCancelsEachPendingTriggerInOrder()

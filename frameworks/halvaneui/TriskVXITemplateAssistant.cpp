@@ -1,5 +1,6 @@
 #include "TriskVXITemplateAssistant.h"
 
+#include "TriskVXBundle.h"
 #include "TriskVXConstants.h"
 #include "TriskVXKeyedPlaceholders.h"
 
@@ -92,4 +93,25 @@ QStringList TriskVXITemplateAssistant::placeholdersOfTemplate(const QVariantMap 
     QStringList names;
     collect(QVariant(templateDictionary), names);
     return names;
+}
+
+QVariantList TriskVXITemplateAssistant::localizedTemplates(const QVariantList &templates, const TriskVXBundle &bundle)
+{
+    static const QString table = QStringLiteral("Templates");
+    QVariantList localized;
+    localized.reserve(templates.size());
+    for (const QVariant &eventTemplate : templates) {
+        if (eventTemplate.typeId() != QMetaType::QVariantMap) {
+            localized.append(eventTemplate);
+            continue;
+        }
+        QVariantMap fields = eventTemplate.toMap();
+        for (const QString &key : { kVXEventName, kVXEventNotes }) {
+            const auto text = fields.find(key);
+            if (text != fields.end() && text->typeId() == QMetaType::QString)
+                *text = bundle.localizedStringForKey(text->toString(), text->toString(), table);
+        }
+        localized.append(fields);
+    }
+    return localized;
 }

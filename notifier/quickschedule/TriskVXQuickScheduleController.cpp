@@ -104,7 +104,7 @@ bool TriskVXQuickScheduleController::init()
                    .arg(path, error.isEmpty() ? QStringLiteral("the root is not an array") : error);
     TRISK_ASSERT(templates.typeId() == QMetaType::QVariantList,
                  QStringLiteral("%1's eventTemplates are malformed").arg(className()));
-    setEventTemplates(templates.toList());
+    setEventTemplates(TriskVXITemplateAssistant::localizedTemplates(templates.toList(), *bundle));
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXIImageAssistant.h"
+#include "TriskVXITemplateAssistant.h"
 #include "TriskVXMenuAlternates.h"
 #include "TriskVXMenuItem.h"
 #include "TriskVXPropertyListSerialization.h"
@@ -46,6 +47,25 @@ QVariantList eventsOfFile(const QString &path, bool isSchedule)
     }
     return events;
 }
+
+// The events of a folder's template files in name order. A missing or unreadable folder gives nothing
+// without a word: most people never make one.
+QVariantList eventsInFolder(const QString &folder)
+{
+    const QDir directory(folder);
+    if (!directory.exists() || !directory.isReadable())
+        return {};
+    QVariantList events;
+    const QFileInfoList files = directory.entryInfoList(QDir::Files, QDir::Name);
+    for (const QFileInfo &file : files) {
+        const QString extension = file.suffix();
+        if (extension == kVXWorkspaceFileExtensionSchedule)
+            events.append(eventsOfFile(file.filePath(), true));
+        else if (extension == kVXWorkspaceFileExtensionEvent)
+            events.append(eventsOfFile(file.filePath(), false));
+    }
+    return events;
+}
 } // namespace
 
 const QList<int> &TriskVXStatusMenuController::quickDelays()
@@ -72,26 +92,14 @@ quint64 TriskVXStatusMenuController::alternateModifierMaskAt(qsizetype position)
 
 QVariantList TriskVXStatusMenuController::quickScheduleEvents() const
 {
-    QStringList folders;
-    if (TriskVXBundle *bundle = TriskVXBundle::mainBundle())
-        folders.append(QDir(bundle->resourceURL().toLocalFile()).filePath(kQuickScheduleFolder));
-    if (workspace() && workspace()->supportFolder().isValid())
-        folders.append(QDir(workspace()->supportFolder().toLocalFile()).filePath(kQuickScheduleFolder));
     QVariantList events;
-    for (const QString &folder : std::as_const(folders)) {
-        const QDir directory(folder);
-        // A missing or unreadable folder is skipped without a word: most people never make one.
-        if (!directory.exists() || !directory.isReadable())
-            continue;
-        const QFileInfoList files = directory.entryInfoList(QDir::Files, QDir::Name);
-        for (const QFileInfo &file : files) {
-            const QString extension = file.suffix();
-            if (extension == kVXWorkspaceFileExtensionSchedule)
-                events.append(eventsOfFile(file.filePath(), true));
-            else if (extension == kVXWorkspaceFileExtensionEvent)
-                events.append(eventsOfFile(file.filePath(), false));
-        }
-    }
+    // The shipped templates speak the person's language; the person's own stay as they wrote them.
+    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
+    if (bundle)
+        events = TriskVXITemplateAssistant::localizedTemplates(
+            eventsInFolder(QDir(bundle->resourceURL().toLocalFile()).filePath(kQuickScheduleFolder)), *bundle);
+    if (workspace() && workspace()->supportFolder().isValid())
+        events.append(eventsInFolder(QDir(workspace()->supportFolder().toLocalFile()).filePath(kQuickScheduleFolder)));
     return events;
 }
 

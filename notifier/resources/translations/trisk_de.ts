@@ -368,4 +368,55 @@ Noch %3</translation>
         <translation>Geplant auf diesem Computer</translation>
     </message>
 </context>
+<context>
+    <name>Templates</name>
+    <message>
+        <source>Shut down</source>
+        <translation>Herunterfahren</translation>
+    </message>
+    <message>
+        <source>Turns the computer off.</source>
+        <translation>Schaltet den Computer aus.</translation>
+    </message>
+    <message>
+        <source>Restart</source>
+        <translation>Neu starten</translation>
+    </message>
+    <message>
+        <source>Restarts the computer.</source>
+        <translation>Startet den Computer neu.</translation>
+    </message>
+    <message>
+        <source>Sleep</source>
+        <translation>Bereitschaft</translation>
+    </message>
+    <message>
+        <source>Puts the computer to sleep.</source>
+        <translation>Versetzt den Computer in Bereitschaft.</translation>
+    </message>
+    <message>
+        <source>Hibernate</source>
+        <translation>Ruhezustand</translation>
+    </message>
+    <message>
+        <source>Saves the session to disk and turns the computer off.</source>
+        <translation>Sichert die Sitzung auf der Festplatte und schaltet den Computer aus.</translation>
+    </message>
+    <message>
+        <source>Log out</source>
+        <translation>Abmelden</translation>
+    </message>
+    <message>
+        <source>Ends every session of the user the scheduler runs as.</source>
+        <translation>Beendet jede Sitzung des Benutzers, unter dem der Planer läuft.</translation>
+    </message>
+    <message>
+        <source>Write a line to the log</source>
+        <translation>Eine Zeile ins Protokoll schreiben</translation>
+    </message>
+    <message>
+        <source>Notes in the scheduler's log that the time has come.</source>
+        <translation>Vermerkt im Protokoll des Planers, dass die Zeit gekommen ist.</translation>
+    </message>
+</context>
 </TS>

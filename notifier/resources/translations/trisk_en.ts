@@ -368,4 +368,55 @@
         <translation>Scheduled on this computer</translation>
     </message>
 </context>
+<context>
+    <name>Templates</name>
+    <message>
+        <source>Shut down</source>
+        <translation>Shut down</translation>
+    </message>
+    <message>
+        <source>Turns the computer off.</source>
+        <translation>Turns the computer off.</translation>
+    </message>
+    <message>
+        <source>Restart</source>
+        <translation>Restart</translation>
+    </message>
+    <message>
+        <source>Restarts the computer.</source>
+        <translation>Restarts the computer.</translation>
+    </message>
+    <message>
+        <source>Sleep</source>
+        <translation>Sleep</translation>
+    </message>
+    <message>
+        <source>Puts the computer to sleep.</source>
+        <translation>Puts the computer to sleep.</translation>
+    </message>
+    <message>
+        <source>Hibernate</source>
+        <translation>Hibernate</translation>
+    </message>
+    <message>
+        <source>Saves the session to disk and turns the computer off.</source>
+        <translation>Saves the session to disk and turns the computer off.</translation>
+    </message>
+    <message>
+        <source>Log out</source>
+        <translation>Log out</translation>
+    </message>
+    <message>
+        <source>Ends every session of the user the scheduler runs as.</source>
+        <translation>Ends every session of the user the scheduler runs as.</translation>
+    </message>
+    <message>
+        <source>Write a line to the log</source>
+        <translation>Write a line to the log</translation>
+    </message>
+    <message>
+        <source>Notes in the scheduler's log that the time has come.</source>
+        <translation>Notes in the scheduler's log that the time has come.</translation>
+    </message>
+</context>
 </TS>
