@@ -23,12 +23,12 @@
 #include <QDateTimeEdit>
 #include <QDir>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QStandardItemModel>
 #include <QTest>
 #include <QTimeZone>
 #include <QToolButton>
 #include <QTranslator>
-#include <QScopeGuard>
 
 #include <algorithm>
 
@@ -191,7 +191,9 @@ void tst_QuickSchedule::shippedTemplatesSpeakThePersonsLanguage()
     QTranslator german;
     QVERIFY(german.load(u"trisk_de"_s, QDir(qEnvironmentVariable("TRISK_RESOURCES")).filePath(u"translations"_s)));
     QCoreApplication::installTranslator(&german);
-    const auto restore = qScopeGuard([&german] { QCoreApplication::removeTranslator(&german); });
+    const auto restore = qScopeGuard([&german] {
+        QCoreApplication::removeTranslator(&german);
+    });
 
     // Every shipped template has its name and notes in German, and the pop-up offers it so.
     QVERIFY(makePanel(m_client->observer()));

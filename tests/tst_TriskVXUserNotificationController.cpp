@@ -8,6 +8,8 @@
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
+#include "TriskVXNotificationCenter.h"
+#include "TriskVXRequestErrorReporter.h"
 #include "TriskVXRequestsController.h"
 #include "TriskVXUserNotificationCenter.h"
 #include "TriskVXUserNotificationController.h"
@@ -133,6 +135,18 @@ void tst_TriskVXUserNotificationController::followsTheService()
     requests->cancelTrigger(triggerID);
     QTRY_VERIFY_WITH_TIMEOUT(m_server->closedByClient() == QList<uint> { night.id }, 10000);
     QCOMPARE(m_server->open().size(), 1);
+
+    // Refused requests are told, and why; the newer failure takes the older one's place on screen.
+    TriskVXRequestErrorReporter reporter(m_center.get(), TriskVXNotificationCenter::defaultCenter());
+    requests->cancelTrigger(triggerID);
+    QTRY_VERIFY_WITH_TIMEOUT(m_server->received().size() == 3, 10000);
+    const RecordingNotificationServer::Notification refused = m_server->received().at(2);
+    QCOMPARE(refused.summary, u"Not carried out: Cancel a trigger"_s);
+    QCOMPARE(refused.body, TriskVXRequestErrorReporter::reasonText(kVXStatusUnknownTrigger));
+    requests->resetTrigger(u"no-such-trigger"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(m_server->received().size() == 4, 10000);
+    QCOMPARE(m_server->received().at(3).summary, u"Halvane did not carry out the request"_s);
+    QCOMPARE(m_server->received().at(3).replacesId, refused.id);
 }
 
 void tst_TriskVXUserNotificationController::reconcilesWhatIsOnScreen()

@@ -3,12 +3,14 @@
 #include "TriskVXDesktopStatusBar.h"
 #include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXLoginNotificationController.h"
+#include "TriskVXNotificationCenter.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
 #include "TriskVXNotifierCommandLine.h"
 #include "TriskVXNotifyController.h"
 #include "TriskVXNotifyEnvironment.h"
 #include "TriskVXQuickScheduleController.h"
+#include "TriskVXRequestErrorReporter.h"
 #include "TriskVXSoftwareUpdateController.h"
 #include "TriskVXStatusBar.h"
 #include "TriskVXStatusMenuController.h"
@@ -42,6 +44,8 @@ int runOnDesktop()
     TriskVXSoftwareUpdateController updates(&notifications, &network, TriskVXClock::systemClock(),
                                             TriskVXDistributedNotificationCenter::defaultCenter());
     updates.init();
+    // What the scheduler refused is told through the same centre.
+    TriskVXRequestErrorReporter failures(&notifications, TriskVXNotificationCenter::defaultCenter());
     // The status bar's items appear in the desktop's panel (or tray) of the session.
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
     // Panels and trays give the item the width its picture and label take.

@@ -220,6 +220,50 @@ Noch %3</translation>
         <source>update-notification.button</source>
         <translation>Aktualisieren</translation>
     </message>
+    <message>
+        <source>REQUEST_ERROR_TITLE</source>
+        <translation>Halvane hat die Anfrage nicht ausgeführt</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_TITLE_SUMMARY</source>
+        <translation>Nicht ausgeführt: %1</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_UNKNOWN_TRIGGER</source>
+        <translation>Der Auslöser steht nicht mehr an: Er wurde inzwischen ausgelöst oder entfernt.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_UNKNOWN_EVENT</source>
+        <translation>Das Ereignis gibt es nicht mehr.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_NOT_AUTHORISED</source>
+        <translation>Sie dürfen das auf diesem Computer nicht.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_INVALID</source>
+        <translation>Der Planer hat es nicht angenommen; vielleicht ist ein Datum inzwischen verstrichen.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_NOT_PERFORMABLE</source>
+        <translation>Das Ereignis kann jetzt nicht ausgeführt werden.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_NOT_SAVED</source>
+        <translation>Der Planer konnte die Änderung nicht speichern.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_TOO_LARGE</source>
+        <translation>Das ist größer, als der Planer annimmt.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_UNREACHABLE</source>
+        <translation>Der Planer ist nicht erreichbar.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_OTHER</source>
+        <translation>Der Planer antwortete mit Status %1.</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
@@ -417,6 +461,29 @@ Noch %3</translation>
     <message>
         <source>Notes in the scheduler's log that the time has come.</source>
         <translation>Vermerkt im Protokoll des Planers, dass die Zeit gekommen ist.</translation>
+    </message>
+</context>
+<context>
+    <name>RequestSummaries</name>
+    <message>
+        <source>Cancel a trigger</source>
+        <translation>Auslöser absagen</translation>
+    </message>
+    <message>
+        <source>Trigger now</source>
+        <translation>Jetzt auslösen</translation>
+    </message>
+    <message>
+        <source>Perform now</source>
+        <translation>Jetzt ausführen</translation>
+    </message>
+    <message>
+        <source>Quick Schedule</source>
+        <translation>Schnellplanung</translation>
+    </message>
+    <message>
+        <source>Quick Schedule: Reset</source>
+        <translation>Schnellplanung: Zurücksetzen</translation>
     </message>
 </context>
 </TS>

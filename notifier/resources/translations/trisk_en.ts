@@ -220,6 +220,50 @@
         <source>update-notification.button</source>
         <translation>Update</translation>
     </message>
+    <message>
+        <source>REQUEST_ERROR_TITLE</source>
+        <translation>Halvane did not carry out the request</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_TITLE_SUMMARY</source>
+        <translation>Not carried out: %1</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_UNKNOWN_TRIGGER</source>
+        <translation>The trigger is no longer pending: it fired or was removed meanwhile.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_UNKNOWN_EVENT</source>
+        <translation>The event no longer exists.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_NOT_AUTHORISED</source>
+        <translation>You are not allowed to do this on this computer.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_INVALID</source>
+        <translation>The scheduler did not accept it; a date may have passed meanwhile.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_NOT_PERFORMABLE</source>
+        <translation>The event cannot be performed now.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_NOT_SAVED</source>
+        <translation>The scheduler could not save the change.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_TOO_LARGE</source>
+        <translation>It is larger than the scheduler accepts.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_UNREACHABLE</source>
+        <translation>The scheduler cannot be reached.</translation>
+    </message>
+    <message>
+        <source>REQUEST_ERROR_OTHER</source>
+        <translation>The scheduler answered with status %1.</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
@@ -417,6 +461,29 @@
     <message>
         <source>Notes in the scheduler's log that the time has come.</source>
         <translation>Notes in the scheduler's log that the time has come.</translation>
+    </message>
+</context>
+<context>
+    <name>RequestSummaries</name>
+    <message>
+        <source>Cancel a trigger</source>
+        <translation>Cancel a trigger</translation>
+    </message>
+    <message>
+        <source>Trigger now</source>
+        <translation>Trigger now</translation>
+    </message>
+    <message>
+        <source>Perform now</source>
+        <translation>Perform now</translation>
+    </message>
+    <message>
+        <source>Quick Schedule</source>
+        <translation>Quick Schedule</translation>
+    </message>
+    <message>
+        <source>Quick Schedule: Reset</source>
+        <translation>Quick Schedule: Reset</translation>
     </message>
 </context>
 </TS>
