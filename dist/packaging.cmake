@@ -41,7 +41,7 @@ set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_NAME trisk-notifier)
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_SECTION utils)
 # The platform plugins (X11, Wayland) are not among the libraries the binary links.
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_DEPENDS "qt6-qpa-plugins")
-set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_RECOMMENDS "halvaned")
+set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_RECOMMENDS "halvaned, x11-xserver-utils")
 set(CPACK_DEBIAN_TRISK-NOTIFIER_PACKAGE_SUGGESTS "qt6-wayland")
 set(CPACK_COMPONENT_TRISK-NOTIFIER_DESCRIPTION "desktop notifier of the Halvane scheduler
 Trisk Notifier shows what the Halvane scheduler is about to do: an item in the
