@@ -20,8 +20,11 @@
 #include <QDir>
 #include <QProcess>
 #include <QScreen>
+#include <QStandardPaths>
 #include <QTest>
 #include <QTimeZone>
+
+#include <xcb/xcb.h>
 
 using namespace Qt::StringLiterals;
 
@@ -33,6 +36,25 @@ const QString kLogin = u"TriskVXLoginNotificationController"_s;
 QString at(qint64 seconds)
 {
     return kNow.addSecs(seconds).toString(Qt::ISODateWithMs);
+}
+
+// The windows on the screen, bottom to top.
+QList<xcb_window_t> viewableStacking()
+{
+    xcb_connection_t *connection = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    QList<xcb_window_t> viewable;
+    xcb_query_tree_reply_t *tree = xcb_query_tree_reply(connection, xcb_query_tree(connection, root), nullptr);
+    const xcb_window_t *children = tree ? xcb_query_tree_children(tree) : nullptr;
+    for (int i = 0; tree && i < xcb_query_tree_children_length(tree); ++i) {
+        xcb_get_window_attributes_reply_t *attributes
+            = xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, children[i]), nullptr);
+        if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
+            viewable.append(children[i]);
+        free(attributes);
+    }
+    free(tree);
+    return viewable;
 }
 } // namespace
 
@@ -183,6 +205,18 @@ void tst_LoginPanel::countDownFollowsTheServiceAtTheLoginScreen()
     QVERIFY(!login()->eventIconView()->pixmap().isNull());
     QCOMPARE(window()->windowOpacity(), 0.8);
     QVERIFY(window()->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
+    // A greeter that maps its full-screen window afterwards does not cover it, though no window manager
+    // stacks windows on this X server, as on a login screen's.
+    const QString xmessage = QStandardPaths::findExecutable(u"xmessage"_s);
+    if (!xmessage.isEmpty()) {
+        const QList<xcb_window_t> before = viewableStacking();
+        QProcess greeter;
+        greeter.start(xmessage, { u"-geometry"_s, u"1280x800+0+0"_s, u"greeter"_s });
+        QTRY_VERIFY_WITH_TIMEOUT(viewableStacking().size() > before.size(), kWait);
+        QTRY_COMPARE_WITH_TIMEOUT(viewableStacking().constLast(), xcb_window_t(window()->winId()), kWait);
+        greeter.kill();
+        greeter.waitForFinished();
+    }
     m_clock.advance(61500);
     QCOMPARE(login()->messageField()->text(), u"“Restart” will be performed at 08:10:00.\n8 min 58 s left."_s);
 

@@ -1,6 +1,7 @@
 #include "TriskVXFloatingPanel.h"
 
 #include "TriskVXPlatformLogging.h"
+#include "TriskVXStackingGuard.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -123,6 +124,7 @@ void TriskVXFloatingPanel::orderFrontRegardless()
         // The window manager reads these hints when the window is mapped.
         m_window->winId();
         applyWindowManagerHints();
+        TriskVXStackingGuard::ensureWatching();
         m_window->show();
         return;
     }
