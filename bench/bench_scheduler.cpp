@@ -1,7 +1,8 @@
 // halvaned's figures: start-up with a store of 10,000 events (the process, until its name is on the bus
 // and it answers), queue recomputation after one change with 10,000 events (in process), the time and
 // bytes of saving one small change (the store, a journal, the whole state file), and sustained requests
-// per second from 4 concurrent clients with the store on and off. Run under dbus-run-session (bench/run).
+// per second from 4 concurrent clients with the store on and off, with the same events stored. Run under
+// dbus-run-session (bench/run).
 #include "BenchEvents.h"
 #include "BenchStatistics.h"
 #include "HalvaneScheduler.h"
@@ -208,26 +209,31 @@ int main(int argc, char *argv[])
     }
     if (qEnvironmentVariableIsSet("BENCH_KEEP_STATE"))
         QFile::copy(service.stateFile(), qEnvironmentVariable("BENCH_KEEP_STATE"));
-    QList<qint64> startups;
-    for (int i = 0; i < 5; ++i) {
-        timer.start();
-        if (!service.start())
-            return 1;
-        QDBusMessage ping = QDBusMessage::createMethodCall(service.serviceName(), kVXDBusObjectPath, kVXDBusInterface,
-                                                           kVXDBusMethodAuthenticate);
-        QDBusConnection::sessionBus().call(ping);
-        startups.append(timer.nsecsElapsed());
-        service.stop();
+    // The same without a store: what starting the process and taking the name cost alone.
+    for (const bool withStore : { true, false }) {
+        QList<qint64> startups;
+        for (int i = 0; i < 5; ++i) {
+            timer.start();
+            if (!service.start(withStore ? QStringList() : QStringList { QStringLiteral("--no-state") }))
+                return 1;
+            QDBusMessage ping = QDBusMessage::createMethodCall(service.serviceName(), kVXDBusObjectPath,
+                                                               kVXDBusInterface, kVXDBusMethodAuthenticate);
+            QDBusConnection::sessionBus().call(ping);
+            startups.append(timer.nsecsElapsed());
+            service.stop();
+        }
+        BenchStatistics::report(out,
+                                withStore
+                                    ? QStringLiteral("halvaned start-up with %1 events (until it answers)").arg(count)
+                                    : QStringLiteral("halvaned start-up without a store (until it answers)"),
+                                startups);
     }
-    BenchStatistics::report(out, QStringLiteral("halvaned start-up with %1 events (until it answers)").arg(count),
-                            startups);
 
-    // Throughput: 4 clients, each with one request in flight at a time, for 5 seconds, on a small store.
-    // With the store, then without it, for the share of the in-memory rate that saving leaves.
+    // Throughput: 4 clients, each with one request in flight at a time, for 5 seconds, with the same events
+    // stored first. With the store, then without it, for the share of the in-memory rate that saving leaves.
     for (const bool saved : { true, false }) {
         HalvanedProcess small;
-        if (!small.start(saved ? QStringList { QStringLiteral("--demo") }
-                               : QStringList { QStringLiteral("--demo"), QStringLiteral("--no-state") }))
+        if (!small.start(saved ? QStringList() : QStringList { QStringLiteral("--no-state") }))
             return 1;
         const int clients = 4;
         QList<std::shared_ptr<TriskVXConnection>> connections;
@@ -245,6 +251,24 @@ int main(int argc, char *argv[])
                 },
                 30000))
             return 1;
+        for (qsizetype first = 0; first < events.size(); first += 2000) {
+            const TriskVXRequest storing(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events.mid(first, 2000) } });
+            bool answered = false;
+            bool stored = false;
+            connections.first()->send(&storing, [&](const TriskVXResponse &response) {
+                answered = true;
+                stored = response.succeeded();
+            });
+            if (!waitFor(
+                    [&] {
+                        return answered;
+                    },
+                    60000)
+                || !stored) {
+                out << QStringLiteral("cannot store the events in the service") << Qt::endl;
+                return 1;
+            }
+        }
         qint64 completed = 0;
         qint64 failed = 0;
         bool running = true;
@@ -269,12 +293,14 @@ int main(int argc, char *argv[])
         running = false;
         const double elapsed = timer.nsecsElapsed() / 1e9;
         out << QStringLiteral(
-                   "4 concurrent clients, state-changing requests (%5): %1 requests/s (%2 in %3 s, %4 failed)")
+                   "4 concurrent clients, %6 events, state-changing requests (%5): %1 requests/s (%2 in %3 s, %4 "
+                   "failed)")
                    .arg(completed / elapsed, 0, 'f', 0)
                    .arg(completed)
                    .arg(elapsed, 0, 'f', 1)
                    .arg(failed)
                    .arg(saved ? QStringLiteral("each saved before it is answered") : QStringLiteral("store off"))
+                   .arg(count)
             << Qt::endl;
         // The clients' last answers arrive before the next service starts.
         waitFor(

@@ -157,6 +157,11 @@ int HalvaneDaemon::run(const QStringList &arguments)
             return 1;
         }
     }
+    // The first pass (what came due while the service was down) runs before there is anything to announce
+    // it to: clients read the state it leaves once the name is on the bus.
+    scheduler.start();
+    if (persistence)
+        persistence->saveNow();
 
     std::unique_ptr<HalvaneAuthority> authority;
     if (rightsKind == QLatin1String("polkit")) {
@@ -189,9 +194,6 @@ int HalvaneDaemon::run(const QStringList &arguments)
         testClockObject = std::make_unique<HalvaneTestClock>(testClock.get());
         bus.registerObject(kTestClockPath, testClockObject.get());
     }
-    scheduler.start();
-    if (persistence)
-        persistence->saveNow();
     qCInfo(lcHalvaned).noquote() << QStringLiteral("serving %1 on the %2 bus%3")
                                         .arg(parser.value(nameOption), busSetting,
                                              dryRun ? QStringLiteral(" (dry run)") : QString());

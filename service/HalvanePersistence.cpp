@@ -42,6 +42,9 @@ HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QStrin
     m_thread.start();
     m_retry.setSingleShot(true);
     connect(&m_retry, &QTimer::timeout, this, &HalvanePersistence::schedule);
+    m_gather.setSingleShot(true);
+    m_gather.setTimerType(Qt::PreciseTimer);
+    connect(&m_gather, &QTimer::timeout, this, &HalvanePersistence::schedule);
     connect(m_scheduler, &HalvaneScheduler::stateChanged, this, [this] {
         ++m_changes;
         schedule();
@@ -142,6 +145,10 @@ void HalvanePersistence::whenSaved(std::function<void(bool)> done)
         return;
     }
     m_waiting.append({ m_changes, std::move(done) });
+    if (m_gather.isActive() && m_waiting.size() >= m_gatherTarget) {
+        m_gather.stop();
+        schedule();
+    }
 }
 
 void HalvanePersistence::schedule()
@@ -157,9 +164,10 @@ void HalvanePersistence::schedule()
 void HalvanePersistence::startWrite()
 {
     m_scheduled = false;
-    if (!isDirty() || m_writing || m_retry.isActive())
+    if (!isDirty() || m_writing || m_retry.isActive() || m_gather.isActive())
         return;
     m_writing = true;
+    m_writeClock.start();
     takeChanges();
     // The rows are implicitly shared: the writer reads its own copy while the scheduler goes on.
     QMetaObject::invokeMethod(m_writer, [writer = m_writer, deltas = m_unsaved, generation = m_changes] {
@@ -180,7 +188,14 @@ void HalvanePersistence::written(quint64 generation, bool saved, const QString &
     } else {
         refused(error);
     }
-    answer(generation, saved);
+    const qsizetype answered = answer(generation, saved);
+    // The callers just answered tend to send their next request at once. Writing what is waiting now would
+    // leave them for the write after, which settles into groups of half the callers; waiting for them, no
+    // longer than a write takes, lets one sync serve them all.
+    if (saved && answered > 0) {
+        m_gatherTarget = m_waiting.size() + answered;
+        m_gather.start(int(qBound(qint64(1), m_writeClock.elapsed(), kLongestGatherMs)));
+    }
     if (isDirty())
         schedule();
 }
@@ -195,7 +210,7 @@ void HalvanePersistence::refused(const QString &error)
     m_retry.start(m_retryDelay);
 }
 
-void HalvanePersistence::answer(quint64 generation, bool saved)
+qsizetype HalvanePersistence::answer(quint64 generation, bool saved)
 {
     QList<std::function<void(bool)>> ready;
     m_waiting.removeIf([&](const QPair<quint64, std::function<void(bool)>> &waiting) {
@@ -206,6 +221,7 @@ void HalvanePersistence::answer(quint64 generation, bool saved)
     });
     for (const auto &done : std::as_const(ready))
         done(saved);
+    return ready.size();
 }
 
 void HalvanePersistence::saveNow()
@@ -213,6 +229,7 @@ void HalvanePersistence::saveNow()
     while (m_writing)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
     m_scheduled = false;
+    m_gather.stop();
     if (!isDirty())
         return;
     m_retry.stop();

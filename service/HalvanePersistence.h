@@ -3,6 +3,7 @@
 #include "HalvaneStateDelta.h"
 #include "HalvaneStore.h"
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QPair>
@@ -18,8 +19,8 @@ class HalvaneStateWriter;
 // Keeps the scheduler's state in its store (HalvaneStore): loads it at start (an unreadable store is kept
 // aside and the service starts empty; the state file of earlier versions is moved into a new store), and
 // saves what changed after every change on a writer thread, all the changes made while a write was under
-// way in the next one. Answers to requests wait for the save that holds their change, so that no
-// acknowledged change is lost.
+// way in the next one (with the next requests of the callers just answered, when they come quickly). Answers to
+// requests wait for the save that holds their change, so that no acknowledged change is lost.
 class HalvanePersistence : public QObject
 {
     Q_OBJECT
@@ -50,7 +51,8 @@ private:
     void schedule();
     void startWrite();
     void written(quint64 generation, bool saved, const QString &error);
-    void answer(quint64 generation, bool saved);
+    // Runs the callbacks waiting for that save; the answer is how many ran.
+    qsizetype answer(quint64 generation, bool saved);
     void refused(const QString &error);
 
     HalvaneScheduler *m_scheduler;
@@ -73,5 +75,11 @@ private:
     int m_retryDelay = 0;
     QTimer m_retry;
     QString m_failure;
+    // After a save, the next write waits until as many requests wait as there were then plus those just
+    // answered, or this timer runs out: at most as long as the last write took, and never over 3 ms.
+    static constexpr qint64 kLongestGatherMs = 3;
+    QTimer m_gather;
+    qsizetype m_gatherTarget = 0;
+    QElapsedTimer m_writeClock;
     QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };

@@ -13,6 +13,8 @@
 
 #include <QTimer>
 
+#include <optional>
+
 #include <algorithm>
 
 namespace {
@@ -316,12 +318,15 @@ HalvaneResult HalvaneScheduler::setEnabled(const QVariantMap &parameters)
     if (!checkParameters(parameters, { { kVXRPCParameterEnabled, QMetaType::Bool, true } }, &result))
         return result;
     const bool enabled = parameters.value(kVXRPCParameterEnabled).toBool();
-    if (enabled != m_enabled) {
-        m_enabled = enabled;
-        m_touchedEnabled = true;
-        Q_EMIT stateChanged();
-    }
-    handleDue();
+    if (enabled == m_enabled)
+        return result;
+    m_enabled = enabled;
+    m_touchedEnabled = true;
+    Q_EMIT stateChanged();
+    // The queue does not depend on it (firings that come due while disabled pass unperformed when they
+    // come): only the flag itself is published again, without a pass over every trigger.
+    m_published.insert(kVXObserveSchedulerEnabled, m_enabled);
+    Q_EMIT variablesChanged({ kVXObserveSchedulerEnabled });
     return result;
 }
 
@@ -506,22 +511,32 @@ void HalvaneScheduler::republish(const QList<QueuedFiring> &firings)
         Q_EMIT variablesChanged(changed);
 }
 
+void HalvaneScheduler::publishSoon()
+{
+    if (m_publishPending)
+        return;
+    m_publishPending = true;
+    QTimer::singleShot(0, this, [this] {
+        m_publishPending = false;
+        republish(queue());
+    });
+}
+
 void HalvaneScheduler::scheduleWake(const QList<QueuedFiring> &firings)
 {
-    const QDateTime now = m_clock->now();
-    QDateTime wake;
+    // In milliseconds, from what the queue already holds: this runs after every change, over every firing.
+    const qint64 now = m_clock->now().toMSecsSinceEpoch();
+    std::optional<qint64> wake;
     for (const QueuedFiring &firing : firings) {
-        const QVariantMap event = m_store.event(firing.eventID);
-        const QDateTime boundaries[]
-            = { firing.date.addSecs(-secondsOf(event, kVXEventNoticePeriod, kDefaultNoticePeriodSeconds)),
-                firing.date.addSecs(-secondsOf(event, kVXEventWarningLead, kDefaultWarningLeadSeconds)), firing.date };
-        for (const QDateTime &boundary : boundaries) {
-            if (boundary > now && (!wake.isValid() || boundary < wake))
+        const qint64 boundaries[]
+            = { firing.msecs - firing.noticeSeconds * 1000, firing.msecs - firing.leadSeconds * 1000, firing.msecs };
+        for (const qint64 boundary : boundaries) {
+            if (boundary > now && (!wake || boundary < *wake))
                 wake = boundary;
         }
     }
-    if (wake.isValid())
-        m_timer->start(wake);
+    if (wake)
+        m_timer->start(QDateTime::fromMSecsSinceEpoch(*wake, Qt::UTC));
     else
         m_timer->stop();
 }
@@ -661,7 +676,7 @@ void HalvaneScheduler::startPerforming(const QString &eventID, const QString &wh
             m_activeCount.remove(eventID);
             m_activeOrder.removeAll(eventID);
         }
-        republish(queue());
+        publishSoon();
     };
     if (m_performer) {
         m_performer->perform(event, why, finished);
@@ -741,7 +756,8 @@ bool HalvaneScheduler::restore(const QVariantMap &propertyList, QString *error, 
     m_touchedTriggers = kind == Restore::Replacing ? QSet<QString>() : mended;
     storeChanged();
     m_enabled = propertyList.value(kEnabledKey).toBool();
-    republish(queue());
+    // Published by the pass that follows (start, or the import's), not here: with a large schedule each
+    // pass costs tens of milliseconds, and a start waits for them.
     return true;
 }
 
@@ -798,7 +814,6 @@ HalvaneResult HalvaneScheduler::importState(const QVariantMap &propertyList)
             kVXStatusInvalidParameter,
             QStringLiteral("the schedule cannot be imported: %1").arg(HalvaneLimits::clipped(error, 1000)));
     Q_EMIT stateChanged();
-    if (m_started)
-        handleDue();
+    handleDue();
     return HalvaneResult::ok();
 }

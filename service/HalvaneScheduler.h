@@ -50,6 +50,7 @@ public:
     // refuses a list it cannot read whole and then changes nothing. Replacing: the whole state is to be
     // saved afresh (an import, a migrated state file); FromStore: the store holds this state already, and
     // only what restoring had to mend (states of unknown triggers, missing anchors) is to be saved.
+    // restore publishes nothing: start() does, as does every later pass.
     enum class Restore { Replacing, FromStore };
     QVariantMap toPropertyList() const;
     bool restore(const QVariantMap &propertyList, QString *error, Restore kind = Restore::Replacing);
@@ -112,6 +113,9 @@ private:
     void touchTrigger(const QString &triggerID) { m_touchedTriggers.insert(triggerID); }
     QVariantMap queuedTriggerRecord(const QueuedFiring &firing) const;
     void republish(const QList<QueuedFiring> &firings);
+    // Publishes once the event loop turns: the many performances a start or a wake ends make one pass
+    // over the queue, not one each.
+    void publishSoon();
     void handleDue(Pass pass = Pass::Running);
     void consume(const QueuedFiring &firing);
     bool sweepCancelled(const QDateTime &now);
@@ -141,6 +145,7 @@ private:
     QStringList m_activeOrder;
     QHash<QString, int> m_activeCount;
     QHash<QString, QVariant> m_published;
+    bool m_publishPending = false;
     // Unsaved changes: events in the order they were first stored, so that new rows keep it.
     QStringList m_touchedEventOrder;
     QSet<QString> m_touchedEvents;

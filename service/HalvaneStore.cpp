@@ -61,22 +61,6 @@ public:
 
     bool isValid() const { return m_status == SQLITE_OK; }
     sqlite3_stmt *get() const { return m_statement; }
-    void bindText(int index, const QString &text)
-    {
-        const QByteArray utf8 = text.toUtf8();
-        sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
-    }
-    void bindBlob(int index, const QByteArray &bytes)
-    {
-        sqlite3_bind_blob(m_statement, index, bytes.constData(), int(bytes.size()), SQLITE_TRANSIENT);
-    }
-    // Runs a statement that answers no rows, ready to be bound again.
-    bool run()
-    {
-        const int status = sqlite3_step(m_statement);
-        sqlite3_reset(m_statement);
-        return status == SQLITE_DONE;
-    }
 
 private:
     sqlite3_stmt *m_statement = nullptr;
@@ -96,6 +80,10 @@ HalvaneStore::~HalvaneStore()
 
 void HalvaneStore::close()
 {
+    for (sqlite3_stmt *statement : std::as_const(m_statements))
+        sqlite3_finalize(statement);
+    m_statements.clear();
+    m_hasTables = false;
     // _v2: statements still in scope finish the closing when they are finalised.
     sqlite3_close_v2(m_db);
     m_db = nullptr;
@@ -114,6 +102,24 @@ bool HalvaneStore::execute(const char *sql, QString *error)
     *error = QStringLiteral("%1: %2").arg(m_path, QString::fromUtf8(message ? message : "unknown error"));
     sqlite3_free(message);
     return false;
+}
+
+sqlite3_stmt *HalvaneStore::prepared(const char *sql)
+{
+    sqlite3_stmt *&statement = m_statements[sql];
+    if (!statement && sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+        m_statements.remove(sql);
+    return m_statements.value(sql);
+}
+
+bool HalvaneStore::run(sqlite3_stmt *statement)
+{
+    if (!statement)
+        return false;
+    const int status = sqlite3_step(statement);
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
+    return status == SQLITE_DONE || status == SQLITE_ROW;
 }
 
 bool HalvaneStore::open(bool create, QString *error)
@@ -235,10 +241,13 @@ bool HalvaneStore::apply(const QList<HalvaneStateDelta> &deltas, QString *error)
 {
     if (!open(true, error))
         return false;
-    if (!execute("BEGIN IMMEDIATE", error))
+    if (!run(prepared("BEGIN IMMEDIATE"))) {
+        *error = QStringLiteral("cannot write %1: %2").arg(m_path, lastError());
         return false;
+    }
     bool applied = true;
-    {
+    const bool tablesKnown = m_hasTables;
+    if (!tablesKnown) {
         Statement format(m_db, "SELECT user_version FROM pragma_user_version");
         applied = format.isValid() && sqlite3_step(format.get()) == SQLITE_ROW;
         // A store made but never committed gets its tables in the transaction of its first change.
@@ -257,12 +266,17 @@ bool HalvaneStore::apply(const QList<HalvaneStateDelta> &deltas, QString *error)
             break;
         applied = applyOne(delta, error);
     }
-    if (applied && execute("COMMIT", error))
+    // The commit syncs the log (synchronous=FULL): once it returns, the change survives a crash.
+    if (applied && run(prepared("COMMIT"))) {
+        m_hasTables = true;
         return true;
+    }
     if (error->isEmpty())
-        *error = QStringLiteral("%1: %2").arg(m_path, lastError());
-    QString ignored;
-    execute("ROLLBACK", &ignored);
+        *error = QStringLiteral("cannot write %1: %2").arg(m_path, lastError());
+    // A failed commit may have ended the transaction already; then there is nothing to roll back.
+    if (!sqlite3_get_autocommit(m_db))
+        run(prepared("ROLLBACK"));
+    m_hasTables = tablesKnown;
     return false;
 }
 
@@ -275,23 +289,26 @@ bool HalvaneStore::applyOne(const HalvaneStateDelta &delta, QString *error)
     if (delta.whole && !execute("DELETE FROM events; DELETE FROM trigger_states;", error))
         return false;
     if (delta.enabled) {
-        Statement enabled(m_db, "INSERT OR REPLACE INTO settings(key, value) VALUES('enabled', ?1)");
-        enabled.bindBlob(1, encoded(*delta.enabled));
-        if (!enabled.isValid() || !enabled.run())
+        sqlite3_stmt *enabled = prepared("INSERT OR REPLACE INTO settings(key, value) VALUES('enabled', ?1)");
+        const QByteArray value = encoded(*delta.enabled);
+        if (!enabled || sqlite3_bind_blob(enabled, 1, value.constData(), int(value.size()), SQLITE_STATIC) != SQLITE_OK
+            || !run(enabled))
             return failed();
     }
     auto writeRows
         = [&](const QList<QPair<QString, std::optional<QVariantMap>>> &rows, const char *upsert, const char *remove) {
-              Statement write(m_db, upsert);
-              Statement erase(m_db, remove);
-              if (!write.isValid() || !erase.isValid())
-                  return false;
               for (const auto &[id, value] : rows) {
-                  Statement &statement = value ? write : erase;
-                  statement.bindText(1, id);
-                  if (value)
-                      statement.bindBlob(2, encoded(*value));
-                  if (!statement.run())
+                  sqlite3_stmt *statement = prepared(value ? upsert : remove);
+                  if (!statement)
+                      return false;
+                  // Bound as static: both stay alive until the statement has run.
+                  const QByteArray utf8 = id.toUtf8();
+                  const QByteArray bytes = value ? encoded(*value) : QByteArray();
+                  if (sqlite3_bind_text(statement, 1, utf8.constData(), int(utf8.size()), SQLITE_STATIC) != SQLITE_OK
+                      || (value
+                          && sqlite3_bind_blob(statement, 2, bytes.constData(), int(bytes.size()), SQLITE_STATIC)
+                              != SQLITE_OK)
+                      || !run(statement))
                       return false;
               }
               return true;

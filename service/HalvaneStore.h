@@ -2,10 +2,12 @@
 
 #include "HalvaneStateDelta.h"
 
+#include <QHash>
 #include <QString>
 #include <QVariantMap>
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 // The service's store: an SQLite database in WAL mode with one row per event and per trigger state, so
 // that a save writes what changed and nothing else, in one transaction synced before it counts as done.
@@ -39,9 +41,18 @@ public:
 private:
     bool open(bool create, QString *error);
     bool execute(const char *sql, QString *error);
+    // A statement of the write path, prepared once per open store and reset after each use; null when
+    // SQLite refuses it.
+    sqlite3_stmt *prepared(const char *sql);
+    // Runs a prepared statement that answers no rows, and readies it for the next use.
+    bool run(sqlite3_stmt *statement);
     bool applyOne(const HalvaneStateDelta &delta, QString *error);
     QString lastError() const;
 
     QString m_path;
     sqlite3 *m_db = nullptr;
+    // By the address of their (literal) text.
+    QHash<const char *, sqlite3_stmt *> m_statements;
+    // The tables exist: known after the first write, not asked again at every one.
+    bool m_hasTables = false;
 };

@@ -5,9 +5,11 @@
 #include "NotADate.h"
 #include "PrivateBus.h"
 #include "ServiceClient.h"
+#include "TriskVXConnection.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDBusPropertyList.h"
 #include "TriskVXPropertyListSerialization.h"
+#include "TriskVXRequest.h"
 #include "WaitFor.h"
 
 #include <QDBusConnection>
@@ -140,6 +142,7 @@ private Q_SLOTS:
     void unreadableStoreIsKeptAside();
     void killAfterAnAnswerLosesNothing_data();
     void killAfterAnAnswerLosesNothing();
+    void concurrentCallersLoseNothingAnswered();
     void stateFileMovesIntoTheStore();
     void storeOfANewerVersionIsRefused();
     void exportAndImportRoundTrip();
@@ -456,6 +459,48 @@ void tst_HalvaneService::killAfterAnAnswerLosesNothing()
     QVERIFY(m_service->kill());
     QVERIFY(start());
     QCOMPARE(everything(*m_client), reset);
+}
+
+void tst_HalvaneService::concurrentCallersLoseNothingAnswered()
+{
+    // Callers on connections of their own, each sending its next request the moment it is answered: the
+    // writes then group the requests of several callers, and each answer still means its change is on disk.
+    QVERIFY(start());
+    const int callers = 4;
+    const int rounds = 6;
+    QList<std::shared_ptr<TriskVXConnection>> connections;
+    QList<int> answered(callers, 0);
+    for (int i = 0; i < callers; ++i)
+        connections.append(
+            std::shared_ptr<TriskVXConnection>(TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(
+                QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"caller-%1"_s.arg(i)),
+                m_service->serviceName()))));
+    QVERIFY(waitFor([&] {
+        return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
+            return c->isValid();
+        });
+    }));
+    std::function<void(int)> send = [&](int caller) {
+        const QString id = u"c%1"_s.arg(caller);
+        const QString time = u"0%1:%2"_s.arg(caller).arg(answered.at(caller), 2, 10, QLatin1Char('0'));
+        const TriskVXRequest request(kVXRPCEventStoreStore, storing({ makeEvent(id, { daily(time, id) }) }));
+        connections.at(caller)->send(&request, [&, caller](const TriskVXResponse &response) {
+            QVERIFY(response.succeeded());
+            if (++answered[caller] < rounds)
+                send(caller);
+        });
+    };
+    for (int i = 0; i < callers; ++i)
+        send(i);
+    QVERIFY(waitFor([&] {
+        return std::all_of(answered.cbegin(), answered.cend(), [&](int count) {
+            return count == rounds;
+        });
+    }));
+    QVERIFY(m_service->kill());
+    QVERIFY(start());
+    for (int i = 0; i < callers; ++i)
+        QCOMPARE(m_client->pendingDate(u"c%1"_s.arg(i)).time(), QTime(i, rounds - 1));
 }
 
 void tst_HalvaneService::stateFileMovesIntoTheStore()

@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
+#include <QDBusServiceWatcher>
 
 namespace {
 const int kStartTimeout = 10000;
@@ -32,7 +33,9 @@ QString HalvanedProcess::uniqueServiceName()
 
 bool HalvanedProcess::waitForOwner(bool owned)
 {
-    // A process that ended will never own its name.
+    // The bus announces the change of owner, which ends the wait at once; a process that ended will never
+    // own its name.
+    const QDBusServiceWatcher watcher(m_serviceName, bus());
     return waitFor(
                [&] {
                    return bus().interface()->isServiceRegistered(m_serviceName).value() == owned
