@@ -122,13 +122,14 @@ void tst_Shipping::packages()
             u"usr/share/polkit-1/actions/org.halvane.scheduler.policy"_s,
             u"usr/share/bash-completion/completions/halvanectl"_s, u"usr/share/man/man1/halvanectl.1.gz"_s } },
         { u"trisk-notifier"_s,
-          { u"libqt6widgets6"_s, u"qt6-qpa-plugins"_s },
-          { u"usr/bin/trisk-notifier"_s, u"usr/share/trisk-notifier/Info.plist"_s,
-            u"usr/share/trisk-notifier/translations/trisk_de.qm"_s,
+          { u"libqt6widgets6"_s, u"qt6-qpa-plugins"_s, u"libqt6network6"_s },
+          { u"usr/bin/trisk-notifier"_s, u"usr/" TRISK_MODULE_DIR "/libtrisk-updrift-network.so"_s,
+            u"usr/share/trisk-notifier/Info.plist"_s, u"usr/share/trisk-notifier/translations/trisk_de.qm"_s,
             u"usr/share/applications/org.halvane.TriskNotifier.desktop"_s,
             u"etc/xdg/autostart/org.halvane.TriskNotifier.desktop"_s,
             u"usr/share/metainfo/org.halvane.TriskNotifier.metainfo.xml"_s,
-            u"usr/share/icons/hicolor/scalable/apps/trisk-notifier.svg"_s, u"usr/share/man/man1/trisk-notifier.1.gz"_s } },
+            u"usr/share/icons/hicolor/scalable/apps/trisk-notifier.svg"_s,
+            u"usr/share/man/man1/trisk-notifier.1.gz"_s } },
     };
     for (const Package &package : packages) {
         const QString deb = work.filePath(package.name + u"_" TRISK_VERSION "_amd64.deb"_s);

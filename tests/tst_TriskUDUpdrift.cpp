@@ -1,13 +1,13 @@
 // The update checker against a feed served by the test on 127.0.0.1: which releases count as updates,
 // every way a check can fail, and the last check kept across runs. Version ordering in a table.
 #include "FeedServer.h"
+#include "TriskUDFeedFetcherModule.h"
 #include "TriskUDReleasesFeed.h"
 #include "TriskUDUpdrift.h"
 #include "TriskVXClock.h"
 #include "WaitFor.h"
 
 #include <QFile>
-#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
@@ -42,12 +42,14 @@ private Q_SLOTS:
     void answersEachCheck_data();
     void answersEachCheck();
     void keepsTheLastCheckAcrossRuns();
+    void loadsTheNetworkModuleAtTheFirstCheck();
     void readsTheProjectsOwnMetainfo();
 
 private:
     Answer check(TriskUDUpdrift &updrift, const QUrl &url, const QString &version = u"1.2.0"_s);
 
-    QNetworkAccessManager m_network;
+    // The module as the program loads it.
+    const TriskUDFeedFetcherFactory m_network = TriskUDFeedFetcherModule::factory();
     TriskVXClock m_clock;
     std::unique_ptr<QTemporaryDir> m_state;
 };
@@ -140,6 +142,11 @@ void tst_TriskUDUpdrift::answersEachCheck_data()
                                    << u"did not answer within 300 ms"_s;
     QTest::newRow("plain http elsewhere") << 200 << releases << true << u"http://example.org/releases.xml"_s
                                           << QStringList() << u"is not an https address"_s;
+    QTest::newRow("plain http, loopback in name only")
+        << 200 << releases << true << u"http://127.0.0.1.example.org/releases.xml"_s << QStringList()
+        << u"is not an https address"_s;
+    QTest::newRow("plain http, past the loopback net") << 200 << releases << true << u"http://128.0.0.1/releases.xml"_s
+                                                       << QStringList() << u"is not an https address"_s;
     QTest::newRow("not an address") << 200 << releases << true << u"releases.xml"_s << QStringList()
                                     << u"is not an https address"_s;
     QTest::newRow("nothing listens") << 200 << releases << true << u"https://127.0.0.1:1/releases.xml"_s
@@ -160,7 +167,7 @@ void tst_TriskUDUpdrift::answersEachCheck()
         server.replyNever();
     else
         server.reply(status, body, withLength);
-    TriskUDUpdrift updrift(&m_network, &m_clock);
+    TriskUDUpdrift updrift(m_network, &m_clock);
     updrift.setStateFile(m_state->filePath(u"state.plist"_s));
     updrift.setMaximumBytes(status == 200 && body.startsWith(' ') ? 1000 : 1024 * 1024);
     updrift.setTimeoutMSecs(300);
@@ -179,7 +186,7 @@ void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
     server.reply(200, feed("<release version=\"1.0\"/>"));
     const QString state = m_state->filePath(u"config/state.plist"_s);
     {
-        TriskUDUpdrift first(&m_network, &m_clock);
+        TriskUDUpdrift first(m_network, &m_clock);
         first.setStateFile(state);
         QVERIFY(!first.lastCheck().isValid());
         QVERIFY(check(first, server.url()).error.isEmpty());
@@ -188,7 +195,7 @@ void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
         QVERIFY(check(first, server.url()).error.contains(u"running already"_s));
     }
     m_clock.setNow(kNow.addDays(3));
-    TriskUDUpdrift second(&m_network, &m_clock);
+    TriskUDUpdrift second(m_network, &m_clock);
     second.setStateFile(state);
     QCOMPARE(second.lastCheck(), kNow);
 
@@ -198,6 +205,31 @@ void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
     broken.close();
     second.setStateFile(state);
     QVERIFY(!second.lastCheck().isValid());
+}
+
+void tst_TriskUDUpdrift::loadsTheNetworkModuleAtTheFirstCheck()
+{
+    FeedServer server;
+    server.reply(200, feed("<release version=\"1.3\"/>"));
+    int made = 0;
+    TriskUDUpdrift updrift(
+        [this, &made](QString *error) {
+            ++made;
+            return m_network(error);
+        },
+        &m_clock);
+    updrift.setStateFile(m_state->filePath(u"state.plist"_s));
+    QCOMPARE(made, 0);
+    QCOMPARE(check(updrift, server.url()).versions, QStringList { u"1.3"_s });
+    QCOMPARE(check(updrift, server.url()).versions, QStringList { u"1.3"_s });
+    QCOMPARE(made, 1);
+
+    // A module that cannot be loaded fails the check with the reason, and nothing else.
+    TriskUDUpdrift missing(TriskUDFeedFetcherModule::factory(m_state->filePath(u"none.so"_s)), &m_clock);
+    missing.setStateFile(m_state->filePath(u"state2.plist"_s));
+    const Answer answer = check(missing, server.url());
+    QVERIFY2(answer.error.contains(u"cannot load the network module"_s), qPrintable(answer.error));
+    QVERIFY(!missing.isChecking() && !missing.lastCheck().isValid());
 }
 
 void tst_TriskUDUpdrift::readsTheProjectsOwnMetainfo()

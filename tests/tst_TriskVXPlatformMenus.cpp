@@ -6,6 +6,8 @@
 
 #include <QAction>
 #include <QFile>
+#include <QFormLayout>
+#include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -33,6 +35,7 @@ class tst_TriskVXPlatformMenus : public QObject
 
 private Q_SLOTS:
     void interfaceFiles();
+    void interfaceFileLayoutsAndMenus();
     void menuItems();
 };
 
@@ -67,6 +70,53 @@ void tst_TriskVXPlatformMenus::interfaceFiles()
     file.close();
     QVERIFY(!TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
     QVERIFY2(error.contains(u"is not an interface file"_s), qPrintable(error));
+}
+
+void tst_TriskVXPlatformMenus::interfaceFileLayoutsAndMenus()
+{
+    QTemporaryDir folder;
+    QFile file(folder.filePath(u"Form.ui"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(R"(<ui version="4.0"><class>Form</class><widget class="QWidget" name="form">
+ <property name="geometry"><rect><x>40</x><y>50</y><width>300</width><height>120</height></rect></property>
+ <layout class="QFormLayout" name="formLayout"><property name="leftMargin"><number>7</number></property>
+  <property name="labelAlignment"><set>Qt::AlignRight|Qt::AlignVCenter</set></property>
+  <item row="0" column="0"><widget class="QLabel" name="label"><property name="buddy"><cstring>field</cstring></property>
+   <property name="textFormat"><enum>Qt::PlainText</enum></property></widget></item>
+  <item row="0" column="1"><widget class="QComboBox" name="field"/></item>
+ </layout>
+ <widget class="QMenu" name="menu"><addaction name="first"/><addaction name="separator"/><addaction name="second"/></widget>
+ <action name="first"><property name="font"><font><bold>true</bold></font></property></action>
+ <action name="second"/></widget></ui>)");
+    file.close();
+    Target owner;
+    QString error;
+    std::unique_ptr<QWidget> root(TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+    QVERIFY2(root, qPrintable(error));
+    // The top widget takes the size of its geometry, not its place.
+    QCOMPARE(root->size(), QSize(300, 120));
+    QCOMPARE(root->pos(), QPoint(0, 0));
+    auto *layout = qobject_cast<QFormLayout *>(root->layout());
+    QVERIFY(layout);
+    QCOMPARE(layout->contentsMargins().left(), 7);
+    QCOMPARE(layout->labelAlignment(), Qt::AlignRight | Qt::AlignVCenter);
+    auto *label = root->findChild<QLabel *>(u"label"_s);
+    QCOMPARE(layout->itemAt(0, QFormLayout::FieldRole)->widget(), label->buddy());
+    QCOMPARE(label->textFormat(), Qt::PlainText);
+    // Actions declared after the menu that lists them, in its order, separator included.
+    const QList<QAction *> items = root->findChild<QMenu *>(u"menu"_s)->actions();
+    QCOMPARE(items.size(), 3);
+    QCOMPARE(items.at(0)->objectName(), u"first"_s);
+    QVERIFY(items.at(0)->font().bold() && items.at(1)->isSeparator());
+    QCOMPARE(items.at(2)->objectName(), u"second"_s);
+
+    // What the builder does not make is refused with the reason.
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(R"(<ui version="4.0"><widget class="QWidget" name="w"><widget class="QCalendarWidget" name="c"/>
+ </widget></ui>)");
+    file.close();
+    QVERIFY(!TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+    QVERIFY2(error.contains(u"no widget of the kind QCalendarWidget"_s), qPrintable(error));
 }
 
 void tst_TriskVXPlatformMenus::menuItems()

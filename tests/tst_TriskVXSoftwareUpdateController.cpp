@@ -4,6 +4,7 @@
 #include "FeedServer.h"
 #include "NotifierResources.h"
 #include "RecordingNotificationServer.h"
+#include "TriskUDFeedFetcherModule.h"
 #include "TriskUDUpdrift.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
@@ -16,7 +17,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -89,8 +89,7 @@ void tst_TriskVXSoftwareUpdateController::onlyAdministratorsCheck()
     setPreference(QVariant());
     TriskVXClock clock;
     clock.setNow(kNow);
-    QNetworkAccessManager network;
-    TriskVXSoftwareUpdateController controller(nullptr, &network, &clock, nullptr);
+    TriskVXSoftwareUpdateController controller(nullptr, TriskUDFeedFetcherModule::factory(), &clock, nullptr);
     controller.setGroupNames([groups] {
         return groups;
     });
@@ -118,8 +117,7 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
     TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     TriskVXClock clock;
     clock.setNow(kNow);
-    QNetworkAccessManager network;
-    TriskVXSoftwareUpdateController controller(&center, &network, &clock, nullptr);
+    TriskVXSoftwareUpdateController controller(&center, TriskUDFeedFetcherModule::factory(), &clock, nullptr);
     controller.setGroupNames([] {
         return QStringList { u"sudo"_s };
     });

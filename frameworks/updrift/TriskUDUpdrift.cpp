@@ -8,10 +8,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QHostAddress>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -28,28 +24,29 @@ bool isAcceptedAddress(const QUrl &url)
         return true;
     if (url.scheme() != QLatin1String("http"))
         return false;
-    const QHostAddress host(url.host());
-    return url.host() == QLatin1String("localhost") || (!host.isNull() && host.isLoopback());
+    // The loopback addresses by hand: the checker stays clear of Qt Network until a check runs.
+    const QString host = url.host();
+    if (host == QLatin1String("localhost") || host == QLatin1String("::1"))
+        return true;
+    const QStringList bytes = host.split(QLatin1Char('.'));
+    return bytes.size() == 4 && bytes.constFirst() == QLatin1String("127")
+        && std::all_of(bytes.begin(), bytes.end(), [](const QString &byte) {
+               bool number = false;
+               return byte.toUInt(&number) <= 255 && number;
+           });
 }
 } // namespace
 
-TriskUDUpdrift::TriskUDUpdrift(QNetworkAccessManager *network, const TriskVXClock *clock, QObject *parent)
+TriskUDUpdrift::TriskUDUpdrift(const TriskUDFeedFetcherFactory &fetchers, const TriskVXClock *clock, QObject *parent)
     : QObject(parent)
-    , m_network(network)
+    , m_fetchers(fetchers)
     , m_clock(clock)
     , m_stateFile(defaultStateFile())
 {
     loadState();
 }
 
-TriskUDUpdrift::~TriskUDUpdrift()
-{
-    if (m_reply) {
-        m_reply->disconnect(this);
-        m_reply->abort();
-        m_reply->deleteLater();
-    }
-}
+TriskUDUpdrift::~TriskUDUpdrift() = default;
 
 QString TriskUDUpdrift::defaultStateFile()
 {
@@ -104,53 +101,31 @@ void TriskUDUpdrift::checkForUpdatesWithURLVersionSystemVersionReply(const QUrl 
     if (!isAcceptedAddress(url))
         return refuse(
             QStringLiteral("the update feed address \"%1\" is not an https address").arg(url.toDisplayString()));
+    if (!m_fetcher) {
+        QString error;
+        m_fetcher = m_fetchers ? m_fetchers(&error) : nullptr;
+        if (!m_fetcher)
+            return refuse(error);
+    }
     const QString running = version.isEmpty() ? runningVersion() : version;
-    QNetworkRequest request(url);
-    request.setTransferTimeout(m_timeoutMSecs);
-    request.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("trisk-notifier/%1").arg(running));
-    m_pendingReply = reply;
-    m_oversized = false;
-    m_reply = m_network->get(request);
-    QNetworkReply *sent = m_reply;
-    auto watchSize = [this, sent](qint64 received, qint64 total) {
-        if ((received > m_maximumBytes || total > m_maximumBytes) && !m_oversized) {
-            m_oversized = true;
-            sent->abort();
-        }
-    };
-    connect(m_reply, &QNetworkReply::downloadProgress, this, watchSize);
-    connect(m_reply, &QNetworkReply::finished, this, [this, url, running] {
-        finished(url, running);
-    });
+    m_checking = true;
+    m_fetcher->fetch(url, QStringLiteral("trisk-notifier/%1").arg(running), m_timeoutMSecs, m_maximumBytes,
+                     [this, url, running, reply](const QByteArray &document, const QString &error) {
+                         m_checking = false;
+                         finished(document, error, url, running, reply);
+                     });
 }
 
-void TriskUDUpdrift::finished(const QUrl &url, const QString &version)
+void TriskUDUpdrift::finished(const QByteArray &document, const QString &fetchError, const QUrl &url,
+                              const QString &version, const Reply &reply)
 {
-    QNetworkReply *reply = m_reply;
-    m_reply = nullptr;
-    reply->deleteLater();
-    const QString feed = url.toDisplayString();
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (m_oversized)
-        return complete({}, QStringLiteral("the update feed %1 is larger than %2 bytes").arg(feed).arg(m_maximumBytes));
-    if (status >= 300)
-        return complete({},
-                        QStringLiteral("the update feed %1 answered HTTP %2 %3")
-                            .arg(feed)
-                            .arg(status)
-                            .arg(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString()));
-    if (reply->error() == QNetworkReply::OperationCanceledError)
-        return complete({},
-                        QStringLiteral("the update feed %1 did not answer within %2 ms").arg(feed).arg(m_timeoutMSecs));
-    if (reply->error() != QNetworkReply::NoError)
-        return complete({}, QStringLiteral("cannot read the update feed %1: %2").arg(feed, reply->errorString()));
-    const QByteArray document = reply->readAll();
-    if (document.size() > m_maximumBytes)
-        return complete({}, QStringLiteral("the update feed %1 is larger than %2 bytes").arg(feed).arg(m_maximumBytes));
+    if (!fetchError.isEmpty())
+        return reply({}, fetchError);
     QString error;
     const QList<TriskUDReleasesFeed::Release> releases = TriskUDReleasesFeed::parse(document, &error);
     if (!error.isEmpty())
-        return complete({}, QStringLiteral("the update feed %1 is not a releases list: %2").arg(feed, error));
+        return reply({},
+                     QStringLiteral("the update feed %1 is not a releases list: %2").arg(url.toDisplayString(), error));
 
     m_lastCheck = m_clock->now();
     QDir().mkpath(QFileInfo(m_stateFile).absolutePath());
@@ -160,15 +135,7 @@ void TriskUDUpdrift::finished(const QUrl &url, const QString &version)
             &writeError))
         qCWarning(lcTriskUpdrift).noquote()
             << QStringLiteral("cannot keep the time of the update check in %1: %2").arg(m_stateFile, writeError);
-    complete(updatesNewerThan(releases, version), QString());
-}
-
-void TriskUDUpdrift::complete(const QVariantList &updates, const QString &error)
-{
-    // Taken first: the reply may start the next check.
-    const Reply reply = std::exchange(m_pendingReply, Reply());
-    if (reply)
-        reply(updates, error);
+    reply(updatesNewerThan(releases, version), QString());
 }
 
 QVariantList TriskUDUpdrift::updatesNewerThan(const QList<TriskUDReleasesFeed::Release> &releases,

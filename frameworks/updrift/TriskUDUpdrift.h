@@ -1,17 +1,16 @@
 #pragma once
 
+#include "TriskUDFeedFetcher.h"
 #include "TriskUDReleasesFeed.h"
 
 #include <QDateTime>
-#include <QNetworkReply>
 #include <QObject>
-#include <QPointer>
 #include <QUrl>
 #include <QVariantList>
 
 #include <functional>
+#include <memory>
 
-class QNetworkAccessManager;
 class TriskVXClock;
 
 // Finds out whether a newer version of the program is offered: reads the releases feed at an address
@@ -26,13 +25,13 @@ public:
     // otherwise what failed and why.
     using Reply = std::function<void(const QVariantList &updates, const QString &error)>;
 
-    // The network and the clock must outlive the checker.
-    TriskUDUpdrift(QNetworkAccessManager *network, const TriskVXClock *clock, QObject *parent = nullptr);
+    // The clock must outlive the checker; fetchers makes the feed's reader at the first check.
+    TriskUDUpdrift(const TriskUDFeedFetcherFactory &fetchers, const TriskVXClock *clock, QObject *parent = nullptr);
     ~TriskUDUpdrift() override;
 
     // When the last check that read the feed completed; invalid when none is known.
     QDateTime lastCheck() const { return m_lastCheck; }
-    bool isChecking() const { return m_reply != nullptr; }
+    bool isChecking() const { return m_checking; }
 
     // One check against the feed at url. An empty version means the running one (the bundle's
     // CFBundleShortVersionString, else the application's version); systemVersion is not used by this feed.
@@ -52,17 +51,16 @@ public:
     static QString runningVersion();
 
 private:
-    void finished(const QUrl &url, const QString &version);
-    void complete(const QVariantList &updates, const QString &error);
+    void finished(const QByteArray &document, const QString &error, const QUrl &url, const QString &version,
+                  const Reply &reply);
     void loadState();
 
-    QNetworkAccessManager *m_network;
+    TriskUDFeedFetcherFactory m_fetchers;
+    std::unique_ptr<TriskUDFeedFetcher> m_fetcher;
     const TriskVXClock *m_clock;
     QString m_stateFile;
     QDateTime m_lastCheck;
-    QPointer<QNetworkReply> m_reply;
-    Reply m_pendingReply;
-    bool m_oversized = false;
+    bool m_checking = false;
     int m_timeoutMSecs = 30000;
     qint64 m_maximumBytes = 1024 * 1024;
 };

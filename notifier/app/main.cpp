@@ -1,3 +1,4 @@
+#include "TriskUDFeedFetcherModule.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXDesktopStatusBar.h"
@@ -21,7 +22,6 @@
 
 #include <QApplication>
 #include <QDBusConnection>
-#include <QNetworkAccessManager>
 
 namespace {
 // The session's desktop: the status item, the panels, desktop notifications, the update check and the
@@ -40,8 +40,9 @@ int runOnDesktop()
     notifications.setApplicationIcon(QStringLiteral("appointment-soon"));
     notifications.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
     TriskVXUserNotificationController::registerClass(&notifications, TriskVXClock::systemClock());
-    QNetworkAccessManager network;
-    TriskVXSoftwareUpdateController updates(&notifications, &network, TriskVXClock::systemClock(),
+    // The network module is loaded by the first check, not at start.
+    TriskVXSoftwareUpdateController updates(&notifications, TriskUDFeedFetcherModule::factory(),
+                                            TriskVXClock::systemClock(),
                                             TriskVXDistributedNotificationCenter::defaultCenter());
     updates.init();
     // What the scheduler refused is told through the same centre.

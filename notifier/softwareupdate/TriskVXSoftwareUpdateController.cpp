@@ -45,13 +45,13 @@ QString describeUpdates(const QVariantList &updates)
 } // namespace
 
 TriskVXSoftwareUpdateController::TriskVXSoftwareUpdateController(TriskVXUserNotificationCenter *center,
-                                                                 QNetworkAccessManager *network,
+                                                                 const TriskUDFeedFetcherFactory &fetchers,
                                                                  const TriskVXClock *clock,
                                                                  TriskVXDistributedNotificationCenter *preferences,
                                                                  QObject *parent)
     : QObject(parent)
     , m_center(center)
-    , m_network(network)
+    , m_fetchers(fetchers)
     , m_clock(clock)
     , m_preferences(preferences)
     , m_groupNames(&TriskVXSoftwareUpdateController::supplementaryGroupNames)
@@ -86,7 +86,7 @@ bool TriskVXSoftwareUpdateController::init()
     m_updateRight = hasUpdateRights();
     if (!m_updateRight)
         return false;
-    m_updrift = new TriskUDUpdrift(m_network, m_clock, this);
+    m_updrift = new TriskUDUpdrift(m_fetchers, m_clock, this);
     if (m_preferences)
         m_preferences->addObserverSelectorNameObject(
             this,

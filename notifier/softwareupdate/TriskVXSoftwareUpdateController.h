@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TriskUDFeedFetcher.h"
+
 #include <QDateTime>
 #include <QObject>
 #include <QPointer>
@@ -7,7 +9,6 @@
 
 #include <functional>
 
-class QNetworkAccessManager;
 class TriskUDUpdrift;
 class TriskVXClock;
 class TriskVXDeadlineTimer;
@@ -26,7 +27,7 @@ public:
 
     // Everything handed in must outlive the controller; preferences may be null (then only
     // defaultsNotified follows the preference).
-    TriskVXSoftwareUpdateController(TriskVXUserNotificationCenter *center, QNetworkAccessManager *network,
+    TriskVXSoftwareUpdateController(TriskVXUserNotificationCenter *center, const TriskUDFeedFetcherFactory &fetchers,
                                     const TriskVXClock *clock, TriskVXDistributedNotificationCenter *preferences,
                                     QObject *parent = nullptr);
     ~TriskVXSoftwareUpdateController() override;
@@ -64,7 +65,7 @@ private:
     void setCheckTimer(TriskVXDeadlineTimer *timer);
 
     TriskVXUserNotificationCenter *m_center;
-    QNetworkAccessManager *m_network;
+    TriskUDFeedFetcherFactory m_fetchers;
     const TriskVXClock *m_clock;
     QPointer<TriskVXDistributedNotificationCenter> m_preferences;
     GroupNames m_groupNames;

@@ -1,15 +1,15 @@
 #include "TriskVXNibLoader.h"
 
+#include "TriskVXInterfaceBuilder.h"
 #include "TriskVXMenuItem.h"
 #include "TriskVXPlatformLogging.h"
 
 #include <QAbstractButton>
 #include <QAction>
-#include <QCoreApplication>
 #include <QFile>
 #include <QMetaMethod>
-#include <QUiLoader>
 #include <QWidget>
+#include <QXmlStreamReader>
 
 namespace {
 // "close:" → the owner's slot close(QObject*); unknown selectors are said once, at load.
@@ -52,17 +52,12 @@ QWidget *TriskVXNibLoader::load(const QString &path, QObject *owner, QWidget *pa
             *error = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
         return nullptr;
     }
-    // Our interface files use Qt's own widgets only. Designer's plugins (Qt Quick among them) would be
-    // loaded for nothing and hold about 6 MB for the life of the process; the loader loads them as it is
-    // made, from "designer" under each library path, so it is made while there is none.
-    const QStringList libraryPaths = QCoreApplication::libraryPaths();
-    QCoreApplication::setLibraryPaths({});
-    QUiLoader loader;
-    QCoreApplication::setLibraryPaths(libraryPaths);
-    QWidget *root = loader.load(&file, parentWidget);
+    QXmlStreamReader xml(&file);
+    QString reason;
+    QWidget *root = TriskVXInterfaceBuilder().build(xml, parentWidget, &reason);
     if (!root) {
         if (error)
-            *error = QStringLiteral("%1 is not an interface file: %2").arg(path, loader.errorString());
+            *error = QStringLiteral("%1 is not an interface file: %2").arg(path, reason);
         return nullptr;
     }
     const QList<QObject *> objects = root->findChildren<QObject *>();
