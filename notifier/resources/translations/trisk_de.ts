@@ -368,4 +368,19 @@ Noch %3</translation>
         <translation>Geplant auf diesem Computer</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_S</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_M</source>
+        <translation>%1 Min.</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_HM</source>
+        <translation>%1 Std. %2 Min.</translation>
+    </message>
+</context>
 </TS>

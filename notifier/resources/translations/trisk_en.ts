@@ -368,4 +368,19 @@
         <translation>Scheduled on this computer</translation>
     </message>
 </context>
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_S</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_M</source>
+        <translation>%1 min</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_HM</source>
+        <translation>%1 h %2 min</translation>
+    </message>
+</context>
 </TS>
