@@ -276,6 +276,7 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     QCOMPARE(controller->statusMenu(), menus.last().data());
     // Once the event loop has run, the old menus are gone, not piling up rebuild after rebuild; the submenu
     // hangs in the menu shown.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     for (qsizetype i = 0; i + 1 < menus.size(); ++i)
         QVERIFY(!menus.at(i));
     QCOMPARE(itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->menu(), quick);
@@ -355,14 +356,16 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
 {
     auto controller = makeController();
     // Seconds to go and the text: hours, minutes and seconds, hours not folded into days; none from the time on.
-    // The picture's short form keeps the title's leading number, in the largest unit that fits two digits.
+    // The picture's short form keeps the title's leading number, in the largest unit that fits two digits;
+    // the tool tip's changes with it, to the minute until the last one.
     for (const QString &pair :
-         u"7509=2:05:09=2h 108000=30:00:00=30h 360000=100:00:00=4d 3599=59:59=59m 60=1:00=1m 42=0:42=42 0== -5=="_s
-             .split(u' ')) {
+         u"7509=2:05:09=2h=2 h 5 min;108000=30:00:00=30h=30 h 0 min;360000=100:00:00=4d=100 h 0 min;"
+         u"3599=59:59=59m=59 min;60=1:00=1m=1 min;42=0:42=42=42 s;0===;-5==="_s.split(u';')) {
         const int seconds = pair.section(u'=', 0, 0).toInt();
         const QVariantMap trigger = queuedTrigger(u"t"_s, kNow.addSecs(seconds));
         QCOMPARE(controller->countDownTimeForQueuedTrigger(trigger), pair.section(u'=', 1, 1));
         QCOMPARE(controller->imageTextForSeconds(seconds), pair.section(u'=', 2, 2));
+        QCOMPARE(controller->toolTipTimeForSeconds(seconds), pair.section(u'=', 3, 3));
     }
     TriskVXStatusItem *item = controller->statusItem();
     const QVariantMap next = queuedTrigger(u"n"_s, kNow.addSecs(125));
@@ -383,8 +386,11 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     m_clock.advance(1000);
     controller->updateTitleCountDownText(timer);
     QCOMPARE(item->title(), u"2:04"_s);
-    // The tool tip follows the count-down too, for hosts that show no label.
-    QCOMPARE(item->toolTip(), u"Next: Event n, %1 (in 2:04)"_s.arg(date));
+    // The tool tip tells the time left too, for hosts that show no label; it changes with the minute only.
+    QCOMPARE(item->toolTip(), u"Next: Event n, %1 (in 2 min)"_s.arg(date));
+    m_clock.advance(5000);
+    controller->updateTitleCountDownText(timer);
+    QCOMPARE(item->toolTip(), u"Next: Event n, %1 (in 1 min)"_s.arg(date));
     QCOMPARE(item->iconName(), u"trisk-notifier-event-symbolic"_s);
     // Events being performed: their count and the cog beside the picture, until the next tick.
     report(*controller, kVXObserveSchedulerActive, activeEvents({ u"A"_s, u"B"_s }));
@@ -393,7 +399,7 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     QCOMPARE(item->iconName(), u"trisk-notifier-performing-symbolic"_s);
     QCOMPARE(item->imageText(), QString());
     controller->updateTitleCountDownText(controller->countDownTimer());
-    QCOMPARE(item->title(), u"2:04"_s);
+    QCOMPARE(item->title(), u"1:59"_s);
     // Another current notification than the next pending one stops the count-down.
     report(*controller, kVXObserveNotificationsCurrent, QVariantList { later });
     QVERIFY(!controller->countDownTimer());

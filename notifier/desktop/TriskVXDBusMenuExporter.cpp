@@ -65,6 +65,7 @@ QString TriskVXDBusMenuExporter::textDirection() const
 
 void TriskVXDBusMenuExporter::setMenu(QMenu *menu)
 {
+    m_menuOutdated = false;
     if (menu == m_menu)
         return;
     for (QMenu *watched : std::as_const(m_watched))
@@ -77,7 +78,26 @@ void TriskVXDBusMenuExporter::setMenu(QMenu *menu)
     m_menu = menu;
     // Menus replaced in one turn of the event loop are one LayoutUpdated: each makes the host read the
     // whole layout again.
+    if (!m_updatingMenu)
+        scheduleLayoutUpdate(kRootId);
+}
+
+void TriskVXDBusMenuExporter::invalidateMenu()
+{
+    if (m_menuOutdated)
+        return;
+    m_menuOutdated = true;
     scheduleLayoutUpdate(kRootId);
+}
+
+void TriskVXDBusMenuExporter::updateMenu()
+{
+    if (!m_menuOutdated)
+        return;
+    m_updatingMenu = true;
+    Q_EMIT menuNeeded();
+    m_updatingMenu = false;
+    m_menuOutdated = false;
 }
 
 int TriskVXDBusMenuExporter::idOfAction(QAction *action)
@@ -229,6 +249,8 @@ void TriskVXDBusMenuExporter::refuseUnknownId(int id)
 uint TriskVXDBusMenuExporter::GetLayout(int parentId, int recursionDepth, const QStringList &propertyNames,
                                         TriskVXDBusMenuLayoutItem &layout)
 {
+    if (parentId == kRootId)
+        updateMenu();
     if (!isKnownId(parentId)) {
         refuseUnknownId(parentId);
         return m_revision;
@@ -320,6 +342,8 @@ bool TriskVXDBusMenuExporter::showMenu(QMenu *menu)
 
 bool TriskVXDBusMenuExporter::AboutToShow(int id)
 {
+    if (id == kRootId)
+        updateMenu();
     if (!isKnownId(id)) {
         refuseUnknownId(id);
         return false;
@@ -332,6 +356,8 @@ bool TriskVXDBusMenuExporter::AboutToShow(int id)
 QList<int> TriskVXDBusMenuExporter::AboutToShowGroup(const QList<int> &ids, QList<int> &idErrors)
 {
     QList<int> updatesNeeded;
+    if (ids.contains(kRootId))
+        updateMenu();
     for (int id : ids) {
         if (!isKnownId(id))
             idErrors.append(id);

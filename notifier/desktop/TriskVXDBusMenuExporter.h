@@ -14,7 +14,8 @@
 
 // Exports a QMenu over com.canonical.dbusmenu so that a panel draws it: items get ids as they are first
 // laid out, clicks arrive as Event and run the item's action as a local click would, and a menu that
-// changes tells the host (one LayoutUpdated for the menus replaced in one turn of the event loop).
+// changes tells the host (one LayoutUpdated for the menus replaced in one turn of the event loop). A menu
+// may be built only when the host reads it (invalidateMenu).
 class TriskVXDBusMenuExporter : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -35,6 +36,10 @@ public:
     // A new menu replaces the old whole: the host is told once.
     void setMenu(QMenu *menu);
     uint revision() const { return m_revision; }
+    // The menu's content changed and is built when the host reads it: the host is told now, and its
+    // first call that reads the whole menu asks for it (menuNeeded, to be answered with setMenu at once).
+    void invalidateMenu();
+    bool isMenuOutdated() const { return m_menuOutdated; }
 
     uint version() const { return 3; }
     QString textDirection() const;
@@ -65,11 +70,14 @@ Q_SIGNALS:
                                 const TriskVXDBusMenuItemKeysList &removedProps);
     void LayoutUpdated(uint revision, int parent);
     void ItemActivationRequested(int id, uint timestamp);
+    void menuNeeded();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    // Has an outdated menu built before the host reads it.
+    void updateMenu();
     bool isKnownId(int id) const;
     QMenu *menuOfId(int id) const;
     QVariantMap propertiesOfId(int id, const QStringList &names) const;
@@ -97,6 +105,9 @@ private:
     QSet<QAction *> m_changedItems;
     bool m_updateScheduled = false;
     bool m_changedDuringShow = false;
+    bool m_menuOutdated = false;
+    // A menu set while the host reads it needs no LayoutUpdated: the host gets it in that answer.
+    bool m_updatingMenu = false;
     // PNG data by QIcon::cacheKey.
     mutable QHash<qint64, QByteArray> m_iconData;
 };

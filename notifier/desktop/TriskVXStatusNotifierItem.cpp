@@ -52,12 +52,19 @@ TriskVXStatusNotifierItem::TriskVXStatusNotifierItem(TriskVXStatusItem *item, co
         qCWarning(lcTriskDesktop).noquote() << QStringLiteral("cannot export the status item as %1: %2")
                                                    .arg(m_serviceName, m_connection.lastError().message());
     if (m_item) {
-        m_menuExporter->setMenu(m_item->menu());
+        // The menu is built when the host first reads it, not before the item is even registered.
+        m_menuExporter->setMenu(m_item->builtMenu());
+        if (m_item->menuNeedsUpdate())
+            m_menuExporter->invalidateMenu();
+        connect(m_menuExporter, &TriskVXDBusMenuExporter::menuNeeded, this, [this] {
+            if (m_item)
+                m_menuExporter->setMenu(m_item->menu());
+        });
         m_image = m_item->image();
         m_iconName = iconName();
         m_drawnText = drawnText();
         m_toolTip = m_item->toolTip();
-        m_label = m_item->title();
+        m_label = label();
         connect(m_item, &TriskVXStatusItem::changed, this, &TriskVXStatusNotifierItem::itemChanged);
     }
 }
@@ -163,16 +170,19 @@ QString TriskVXStatusNotifierItem::iconName() const
 
 TriskVXDBusImageList TriskVXStatusNotifierItem::iconPixmap() const
 {
+    // Hosts read every property again at each change, the pictures too: they are encoded once per look.
+    if (m_iconPixmapValid)
+        return m_iconPixmap;
+    m_iconPixmap.clear();
     const QString drawn = drawnText();
     if (!drawn.isEmpty()) {
-        TriskVXDBusImageList images;
         for (const QImage &image : m_painter.imagesForText(drawn))
-            images.append(TriskVXDBusImage::fromImage(image));
-        return images;
+            m_iconPixmap.append(TriskVXDBusImage::fromImage(image));
+    } else if (m_item && !m_item->image().isNull()) {
+        m_iconPixmap.append(TriskVXDBusImage::fromImage(shownImage(m_item->image())));
     }
-    if (!m_item || m_item->image().isNull())
-        return {};
-    return { TriskVXDBusImage::fromImage(shownImage(m_item->image())) };
+    m_iconPixmapValid = true;
+    return m_iconPixmap;
 }
 
 TriskVXDBusToolTip TriskVXStatusNotifierItem::toolTip() const
@@ -187,7 +197,9 @@ TriskVXDBusToolTip TriskVXStatusNotifierItem::toolTip() const
 
 QString TriskVXStatusNotifierItem::label() const
 {
-    return m_item ? m_item->title() : QString();
+    // Where the count-down is drawn the host shows no label: a label ticking each second would only
+    // wake it for nothing.
+    return m_item && !m_drawsCountDown ? m_item->title() : QString();
 }
 
 QString TriskVXStatusNotifierItem::labelGuide() const
@@ -199,8 +211,10 @@ void TriskVXStatusNotifierItem::itemChanged()
 {
     if (!m_item)
         return;
-    if (m_item->menu() != m_menuExporter->menu())
-        m_menuExporter->setMenu(m_item->menu());
+    if (m_item->menuNeedsUpdate())
+        m_menuExporter->invalidateMenu();
+    else if (m_item->builtMenu() != m_menuExporter->menu())
+        m_menuExporter->setMenu(m_item->builtMenu());
     // Each rebuild draws the picture anew: compared by its pixels (a few hundred), not by its cache key,
     // so that the host reads it again only when it looks different. While the count-down is drawn, only
     // its text counts, which changes once a second in the last minute and once a minute before.
@@ -211,14 +225,15 @@ void TriskVXStatusNotifierItem::itemChanged()
         m_image = m_item->image();
         m_drawnText = drawn;
         m_iconName = name;
+        m_iconPixmapValid = false;
         Q_EMIT NewIcon();
     }
     if (m_item->toolTip() != m_toolTip) {
         m_toolTip = m_item->toolTip();
         Q_EMIT NewToolTip();
     }
-    if (m_item->title() != m_label) {
-        m_label = m_item->title();
+    if (label() != m_label) {
+        m_label = label();
         Q_EMIT XAyatanaNewLabel(m_label, kLabelGuide);
     }
 }

@@ -128,4 +128,6 @@ private:
     QString m_drawnText;
     QString m_toolTip;
     QString m_label;
+    mutable TriskVXDBusImageList m_iconPixmap;
+    mutable bool m_iconPixmapValid = false;
 };

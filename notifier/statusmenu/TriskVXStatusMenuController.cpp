@@ -129,7 +129,7 @@ bool TriskVXStatusMenuController::initWithObserverRequests(TriskVXObserver *obse
         icon.setIsMask(true);
         item->setIcon(icon);
     }
-    updateWithPending(QVariant());
+    outdateMenu();
     return true;
 }
 
@@ -143,7 +143,12 @@ void TriskVXStatusMenuController::didShow()
         m_removeHalvaneTemplateItem = qobject_cast<QAction *>(outlet(QStringLiteral("removeHalvaneTemplateItem")));
     }
     TriskVXStatusMenu::didShow();
-    updateWithPending(QVariant());
+    if (TriskVXStatusItem *item = statusItem()) {
+        item->setMenuBuilder([this] {
+            buildMenu(m_pendingEvents);
+        });
+    }
+    outdateMenu();
 }
 
 void TriskVXStatusMenuController::observedVariableDidBecome(const QString &observed, const QVariant &value)
@@ -206,7 +211,7 @@ void TriskVXStatusMenuController::runScheduledUpdate()
     // A rebuild sets the title too.
     const bool rebuilt = m_menuOutdated;
     if (m_menuOutdated)
-        updateWithPending(m_pendingEvents);
+        outdateMenu();
     else if (m_titleOutdated)
         updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
     m_titleOutdated = false;
@@ -326,7 +331,43 @@ QAction *TriskVXStatusMenuController::newItemForEvent(const QVariant &event, con
     return item;
 }
 
+QMenu *TriskVXStatusMenuController::statusMenu()
+{
+    if (m_menuUnbuilt)
+        buildMenu(m_pendingEvents);
+    return m_statusMenu;
+}
+
+QVariant TriskVXStatusMenuController::nextPendingOf(const QVariant &pending) const
+{
+    // Unreachable, the last lists read are no longer the schedule.
+    const QVariantList queued = m_serviceReachable ? pending.toList() : QVariantList();
+    return queued.isEmpty() ? QVariant() : queued.first();
+}
+
+void TriskVXStatusMenuController::outdateMenu()
+{
+    // The title shows at once; the menu's content waits until something reads it (the host, as it lays
+    // the menu out or opens it), so that reports nobody looks at build nothing.
+    m_menuOutdated = false;
+    m_titleOutdated = false;
+    if (m_updateTimer)
+        m_updateTimer->stop();
+    m_sinceRebuild.start();
+    m_menuUnbuilt = true;
+    m_nextPendingQueuedTrigger = nextPendingOf(m_pendingEvents);
+    if (TriskVXStatusItem *item = statusItem())
+        item->setMenuNeedsUpdate();
+    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
 void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
+{
+    buildMenu(pending);
+    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
+}
+
+void TriskVXStatusMenuController::buildMenu(const QVariant &pending)
 {
     QMenu *templ = templateMenu();
     if (!templ)
@@ -400,10 +441,8 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
     appendRemoveItem(menu);
 
     // The information line goes in before the item shows the menu.
-    if (!queued.isEmpty()) {
-        m_nextPendingQueuedTrigger = queued.first();
-    } else {
-        m_nextPendingQueuedTrigger = QVariant();
+    m_nextPendingQueuedTrigger = nextPendingOf(pending);
+    if (queued.isEmpty()) {
         if (collected.isEmpty()) {
             QString title;
             QString toolTip;
@@ -434,7 +473,7 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
     // The item shows the new menu; the previous one goes once control is back in the event loop, as a
     // report may arrive while it is open.
     m_menuOutdated = false;
-    m_titleOutdated = false;
+    m_menuUnbuilt = false;
     if (m_updateTimer)
         m_updateTimer->stop();
     m_sinceRebuild.start();
@@ -444,8 +483,6 @@ void TriskVXStatusMenuController::updateWithPending(const QVariant &pending)
         statusItem()->setMenu(menu);
     if (previous)
         previous->deleteLater();
-
-    updateTitleWithQueuedTrigger(m_nextPendingQueuedTrigger);
 }
 
 void TriskVXStatusMenuController::removeServiceCommands(QMenu *menu) const

@@ -51,6 +51,7 @@ public:
     // Whether reports wait for the next rebuild, which comes when control is back in the event loop.
     bool isRebuildScheduled() const;
     void updateWithCurrent(const QVariant &current);
+    // Builds the menu from the pending list now and sets the title (reports build it only when it is read).
     void updateWithPending(const QVariant &pending);
     QList<QAction *> encloseMenuItemsAsSection(const QList<QAction *> &menuItems, const QString &sectionTitle,
                                                QObject *parent);
@@ -78,7 +79,10 @@ public:
     QString countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const;
     // The count-down in a few characters for the picture ("42", "5m", "2h"); empty when it is over.
     QString imageTextForSeconds(qint64 seconds) const;
-    // "Next: <event>, <clock time> (in <count-down>)"; without the count-down when it is empty.
+    // The time left as the tool tip says it, to the minute until the last one ("2 h 5 min", "5 min", "42 s");
+    // empty when it is over.
+    QString toolTipTimeForSeconds(qint64 seconds) const;
+    // "Next: <event>, <clock time> (in <time left>)"; without the time left when it is empty.
     QString countDownToolTip(const QVariant &aQueuedTrigger, const QString &countDown) const;
     QImage appendPerformingImageVariation(const QImage &image, const QString &variation) const;
 
@@ -123,8 +127,9 @@ public:
     TriskVXSecondTimer *countDownTimer() const { return m_countDownTimer; }
     void setCountDownTimer(TriskVXSecondTimer *timer);
     QMenu *quickMenu() const { return m_quickMenu; }
-    // The menu the last rebuild gave the status item; the controller owns it until the next one.
-    QMenu *statusMenu() const { return m_statusMenu; }
+    // The menu as of the latest reports, built now when they changed it since it was last read; the
+    // controller owns it until the next one.
+    QMenu *statusMenu();
 
 public Q_SLOTS:
     // The title's timer actions.
@@ -152,6 +157,11 @@ private:
     void removeServiceCommands(QMenu *menu) const;
     // Reports only mark what they change; one rebuild (or one title update) follows for all of them.
     void scheduleUpdate(bool menu);
+    // The title follows the reports at once; the menu is marked for building when next read.
+    void outdateMenu();
+    void buildMenu(const QVariant &pending);
+    // The first pending trigger, or nil while the service is unreachable or nothing is pending.
+    QVariant nextPendingOf(const QVariant &pending) const;
     void runScheduledUpdate();
     // Hands the freed heap pages back once reports on long lists have stopped for a while.
     void scheduleTrim();
@@ -191,7 +201,11 @@ private:
     QTimer *m_updateTimer = nullptr;
     QTimer *m_trimTimer = nullptr;
     bool m_serviceReachable = true;
+    // The time left the tool tip last said: a tick that would say the same leaves the tool tip alone.
+    QString m_toolTipTime;
     bool m_menuOutdated = false;
+    // Reports changed the menu since it was last built: it is built when next read.
+    bool m_menuUnbuilt = false;
     bool m_titleOutdated = false;
     QElapsedTimer m_sinceRebuild;
     // Menu icons by image: the same few pictures recur in every rebuild.

@@ -69,8 +69,10 @@ void TriskVXStatusMenuController::updateTitleWithQueuedTrigger(const QVariant &a
             });
             setCountDownTimer(timer);
             title = countDownTimeForQueuedTrigger(aQueuedTrigger);
-            imageText = imageTextForSeconds(qint64(secondsUntilQueuedTrigger(aQueuedTrigger)));
-            toolTip = countDownToolTip(aQueuedTrigger, title);
+            const qint64 seconds = qint64(secondsUntilQueuedTrigger(aQueuedTrigger));
+            imageText = imageTextForSeconds(seconds);
+            m_toolTipTime = toolTipTimeForSeconds(seconds);
+            toolTip = countDownToolTip(aQueuedTrigger, m_toolTipTime);
         } else {
             setCountDownTimer(nullptr);
         }
@@ -133,10 +135,17 @@ void TriskVXStatusMenuController::updateTitleCountDownText(QObject *timer)
         return;
     }
     const QString title = countDownTimeForQueuedTrigger(m_nextPendingQueuedTrigger);
-    // The item signals only what changed: the picture's text once a minute until the last one.
+    // The item signals only what changed: the picture's text and the tool tip once a minute until the last
+    // one. A host that shows no label reads every property again at each change (the pictures too, some
+    // 12 KB), so a tool tip ticking each second cost more than the rest of the count-down together.
     if (TriskVXStatusItem *item = statusItem()) {
-        item->setImageText(imageTextForSeconds(qint64(secondsUntilQueuedTrigger(m_nextPendingQueuedTrigger))));
-        item->setToolTip(countDownToolTip(m_nextPendingQueuedTrigger, title));
+        const qint64 seconds = qint64(secondsUntilQueuedTrigger(m_nextPendingQueuedTrigger));
+        item->setImageText(imageTextForSeconds(seconds));
+        const QString toolTipTime = toolTipTimeForSeconds(seconds);
+        if (toolTipTime != m_toolTipTime) {
+            m_toolTipTime = toolTipTime;
+            item->setToolTip(countDownToolTip(m_nextPendingQueuedTrigger, toolTipTime));
+        }
     }
     if (TriskVXStatusMenuResize *titleResize = resize())
         titleResize->setTitle(title);
@@ -154,6 +163,18 @@ QString TriskVXStatusMenuController::imageTextForSeconds(qint64 seconds) const
     if (seconds < kHoursShown * kHour)
         return localized(QStringLiteral("COUNTDOWN_IMAGE_FORMAT_H")).arg(seconds / kHour);
     return localized(QStringLiteral("COUNTDOWN_IMAGE_FORMAT_D")).arg(seconds / kDay);
+}
+
+QString TriskVXStatusMenuController::toolTipTimeForSeconds(qint64 seconds) const
+{
+    if (seconds <= 0)
+        return QString();
+    // Cut toward zero like the picture's text, so that both change at the same tick.
+    if (seconds < kMinute)
+        return localized(QStringLiteral("COUNTDOWN_TOOLTIP_FORMAT_S")).arg(seconds);
+    if (seconds < kHour)
+        return localized(QStringLiteral("COUNTDOWN_TOOLTIP_FORMAT_M")).arg(seconds / kMinute);
+    return localized(QStringLiteral("COUNTDOWN_TOOLTIP_FORMAT_HM")).arg(seconds / kHour).arg(seconds % kHour / kMinute);
 }
 
 QString TriskVXStatusMenuController::countDownToolTip(const QVariant &aQueuedTrigger, const QString &countDown) const

@@ -58,11 +58,35 @@ void TriskVXStatusItem::setImageText(const QString &imageText)
     Q_EMIT changed();
 }
 
+QMenu *TriskVXStatusItem::menu()
+{
+    if (m_menuNeedsUpdate && m_menuBuilder) {
+        // Cleared first: a builder that reads the menu itself must not run again.
+        m_menuNeedsUpdate = false;
+        m_menuBuilder();
+    }
+    return m_menu;
+}
+
 void TriskVXStatusItem::setMenu(QMenu *menu)
 {
+    m_menuNeedsUpdate = false;
     if (menu == m_menu)
         return;
     m_menu = menu;
+    Q_EMIT changed();
+}
+
+void TriskVXStatusItem::setMenuBuilder(std::function<void()> builder)
+{
+    m_menuBuilder = std::move(builder);
+}
+
+void TriskVXStatusItem::setMenuNeedsUpdate()
+{
+    if (m_menuNeedsUpdate)
+        return;
+    m_menuNeedsUpdate = true;
     Q_EMIT changed();
 }
 

@@ -7,9 +7,11 @@
 #include <QPointer>
 #include <QString>
 
+#include <functional>
+
 // A status item's contract, whatever draws it (a StatusNotifierItem, a tray icon, a test): length,
 // attributed title (text and font), image and alternate image, menu, tool tip, highlight mode, and the
-// width its view has on screen.
+// width its view has on screen. The menu may be built only when something reads it (setMenuBuilder).
 class TriskVXStatusItem : public QObject
 {
     Q_OBJECT
@@ -42,8 +44,17 @@ public:
     // picture; empty when nothing counts down.
     QString imageText() const { return m_imageText; }
     void setImageText(const QString &imageText);
-    QMenu *menu() const { return m_menu; }
+    // The menu, built first when its owner said its content changed and nothing read it since.
+    QMenu *menu();
+    // The menu as last built, without building: what a view shows until it reads the menu again.
+    QMenu *builtMenu() const { return m_menu; }
     void setMenu(QMenu *menu);
+    // Builds the menu (and hands it over with setMenu) when the menu is read after setMenuNeedsUpdate: a
+    // menu nobody opens costs nothing however often its content changes.
+    void setMenuBuilder(std::function<void()> builder);
+    // Says the menu's content changed (changed() once); the builder runs when the menu is next read.
+    void setMenuNeedsUpdate();
+    bool menuNeedsUpdate() const { return m_menuNeedsUpdate; }
     QString toolTip() const { return m_toolTip; }
     void setToolTip(const QString &toolTip);
     bool highlightMode() const { return m_highlightMode; }
@@ -64,6 +75,8 @@ private:
     QString m_iconName;
     QString m_imageText;
     QPointer<QMenu> m_menu;
+    std::function<void()> m_menuBuilder;
+    bool m_menuNeedsUpdate = false;
     QString m_toolTip;
     bool m_highlightMode = false;
     double m_viewWidth = -1.0;

@@ -264,6 +264,18 @@ Noch %3</translation>
         <source>REQUEST_ERROR_OTHER</source>
         <translation>Der Planer antwortete mit Status %1.</translation>
     </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_S</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_M</source>
+        <translation>%1 Min.</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_HM</source>
+        <translation>%1 Std. %2 Min.</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>

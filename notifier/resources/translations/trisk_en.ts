@@ -264,6 +264,18 @@
         <source>REQUEST_ERROR_OTHER</source>
         <translation>The scheduler answered with status %1.</translation>
     </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_S</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_M</source>
+        <translation>%1 min</translation>
+    </message>
+    <message>
+        <source>COUNTDOWN_TOOLTIP_FORMAT_HM</source>
+        <translation>%1 h %2 min</translation>
+    </message>
 </context>
 <context>
     <name>TriskVXStatusMenuController</name>
