@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# libqt6opengl6-dev: Qt's UiTools CMake package needs it, and qt6-base-dev only recommends it.
+# libqt6opengl6-dev: qt6-base-dev only recommends it; kept because the set-up has been proven on fresh
+# machines with it (nothing of the project links Qt OpenGL since interface files are built in-house).
 # libplist-dev: libplist-2.0 itself (libplist++'s pkg-config file does not pull it in).
 # dbus-daemon: the private buses of the tests and the demo. libglib2.0-bin: gdbus (docs/protocol.md).
 packages=(
