@@ -6,8 +6,7 @@
 namespace {
 QString localized(const QString &key)
 {
-    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    return bundle ? bundle->localizedStringForKey(key, QString()) : key;
+    return TriskVXBundle::localizedString(key);
 }
 
 // A format is usable when it has every placeholder its arguments fill.

@@ -25,8 +25,7 @@ const QString kSimplifyDefault = QStringLiteral("notifier.notifications.simplify
 
 QString localized(const QString &key)
 {
-    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    return bundle ? bundle->localizedStringForKey(key, QString()) : key;
+    return TriskVXBundle::localizedString(key);
 }
 } // namespace
 

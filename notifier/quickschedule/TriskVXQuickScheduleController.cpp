@@ -35,8 +35,7 @@ const qint64 kEarliestAheadSecs = 120;
 
 QString localized(const QString &key)
 {
-    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    return bundle ? bundle->localizedStringForKey(key, QString()) : key;
+    return TriskVXBundle::localizedString(key);
 }
 
 // The keys of the two button titles for a choice; empty for a value that is no choice.

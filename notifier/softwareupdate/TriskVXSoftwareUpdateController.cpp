@@ -23,8 +23,7 @@
 namespace {
 QString localized(const QString &key)
 {
-    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    return bundle ? bundle->localizedStringForKey(key, QString()) : QString();
+    return TriskVXBundle::localizedString(key);
 }
 
 QString describe(const QVariant &value)

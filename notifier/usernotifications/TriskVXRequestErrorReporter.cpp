@@ -10,8 +10,7 @@
 namespace {
 QString localized(const QString &key, const QString &table = QString())
 {
-    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    return bundle ? bundle->localizedStringForKey(key, QString(), table) : key;
+    return TriskVXBundle::localizedString(key, table);
 }
 } // namespace
 

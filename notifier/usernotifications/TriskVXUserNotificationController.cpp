@@ -17,8 +17,7 @@
 namespace {
 QString localized(const QString &key)
 {
-    TriskVXBundle *bundle = TriskVXBundle::mainBundle();
-    return bundle ? bundle->localizedStringForKey(key, QString()) : QString();
+    return TriskVXBundle::localizedString(key);
 }
 
 QString notAvailable()

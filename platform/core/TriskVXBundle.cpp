@@ -73,6 +73,12 @@ QString TriskVXBundle::localizedStringForKey(const QString &key, const QString &
     return value.isEmpty() ? key : value;
 }
 
+QString TriskVXBundle::localizedString(const QString &key, const QString &table)
+{
+    const TriskVXBundle *bundle = mainBundle();
+    return bundle ? bundle->localizedStringForKey(key, QString(), table) : key;
+}
+
 bool TriskVXBundle::installTranslations() const
 {
     if (!QCoreApplication::instance())

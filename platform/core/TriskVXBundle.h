@@ -26,6 +26,8 @@ public:
     // The text of key in table ("Localizable" when empty); when the translations have none, value, or the
     // key itself when value is empty, so that a missing translation never shows as nothing.
     QString localizedStringForKey(const QString &key, const QString &value, const QString &table = QString()) const;
+    // The main bundle's text of key in table; the key itself when there is no main bundle.
+    static QString localizedString(const QString &key, const QString &table = QString());
 
     // Loads <folder>/translations/trisk_<language>.qm for the locale (English when there is none).
     bool installTranslations() const;
