@@ -1,6 +1,7 @@
 // halvanectl as a person or a script runs it, against the real halvaned: its commands, its output, and
 // its exit statuses (0 done, 1 refused or failed, 2 a bad command line, 3 no service to ask).
 #include "HalvanedProcess.h"
+#include "ProgramRun.h"
 #include "TriskVXConstants.h"
 #include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXPropertyListSerialization.h"
@@ -26,13 +27,6 @@ int nextYear()
     return QDate::currentDate().year() + 1;
 }
 
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
 QDateTime triggerDate(const QVariant &record)
 {
     return record.toMap().value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime();
@@ -55,10 +49,13 @@ private Q_SLOTS:
     void preferences();
 
 private:
-    Run run(const QStringList &arguments,
-            const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
+    static ProgramRun run(const QStringList &arguments,
+                          const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+    {
+        return runProgram(QStringLiteral(HALVANECTL_PATH), arguments, environment);
+    }
     // Runs against the test's service.
-    Run ctl(const QStringList &arguments)
+    ProgramRun ctl(const QStringList &arguments)
     {
         return run(QStringList { u"--name"_s, m_service->serviceName() } + arguments);
     }
@@ -83,18 +80,6 @@ void tst_HalvaneCtl::init()
 void tst_HalvaneCtl::cleanup()
 {
     m_service.reset();
-}
-
-Run tst_HalvaneCtl::run(const QStringList &arguments, const QProcessEnvironment &environment)
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(HALVANECTL_PATH), arguments);
-    Run result;
-    if (process.waitForFinished())
-        result = { process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                   QString::fromUtf8(process.readAllStandardError()) };
-    return result;
 }
 
 void tst_HalvaneCtl::exitStatuses_data()
@@ -135,7 +120,7 @@ void tst_HalvaneCtl::exitStatuses()
     QFETCH(int, exitCode);
     QFETCH(QString, message);
     const QVariantList before = pending();
-    const Run result = ctl(arguments);
+    const ProgramRun result = ctl(arguments);
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2(result.err.contains(message), qPrintable(result.err));
     QCOMPARE(result.err.contains(u"Try 'halvanectl --help'."_s), exitCode == 2);
@@ -144,7 +129,7 @@ void tst_HalvaneCtl::exitStatuses()
 
 void tst_HalvaneCtl::drivesTheScheduler()
 {
-    const Run status = ctl({ u"status"_s });
+    const ProgramRun status = ctl({ u"status"_s });
     QCOMPARE(status.exitCode, 0);
     QVERIFY2(status.out.contains(u"Scheduler: enabled\nNext: Evening shut down (demo) at "_s), qPrintable(status.out));
     QVERIFY(status.out.contains(u"Pending: 3, current: 1, warnings: 0, active: 0, on demand: 2"_s));
@@ -177,7 +162,7 @@ void tst_HalvaneCtl::drivesTheScheduler()
 
     QCOMPARE(ctl({ u"disable"_s }).exitCode, 0);
     QVERIFY(ctl({ u"status"_s }).out.startsWith(u"Scheduler: disabled"_s));
-    const Run triggered = ctl({ u"trigger"_s, u"demo-sleep"_s });
+    const ProgramRun triggered = ctl({ u"trigger"_s, u"demo-sleep"_s });
     QCOMPARE(triggered.exitCode, 1);
     QVERIFY(triggered.err.contains(u"the scheduler is disabled"_s));
     QCOMPARE(ctl({ u"enable"_s }).exitCode, 0);
@@ -215,7 +200,7 @@ void tst_HalvaneCtl::addFromArguments()
     QFETCH(QString, arguments);
     QFETCH(QString, json);
     QCOMPARE(ctl(QString(arguments + u"|--id|note"_s).split(u'|')).exitCode, 0);
-    const Run printed = ctl({ u"--json"_s, u"get"_s, kVXObserveSchedulerPending });
+    const ProgramRun printed = ctl({ u"--json"_s, u"get"_s, kVXObserveSchedulerPending });
     QString event;
     for (const QJsonValue &record : QJsonDocument::fromJson(printed.out.toUtf8()).array()) {
         if (record[kVXQueuedTriggerEvent][kVXEventUniqueID] == u"note"_s)
@@ -244,7 +229,7 @@ void tst_HalvaneCtl::storeFromAFile()
     const QString many = m_directory.filePath(u"many.plist"_s);
     QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
         QVariantList(2001, QVariantMap { { kVXEventName, u"One of many"_s } }), many));
-    const Run refused = ctl({ u"store"_s, many });
+    const ProgramRun refused = ctl({ u"store"_s, many });
     QCOMPARE(refused.exitCode, 1);
     QVERIFY2(refused.err.contains(u"holds 2001 events; the service takes at most 2000"_s), qPrintable(refused.err));
 }
@@ -276,7 +261,7 @@ void tst_HalvaneCtl::preferences()
     QFile domain(domainFile);
     QVERIFY(domain.open(QIODevice::WriteOnly | QIODevice::Truncate) && domain.write("hand edited, badly") > 0);
     domain.close();
-    const Run result = run({ u"set-preference"_s, kVXPreferencesKeyNotifierWarning, u"no"_s }, environment);
+    const ProgramRun result = run({ u"set-preference"_s, kVXPreferencesKeyNotifierWarning, u"no"_s }, environment);
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.err.contains(u"cannot be read"_s) && result.err.contains(u"nothing was changed"_s),
              qPrintable(result.err));

@@ -1,5 +1,7 @@
 // What a person installing the programs meets first: their command lines (--help, --version, a wrong
 // option) and the Debian packages, built with CPack, checked by lintian and unpacked into a throw-away root.
+#include "ProgramRun.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -10,25 +12,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run run(const QString &program, const QStringList &arguments,
-        const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(), int timeoutMSecs = 30000)
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(program, arguments);
-    if (!process.waitForFinished(timeoutMSecs) || process.exitStatus() != QProcess::NormalExit)
-        return { -1, QString(), u"%1 did not finish: %2"_s.arg(program, process.errorString()) };
-    return { process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-             QString::fromUtf8(process.readAllStandardError()) };
-}
-
 QString programPath(const QString &name)
 {
     return name == u"halvaned"_s  ? QStringLiteral(HALVANED_PATH)
@@ -64,6 +47,11 @@ void tst_Shipping::commandLine_data()
             << program << QStringList { u"--frobnicate"_s } << 2 << QString()
             << program + u": Unknown option 'frobnicate'."_s;
     }
+    QTest::newRow("halvaned: a stray argument")
+        << u"halvaned"_s << QStringList { u"now"_s } << 2 << QString() << u"halvaned: unexpected argument now"_s;
+    QTest::newRow("halvaned: catch-up not a number")
+        << u"halvaned"_s << QStringList { u"--catch-up"_s, u"soon"_s } << 2 << QString()
+        << u"halvaned: --catch-up takes a number of seconds"_s;
     QTest::newRow("trisk-notifier: a stray argument")
         << u"trisk-notifier"_s << QStringList { u"now"_s } << 2 << QString()
         << u"trisk-notifier: unexpected argument now\nTry 'trisk-notifier --help'."_s;
@@ -88,7 +76,7 @@ void tst_Shipping::commandLine()
     environment.remove(u"DISPLAY"_s);
     environment.remove(u"WAYLAND_DISPLAY"_s);
     environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-    const Run result = run(programPath(program), arguments, environment);
+    const ProgramRun result = runProgram(programPath(program), arguments, environment);
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2(result.out.startsWith(out), qPrintable(result.out));
     QVERIFY2(result.err.contains(err), qPrintable(result.err));
@@ -102,9 +90,9 @@ void tst_Shipping::packages()
     }
     QTemporaryDir work;
     QVERIFY(work.isValid());
-    const Run cpack
-        = run(u"cpack"_s, { u"--config"_s, u"" TRISK_BINARY_DIR "/CPackConfig.cmake"_s, u"-B"_s, work.path() },
-              QProcessEnvironment::systemEnvironment(), 240000);
+    const ProgramRun cpack
+        = runProgram(u"cpack"_s, { u"--config"_s, u"" TRISK_BINARY_DIR "/CPackConfig.cmake"_s, u"-B"_s, work.path() },
+                     QProcessEnvironment::systemEnvironment(), 240000);
     QVERIFY2(cpack.exitCode == 0, qPrintable(cpack.out + cpack.err));
 
     struct Package
@@ -134,17 +122,17 @@ void tst_Shipping::packages()
     for (const Package &package : packages) {
         const QString deb = work.filePath(package.name + u"_" TRISK_VERSION "_amd64.deb"_s);
         QVERIFY2(QFile::exists(deb), qPrintable(QDir(work.path()).entryList().join(u' ')));
-        const QString depends = run(u"dpkg-deb"_s, { u"--field"_s, deb, u"Depends"_s }).out;
+        const QString depends = runProgram(u"dpkg-deb"_s, { u"--field"_s, deb, u"Depends"_s }).out;
         for (const QString &dependency : package.dependsOn)
             QVERIFY2(depends.contains(dependency), qPrintable(package.name + u": "_s + depends));
 
-        const Run lintian
-            = run(u"lintian"_s, { u"--no-tag-display-limit"_s, deb }, QProcessEnvironment::systemEnvironment(), 240000);
+        const ProgramRun lintian = runProgram(u"lintian"_s, { u"--no-tag-display-limit"_s, deb },
+                                              QProcessEnvironment::systemEnvironment(), 240000);
         QVERIFY2(!lintian.out.contains(u"E: "_s) && lintian.exitCode != -1, qPrintable(lintian.out + lintian.err));
 
         // Each package in a root of its own: its program runs from there, and the other's files are absent.
         const QString root = work.filePath(u"root-"_s + package.name);
-        QCOMPARE(run(u"dpkg-deb"_s, { u"-x"_s, deb, root }).exitCode, 0);
+        QCOMPARE(runProgram(u"dpkg-deb"_s, { u"-x"_s, deb, root }).exitCode, 0);
         for (const QString &file : package.files)
             QVERIFY2(QFile::exists(root + u'/' + file), qPrintable(file));
         for (const Package &other : packages) {
@@ -152,7 +140,7 @@ void tst_Shipping::packages()
                 QVERIFY2(!QFile::exists(root + u'/' + other.files.first()), qPrintable(other.files.first()));
         }
         const QString program = root + u"/usr/bin/"_s + package.name;
-        const Run version = run(program, { u"--version"_s });
+        const ProgramRun version = runProgram(program, { u"--version"_s });
         QCOMPARE(version.exitCode, 0);
         QCOMPARE(version.out, package.name + u" " TRISK_VERSION "\n"_s);
     }

@@ -41,8 +41,7 @@ private Q_SLOTS:
     void ordersVersions();
     void answersEachCheck_data();
     void answersEachCheck();
-    void keepsTheLastCheckAcrossRuns();
-    void loadsTheNetworkModuleAtTheFirstCheck();
+    void keepsTheModuleAndTheLastCheck();
     void readsTheProjectsOwnMetainfo();
 
 private:
@@ -120,37 +119,35 @@ void tst_TriskUDUpdrift::answersEachCheck_data()
                                      "<release version=\"2.0~beta1\" type=\"development\"/>"
                                      "<release version=\"1.2.1\" timestamp=\"1900000000\"><url>https://x/1.2.1</url>"
                                      "</release><release version=\"1.2.0\"/><release version=\"1.1\"/>");
-    QTest::newRow("newer stable releases, newest first")
-        << 200 << releases << true << QString() << QStringList { u"1.10.0"_s, u"1.2.1"_s } << QString();
-    QTest::newRow("nothing newer") << 200 << feed("<release version=\"1.2\"/>") << true << QString() << QStringList()
-                                   << QString();
-    QTest::newRow("bare releases file") << 200 << QByteArray("<releases><release version=\"1.3\"/></releases>") << false
-                                        << QString() << QStringList { u"1.3"_s } << QString();
-    QTest::newRow("HTTP error") << 404 << QByteArray("gone") << true << QString() << QStringList()
-                                << u"answered HTTP 404 Not Found"_s;
-    QTest::newRow("not XML") << 200 << QByteArray("<html><body>") << true << QString() << QStringList()
-                             << u"is not a releases list"_s;
-    QTest::newRow("no releases") << 200 << QByteArray("<component/>") << true << QString() << QStringList()
-                                 << u"no <releases> element"_s;
-    QTest::newRow("release without version") << 200 << feed("<release date=\"2030-01-01\"/>") << true << QString()
-                                             << QStringList() << u"a release without a version"_s;
-    QTest::newRow("oversized, announced")
-        << 200 << QByteArray(5000, ' ') << true << QString() << QStringList() << u"larger than 1000 bytes"_s;
-    QTest::newRow("oversized, unannounced")
-        << 200 << QByteArray(5000, ' ') << false << QString() << QStringList() << u"larger than 1000 bytes"_s;
-    QTest::newRow("silent server") << -1 << QByteArray() << true << QString() << QStringList()
-                                   << u"did not answer within 300 ms"_s;
-    QTest::newRow("plain http elsewhere") << 200 << releases << true << u"http://example.org/releases.xml"_s
-                                          << QStringList() << u"is not an https address"_s;
-    QTest::newRow("plain http, loopback in name only")
-        << 200 << releases << true << u"http://127.0.0.1.example.org/releases.xml"_s << QStringList()
-        << u"is not an https address"_s;
-    QTest::newRow("plain http, past the loopback net") << 200 << releases << true << u"http://128.0.0.1/releases.xml"_s
-                                                       << QStringList() << u"is not an https address"_s;
-    QTest::newRow("not an address") << 200 << releases << true << u"releases.xml"_s << QStringList()
-                                    << u"is not an https address"_s;
-    QTest::newRow("nothing listens") << 200 << releases << true << u"https://127.0.0.1:1/releases.xml"_s
-                                     << QStringList() << u"cannot read the update feed"_s;
+    const auto answers
+        = [](const char *name, const QByteArray &body, const QStringList &updates, bool withLength = true) {
+              QTest::newRow(name) << 200 << body << withLength << QString() << updates << QString();
+          };
+    // Status -1: the server never answers.
+    const auto fails
+        = [](const char *name, int status, const QByteArray &body, const QString &error, bool withLength = true) {
+              QTest::newRow(name) << status << body << withLength << QString() << QStringList() << error;
+          };
+    // Another address than the test's server, which would serve the releases.
+    const auto elsewhere = [&](const char *name, const QString &address, const QString &error) {
+        QTest::newRow(name) << 200 << releases << true << address << QStringList() << error;
+    };
+    answers("newer stable releases, newest first", releases, { u"1.10.0"_s, u"1.2.1"_s });
+    answers("nothing newer", feed("<release version=\"1.2\"/>"), {});
+    answers("bare releases file", "<releases><release version=\"1.3\"/></releases>", { u"1.3"_s }, false);
+    fails("HTTP error", 404, "gone", u"answered HTTP 404 Not Found"_s);
+    fails("not XML", 200, "<html><body>", u"is not a releases list"_s);
+    fails("no releases", 200, "<component/>", u"no <releases> element"_s);
+    fails("release without version", 200, feed("<release date=\"2030-01-01\"/>"), u"a release without a version"_s);
+    fails("oversized, announced", 200, QByteArray(5000, ' '), u"larger than 1000 bytes"_s);
+    fails("oversized, unannounced", 200, QByteArray(5000, ' '), u"larger than 1000 bytes"_s, false);
+    fails("silent server", -1, QByteArray(), u"did not answer within 300 ms"_s);
+    const QString plain = u"is not an https address"_s;
+    elsewhere("plain http elsewhere", u"http://example.org/releases.xml"_s, plain);
+    elsewhere("plain http, loopback in name only", u"http://127.0.0.1.example.org/releases.xml"_s, plain);
+    elsewhere("plain http, past the loopback net", u"http://128.0.0.1/releases.xml"_s, plain);
+    elsewhere("not an address", u"releases.xml"_s, plain);
+    elsewhere("nothing listens", u"https://127.0.0.1:1/releases.xml"_s, u"cannot read the update feed"_s);
 }
 
 void tst_TriskUDUpdrift::answersEachCheck()
@@ -180,16 +177,29 @@ void tst_TriskUDUpdrift::answersEachCheck()
     QCOMPARE(updrift.lastCheck(), error.isEmpty() ? kNow : QDateTime());
 }
 
-void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
+// The network module is loaded at the first check and once only; the last check is kept across runs.
+void tst_TriskUDUpdrift::keepsTheModuleAndTheLastCheck()
 {
     FeedServer server;
-    server.reply(200, feed("<release version=\"1.0\"/>"));
+    server.reply(200, feed("<release version=\"1.3\"/>"));
     const QString state = m_state->filePath(u"config/state.plist"_s);
     {
-        TriskUDUpdrift first(m_network, &m_clock);
+        int made = 0;
+        TriskUDUpdrift first(
+            [this, &made](QString *error) {
+                ++made;
+                return m_network(error);
+            },
+            &m_clock);
         first.setStateFile(state);
+        QCOMPARE(made, 0);
         QVERIFY(!first.lastCheck().isValid());
-        QVERIFY(check(first, server.url()).error.isEmpty());
+        for (int i = 0; i < 2; ++i) {
+            const Answer answer = check(first, server.url());
+            QVERIFY2(answer.error.isEmpty(), qPrintable(answer.error));
+            QCOMPARE(answer.versions, QStringList { u"1.3"_s });
+        }
+        QCOMPARE(made, 1);
         // A second check while one runs is refused, the running one is not disturbed.
         first.checkForUpdatesWithURLVersionSystemVersionReply(server.url(), u"1.0"_s, {}, [](auto, auto) {});
         QVERIFY(check(first, server.url()).error.contains(u"running already"_s));
@@ -205,24 +215,6 @@ void tst_TriskUDUpdrift::keepsTheLastCheckAcrossRuns()
     broken.close();
     second.setStateFile(state);
     QVERIFY(!second.lastCheck().isValid());
-}
-
-void tst_TriskUDUpdrift::loadsTheNetworkModuleAtTheFirstCheck()
-{
-    FeedServer server;
-    server.reply(200, feed("<release version=\"1.3\"/>"));
-    int made = 0;
-    TriskUDUpdrift updrift(
-        [this, &made](QString *error) {
-            ++made;
-            return m_network(error);
-        },
-        &m_clock);
-    updrift.setStateFile(m_state->filePath(u"state.plist"_s));
-    QCOMPARE(made, 0);
-    QCOMPARE(check(updrift, server.url()).versions, QStringList { u"1.3"_s });
-    QCOMPARE(check(updrift, server.url()).versions, QStringList { u"1.3"_s });
-    QCOMPARE(made, 1);
 
     // A module that cannot be loaded fails the check with the reason, and nothing else.
     TriskUDUpdrift missing(TriskUDFeedFetcherModule::factory(m_state->filePath(u"none.so"_s)), &m_clock);

@@ -17,6 +17,8 @@
 #include <QTextDocument>
 #include <QTimeZone>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
 
@@ -51,17 +53,17 @@ void tst_TriskVXAssistants::rights()
 {
     const QVariantMap noRule { { kVXAuthorisationRightSignature, kVXRPCSchedulerAdjust } };
     QVariantMap someRule = noRule;
-    someRule.insert(kVXAuthorisationRightRule, QStringLiteral("admin"));
+    someRule.insert(kVXAuthorisationRightRule, u"admin"_s);
     // Any rule grants, not only the universal one; an entry without a rule grants nothing.
-    QVERIFY(TriskVXRecords::rightsGrant({ QStringLiteral("junk"), someRule }, kVXRPCSchedulerAdjust));
+    QVERIFY(TriskVXRecords::rightsGrant({ u"junk"_s, someRule }, kVXRPCSchedulerAdjust));
     QVERIFY(!TriskVXRecords::rightsGrant({ someRule }, kVXRPCSchedulerCancel));
     QVERIFY(!TriskVXRecords::rightsGrant({ noRule }, kVXRPCSchedulerAdjust));
     // Performable on demand: enabled (a number will do, text will not) and with the behaviour.
     const QVariantList onDemand { kVXElementBehaviour_CanPerformOnDemand };
     QVERIFY(
         TriskVXRecords::isPerformableOnDemand({ { kVXEventEnabled, qint64(1) }, { kVXEventBehaviours, onDemand } }));
-    QVERIFY(!TriskVXRecords::isPerformableOnDemand(
-        { { kVXEventEnabled, QStringLiteral("yes") }, { kVXEventBehaviours, onDemand } }));
+    QVERIFY(
+        !TriskVXRecords::isPerformableOnDemand({ { kVXEventEnabled, u"yes"_s }, { kVXEventBehaviours, onDemand } }));
 }
 
 // A template's placeholder standing alone takes the value with its type; inside text, the value's text.
@@ -70,21 +72,21 @@ void tst_TriskVXAssistants::templates()
 {
     const QDateTime when(QDate(2030, 5, 6), QTime(7, 8, 9), QTimeZone::utc());
     const QVariantMap templateDictionary {
-        { kVXEventNotes, QStringLiteral("For ${when}, ${n} ${other} ${n} $when") },
-        { kVXEventTriggers, QVariantList { QVariantMap { { kVXTriggerDate, QStringLiteral("${when}") } } } },
-        { kVXEventUniqueID, QStringLiteral("t1") },
+        { kVXEventNotes, u"For ${when}, ${n} ${other} ${n} $when"_s },
+        { kVXEventTriggers, QVariantList { QVariantMap { { kVXTriggerDate, u"${when}"_s } } } },
+        { kVXEventUniqueID, u"t1"_s },
         { kVXEventEnabled, true },
     };
     const QVariantMap event {
-        { kVXEventNotes, QStringLiteral("For 2030-05-06T07:08:09Z, 2 ${other} 2 $when") },
+        { kVXEventNotes, u"For 2030-05-06T07:08:09Z, 2 ${other} 2 $when"_s },
         { kVXEventTriggers, QVariantList { QVariantMap { { kVXTriggerDate, when } } } },
         { kVXEventEnabled, true },
     };
     QCOMPARE(TriskVXITemplateAssistant::dictionaryFromTemplateWithSubstitutions(
-                 templateDictionary, { { QStringLiteral("when"), when }, { QStringLiteral("n"), qint64(2) } }),
+                 templateDictionary, { { u"when"_s, when }, { u"n"_s, qint64(2) } }),
              event);
     QCOMPARE(TriskVXITemplateAssistant::placeholdersOfTemplate(templateDictionary),
-             (QStringList { QStringLiteral("when"), QStringLiteral("n"), QStringLiteral("other") }));
+             (QStringList { u"when"_s, u"n"_s, u"other"_s }));
 }
 
 // A replacement takes the placeholder's attributes, the text around keeps its own, and a replacement is
@@ -92,10 +94,9 @@ void tst_TriskVXAssistants::templates()
 void tst_TriskVXAssistants::keyedPlaceholders()
 {
     QTextDocument document;
-    document.setHtml(QStringLiteral("<i>x </i><b>{{a}}</b><u> {{b}} {{c}}</u>"));
-    replaceKeyedPlaceholders(&document,
-                             { { QStringLiteral("a"), QStringLiteral("{{b}}") }, { QStringLiteral("b"), 2 } });
-    QCOMPARE(document.toPlainText(), QStringLiteral("x {{b}} 2 {{c}}"));
+    document.setHtml(u"<i>x </i><b>{{a}}</b><u> {{b}} {{c}}</u>"_s);
+    replaceKeyedPlaceholders(&document, { { u"a"_s, u"{{b}}"_s }, { u"b"_s, 2 } });
+    QCOMPARE(document.toPlainText(), u"x {{b}} 2 {{c}}"_s);
     QTextCursor cursor(&document);
     cursor.setPosition(5);
     QVERIFY(cursor.charFormat().font().bold() && !cursor.charFormat().fontItalic());
@@ -109,15 +110,14 @@ void tst_TriskVXAssistants::dateTexts_data()
     QTest::addColumn<QDateTime>("date");
     QTest::addColumn<qint64>("days");
     QTest::addColumn<QString>("text");
-    QTest::newRow("a week on: the date") << berlin(3, 13, 8) << berlin(3, 20, 9) << qint64(7)
-                                         << QStringLiteral("20/03/2030 09:00");
+    QTest::newRow("a week on: the date") << berlin(3, 13, 8) << berlin(3, 20, 9) << qint64(7) << u"20/03/2030 09:00"_s;
     QTest::newRow("across the spring clock change")
-        << berlin(3, 30, 12) << berlin(4, 1, 12) << qint64(2) << QStringLiteral("Monday 12:00");
+        << berlin(3, 30, 12) << berlin(4, 1, 12) << qint64(2) << u"Monday 12:00"_s;
     QTest::newRow("across the autumn clock change")
-        << berlin(10, 26, 23) << berlin(10, 27, 23, 30) << qint64(1) << QStringLiteral("Sunday 23:30");
+        << berlin(10, 26, 23) << berlin(10, 27, 23, 30) << qint64(1) << u"Sunday 23:30"_s;
     QTest::newRow("UTC date, the local day counts")
         << berlin(6, 1, 1, 30) << QDateTime(QDate(2030, 5, 31), QTime(23, 45), QTimeZone::utc()) << qint64(0)
-        << QStringLiteral("01:45");
+        << u"01:45"_s;
 }
 
 void tst_TriskVXAssistants::dateTexts()
@@ -139,11 +139,11 @@ void tst_TriskVXAssistants::dateTextsFollowTheClocksZone()
     clock.setTimeZone(kBerlin);
     clock.setNow(berlin(3, 13, 8));
     const TriskVXIDateTransformer transformer(&clock, QLocale(QLocale::German, QLocale::Germany), QTimeZone());
-    QCOMPARE(transformer.transformedValue(berlin(3, 14, 7, 30)), QVariant(QStringLiteral("Donnerstag 07:30")));
+    QCOMPARE(transformer.transformedValue(berlin(3, 14, 7, 30)), QVariant(u"Donnerstag 07:30"_s));
     // The zone moves, as the system's does when the clock posts its change: so do the texts.
     clock.setTimeZone(QTimeZone("America/New_York"));
-    QCOMPARE(transformer.transformedValue(berlin(3, 13, 18, 5)), QVariant(QStringLiteral("13:05")));
-    for (const QVariant &notADate : { QVariant(), QVariant(QStringLiteral("soon")), QVariant(QDateTime()) })
+    QCOMPARE(transformer.transformedValue(berlin(3, 13, 18, 5)), QVariant(u"13:05"_s));
+    for (const QVariant &notADate : { QVariant(), QVariant(u"soon"_s), QVariant(QDateTime()) })
         QVERIFY(!transformer.transformedValue(notADate).isValid());
 }
 
@@ -152,20 +152,20 @@ void tst_TriskVXAssistants::images()
     const QUrl stopped = TriskVXIImageAssistant::UIIdentifierForElementImage(kVXElementImage_Stopped);
     // A built-in image may be named in the host ("halvane-image://stopped") as well as in the path.
     const QImage normal = draw(stopped);
-    QCOMPARE(draw(QUrl(QStringLiteral("halvane-image://stopped"))), normal);
+    QCOMPARE(draw(QUrl(u"halvane-image://stopped"_s)), normal);
     const int faint = qAlpha(draw(stopped, TriskVXIImageAssistantVariationDisabled).pixel(8, 8));
     QVERIFY(faint > 0 && faint < 128);
 
     // An event's own picture file is scaled to fit, keeping its shape.
     QTemporaryDir directory;
-    const QString path = directory.filePath(QStringLiteral("event.png"));
+    const QString path = directory.filePath(u"event.png"_s);
     QImage source(64, 32, QImage::Format_ARGB32);
     source.fill(Qt::red);
     QVERIFY(source.save(path));
     const QUrl file
         = TriskVXIImageAssistant::imageAssistant()->UIIdentifierForEvent(QVariantMap { { kVXEventImage, path } });
     QCOMPARE(draw(file).size(), QSize(16, 8));
-    for (const QUrl &nothing : { QUrl(QStringLiteral("halvane-image:rocket")), QUrl::fromLocalFile(path + u'x') })
+    for (const QUrl &nothing : { QUrl(u"halvane-image:rocket"_s), QUrl::fromLocalFile(path + u'x') })
         QVERIFY2(draw(nothing).isNull(), qPrintable(nothing.toString()));
 }
 
@@ -174,8 +174,8 @@ void tst_TriskVXAssistants::images()
 void tst_TriskVXAssistants::workspace()
 {
     QTemporaryDir directory;
-    const QString marker = directory.filePath(QStringLiteral("opened"));
-    QFile editor(directory.filePath(QStringLiteral("halvane-editor")));
+    const QString marker = directory.filePath(u"opened"_s);
+    QFile editor(directory.filePath(u"halvane-editor"_s));
     QVERIFY(editor.open(QIODevice::WriteOnly));
     editor.write("#!/bin/sh\ntouch '" + marker.toUtf8() + "'\n");
     editor.close();
@@ -183,7 +183,7 @@ void tst_TriskVXAssistants::workspace()
     TriskVXWorkspace workspace;
     workspace.setToolSearchPath({ directory.path() });
     QVERIFY(workspace.canOpen(TriskVXWorkspaceToolEditor));
-    QVERIFY(!workspace.canOpen(TriskVXWorkspaceToolRemove) && !workspace.canOpen(QStringLiteral("other")));
+    QVERIFY(!workspace.canOpen(TriskVXWorkspaceToolRemove) && !workspace.canOpen(u"other"_s));
     QVERIFY(workspace.open(TriskVXWorkspaceToolEditor) && !workspace.open(TriskVXWorkspaceToolRemove));
     QTRY_VERIFY(QFile::exists(marker));
 

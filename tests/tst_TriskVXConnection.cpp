@@ -23,6 +23,8 @@
 #include <QTest>
 #include <QTimeZone>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 const int kWait = 10000;
 
@@ -30,8 +32,8 @@ const int kWait = 10000;
 // connection made before it has had its answer delivered too.
 bool roundTrip(const TriskVXServiceLocation &location)
 {
-    const QDBusMessage ping = QDBusMessage::createMethodCall(
-        location.serviceName(), kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+    const QDBusMessage ping = QDBusMessage::createMethodCall(location.serviceName(), kVXDBusObjectPath,
+                                                             u"org.freedesktop.DBus.Peer"_s, u"Ping"_s);
     QDBusPendingCallWatcher watcher(location.bus().asyncCall(ping));
     QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
     return finished.wait(kWait) && !watcher.isError();
@@ -62,10 +64,10 @@ QStringList namesOf(const QSignalSpy &spy)
 // The methods and properties of the scheduler interface in an introspection document, sorted.
 QStringList membersOf(const QString &xml)
 {
-    const qsizetype start = xml.indexOf(QStringLiteral("<interface name=\"%1\">").arg(kVXDBusInterface));
-    const QString interface = xml.mid(start, xml.indexOf(QStringLiteral("</interface>"), start) - start);
+    const qsizetype start = xml.indexOf(u"<interface name=\"%1\">"_s.arg(kVXDBusInterface));
+    const QString interface = xml.mid(start, xml.indexOf(u"</interface>"_s, start) - start);
     QStringList members;
-    auto matches = QRegularExpression(QStringLiteral("<(method|property)[^>]* name=\"(\\w+)\"")).globalMatch(interface);
+    auto matches = QRegularExpression(u"<(method|property)[^>]* name=\"(\\w+)\""_s).globalMatch(interface);
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
         members.append(match.captured(1) + QLatin1Char(' ') + match.captured(2));
@@ -82,8 +84,7 @@ class tst_TriskVXConnection : public QObject
 private Q_SLOTS:
     void initTestCase();
     void withoutTheService();
-    void serviceLeavesCrashesAndComesBack();
-    void keepAliveNoticesAHungService();
+    void serviceLeavesCrashesHangsAndComesBack();
     void observerFollowsTheService();
     void serviceThatAnswersWrongly();
     void aBurstIsTakenNewestOnly();
@@ -104,7 +105,7 @@ void tst_TriskVXConnection::withoutTheService()
     qputenv("HALVANE_BUS", QByteArray());
     qputenv("HALVANE_SERVICE", QByteArray());
     const TriskVXServiceLocation fallback = TriskVXServiceLocation::fromEnvironment();
-    QCOMPARE(fallback.busDescription(), QStringLiteral("session"));
+    QCOMPARE(fallback.busDescription(), u"session"_s);
     QCOMPARE(fallback.serviceName(), kVXDBusServiceName);
     qputenv("HALVANE_BUS", "unix:path=/nonexistent/bus");
     QCOMPARE(TriskVXConnection::connection(), nullptr);
@@ -119,7 +120,7 @@ void tst_TriskVXConnection::withoutTheService()
     QVERIFY(!answerTo(connection.get()));
 }
 
-void tst_TriskVXConnection::serviceLeavesCrashesAndComesBack()
+void tst_TriskVXConnection::serviceLeavesCrashesHangsAndComesBack()
 {
     HalvanedProcess service;
     QVERIFY(service.start());
@@ -164,37 +165,29 @@ void tst_TriskVXConnection::serviceLeavesCrashesAndComesBack()
     QCOMPARE(calls, 1);
     QCOMPARE(statuses.size(), 3);
     QCOMPARE(invalidated.count(), 1);
-}
 
-void tst_TriskVXConnection::keepAliveNoticesAHungService()
-{
-    HalvanedProcess service;
-    QVERIFY(service.start());
-    std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
-    QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
+    // Kept alive, each interval sends a ping; answered ones keep the connection.
     TriskVXClock clock;
     clock.setNow(QDateTime::currentDateTimeUtc());
     connection->setClock(&clock);
     connection->setKeepAliveInterval(60000);
     connection->setKeepAlive(true);
-    QSignalSpy invalid(connection.get(), &TriskVXConnection::didBecomeInvalid);
-    // Each interval sends a ping; answered ones keep the connection.
     for (int i = 0; i < 3; ++i) {
         clock.advance(connection->keepAliveInterval());
-        QVERIFY(roundTrip(service.location()));
+        QVERIFY(roundTrip(connection->location()));
     }
     service.pause();
     clock.advance(connection->keepAliveInterval());
     QVERIFY(connection->isValid());
     // One interval without an answer: the service hangs.
     clock.advance(connection->keepAliveInterval());
-    QCOMPARE(invalid.count(), 1);
+    QCOMPARE(invalidated.count(), 2);
 }
 
 void tst_TriskVXConnection::observerFollowsTheService()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({ QStringLiteral("--demo") }));
+    QVERIFY(service.start({ u"--demo"_s }));
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(service.location()));
     QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
     // An observer gone while its read is on the way: the answer must find nothing to write to.
@@ -220,8 +213,8 @@ void tst_TriskVXConnection::observerFollowsTheService()
     QVERIFY(dialog && dialog->isVisible());
     workspace.adjustQueuedTriggerWithConnection(triggerID, connection.get());
     QCOMPARE(workspace.adjustDialogForTrigger(triggerID), dialog.data());
-    QTRY_COMPARE_WITH_TIMEOUT(dialog->findChild<QLabel *>(QStringLiteral("label"))->text(),
-                              QStringLiteral("Choose when “Evening shut down (demo)” fires:"), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(dialog->findChild<QLabel *>(u"label"_s)->text(),
+                              u"Choose when “Evening shut down (demo)” fires:"_s, kWait);
     const QDateTime later = QDateTime::currentDateTimeUtc().addDays(4);
     dialog->setDate(later);
     dialog->accept();
@@ -243,21 +236,21 @@ void tst_TriskVXConnection::serviceThatAnswersWrongly()
 {
     FakeScheduler fake;
     fake.protocolVersion = kVXProtocolVersion + 1;
-    const QVariantList pending { QVariantMap { { kVXQueuedTriggerTriggerID, QStringLiteral("t") } } };
+    const QVariantList pending { QVariantMap { { kVXQueuedTriggerTriggerID, u"t"_s } } };
     fake.published = {
         { kVXObserveSchedulerPending, QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(pending)) },
-        { kVXObserveSchedulerEnabled, QStringLiteral("yes") },
+        { kVXObserveSchedulerEnabled, u"yes"_s },
         { kVXObserveSchedulerActive, QVariant::fromValue(NotADate()) },
-        { kVXObserveNotificationsWarning, QStringList { QStringLiteral("a") } },
+        { kVXObserveNotificationsWarning, QStringList { u"a"_s } },
         { kVXObserveOnDemandAvailable, qint64(5) },
-        { kVXObserveAuthorisationRights, QStringList { QStringLiteral("everything") } },
-        { QStringLiteral("SomethingElse"), qint64(3) },
+        { kVXObserveAuthorisationRights, QStringList { u"everything"_s } },
+        { u"SomethingElse"_s, qint64(3) },
     };
     QVERIFY(fake.start());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
     QSignalSpy failed(connection.get(), &TriskVXConnection::connectionAttemptFailed);
     QVERIFY(failed.wait(kWait));
-    QVERIFY(failed.first().first().toString().contains(QStringLiteral("protocol version")));
+    QVERIFY(failed.first().first().toString().contains(u"protocol version"_s));
 
     fake.protocolVersion = kVXProtocolVersion;
     fake.malformedReplies = true;
@@ -268,12 +261,12 @@ void tst_TriskVXConnection::serviceThatAnswersWrongly()
     connection->connect();
     QVERIFY(reloaded.wait(kWait));
     QCOMPARE(answerTo(connection.get()).value_or(TriskVXResponse()).status(), qint64(kVXStatusMalformedReply));
-    QCOMPARE(log.messages("trisk.halvane").filter(QStringLiteral("malformed reply to SchedulerReset")).size(), 1);
+    QCOMPARE(log.messages("trisk.halvane").filter(u"malformed reply to SchedulerReset"_s).size(), 1);
 
     // Malformed published values are logged, not delivered.
     QCOMPARE(namesOf(changes), QStringList { kVXObserveSchedulerPending });
-    QCOMPARE(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published")).size(), 5);
-    for (const QString &name : TriskVXObserver::observedVariables() + QStringList { QStringLiteral("SomethingElse") })
+    QCOMPARE(log.messages("trisk.halvane").filter(u"ignoring the published"_s).size(), 5);
+    for (const QString &name : TriskVXObserver::observedVariables() + QStringList { u"SomethingElse"_s })
         QCOMPARE(observer.valueForKeyPath(name).isValid(), name == kVXObserveSchedulerPending);
 
     // A malformed change keeps the last good value; a good one, changed or re-read when invalidated, arrives.
@@ -310,23 +303,21 @@ void tst_TriskVXConnection::aBurstIsTakenNewestOnly()
     for (int i = 0; i < 20; ++i)
         fake.publish({ { kVXObserveSchedulerPending,
                          i == 10 ? malformed
-                                 : QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(
-                                     pendingOf(QStringLiteral("t%1").arg(i)))) } });
+                                 : QVariant::fromValue(
+                                     TriskVXDBusPropertyList::encodeRecordList(pendingOf(u"t%1"_s.arg(i)))) } });
     for (const QDBusConnection &bus : { fake.connection(), QDBusConnection::sessionBus() })
-        QCOMPARE(bus.call(QDBusMessage::createMethodCall(
-                              QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                              QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")))
+        QCOMPARE(bus.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                                         u"org.freedesktop.DBus"_s, u"GetId"_s))
                      .type(),
                  QDBusMessage::ReplyMessage);
     // Only the newest is decoded: one change, and the malformed one in between is never looked at.
-    QTRY_COMPARE_WITH_TIMEOUT(observer.schedulerPending(), QVariant(pendingOf(QStringLiteral("t19"))), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(observer.schedulerPending(), QVariant(pendingOf(u"t19"_s)), kWait);
     QCOMPARE(namesOf(changes), QStringList { kVXObserveSchedulerPending });
-    QVERIFY(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published")).isEmpty());
+    QVERIFY(log.messages("trisk.halvane").filter(u"ignoring the published"_s).isEmpty());
     // Alone, a malformed report is logged and the last good value stays.
     fake.publish({ { kVXObserveSchedulerPending, malformed } });
-    QTRY_COMPARE_WITH_TIMEOUT(log.messages("trisk.halvane").filter(QStringLiteral("ignoring the published")).size(), 1,
-                              kWait);
-    QCOMPARE(observer.schedulerPending(), QVariant(pendingOf(QStringLiteral("t19"))));
+    QTRY_COMPARE_WITH_TIMEOUT(log.messages("trisk.halvane").filter(u"ignoring the published"_s).size(), 1, kWait);
+    QCOMPARE(observer.schedulerPending(), QVariant(pendingOf(u"t19"_s)));
     QCOMPARE(changes.size(), 1);
 }
 
@@ -342,15 +333,14 @@ void tst_TriskVXConnection::valuesCrossTheBus_data()
                                  quint64(18446744073709551615ULL),
                                  1.0,
                                  -0.125,
-                                 QStringLiteral("Grüße “x” 😀"),
-                                 QStringLiteral(""),
+                                 u"Grüße “x” 😀"_s,
+                                 u""_s,
                                  QByteArray("\x00\xff\x10", 3),
                                  before1970,
                                  after2038 };
     QTest::newRow("every scalar type") << QVariant(scalars) << QVariant(scalars);
-    const QVariantMap nested { { QStringLiteral("list"), QVariantList { QVariantList(), QVariantMap() } },
-                               { QStringLiteral("deep"),
-                                 QVariantMap { { QStringLiteral("d"), QVariantList { after2038 } } } } };
+    const QVariantMap nested { { u"list"_s, QVariantList { QVariantList(), QVariantMap() } },
+                               { u"deep"_s, QVariantMap { { u"d"_s, QVariantList { after2038 } } } } };
     QTest::newRow("nested and empty containers") << QVariant(nested) << QVariant(nested);
     // nil has no wire form: the key is left out.
     QTest::newRow("nil") << QVariant() << QVariant();
@@ -358,13 +348,11 @@ void tst_TriskVXConnection::valuesCrossTheBus_data()
     QTest::newRow("struct that is not a date")
         << QVariant(QVariantList { qint64(1), QVariant::fromValue(NotADate()) }) << QVariant();
     // Refused half-way through a dictionary: under scripts/sanitize.sh this used to leak the reader.
-    QTest::newRow("dictionary refused half-way")
-        << QVariant(QVariantMap { { QStringLiteral("a"), qint64(1) },
-                                  { QStringLiteral("b"), QVariant::fromValue(NotADate()) },
-                                  { QStringLiteral("c"), true } })
-        << QVariant();
+    QTest::newRow("dictionary refused half-way") << QVariant(
+        QVariantMap { { u"a"_s, qint64(1) }, { u"b"_s, QVariant::fromValue(NotADate()) }, { u"c"_s, true } })
+                                                 << QVariant();
     QTest::newRow("dictionary with integer keys")
-        << QVariant::fromValue(QMap<int, QString> { { 1, QStringLiteral("x") } }) << QVariant();
+        << QVariant::fromValue(QMap<int, QString> { { 1, u"x"_s } }) << QVariant();
 }
 
 // Parameters of a request travel the client's way to the fake service, which reads them as halvaned does.
@@ -376,10 +364,10 @@ void tst_TriskVXConnection::valuesCrossTheBus()
     QVERIFY(fake.start());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connectionWithLocation(fake.location()));
     QTRY_VERIFY_WITH_TIMEOUT(connection->isValid(), kWait);
-    QVERIFY(answerTo(connection.get(), { { QStringLiteral("v"), value }, { QStringLiteral("n"), 1 } }));
+    QVERIFY(answerTo(connection.get(), { { u"v"_s, value }, { u"n"_s, 1 } }));
     const QVariantMap parameters = fake.received().value(0).parameters;
-    QCOMPARE(parameters.value(QStringLiteral("v")), received);
-    QCOMPARE(parameters.value(QStringLiteral("v")).typeId(), received.typeId());
+    QCOMPARE(parameters.value(u"v"_s), received);
+    QCOMPARE(parameters.value(u"v"_s).typeId(), received.typeId());
     QCOMPARE(parameters.isEmpty(), !received.isValid() && value.isValid());
 }
 
@@ -391,10 +379,10 @@ void tst_TriskVXConnection::interfaceMatchesTheConstants()
     for (const QString &method :
          { kVXDBusMethodAuthenticate, kVXObserveAuthorisationRights, kVXRPCSchedulerAdjust, kVXRPCSchedulerCancel,
            kVXRPCSchedulerReset, kVXRPCOnDemandPerform, kVXRPCEventStoreStore, kVXRPCSchedulerSetEnabled })
-        expected.append(QStringLiteral("method ") + method);
+        expected.append(u"method "_s + method);
     for (const QString &variable : TriskVXObserver::observedVariables())
         if (variable != kVXObserveAuthorisationRights)
-            expected.append(QStringLiteral("property ") + variable);
+            expected.append(u"property "_s + variable);
     expected.sort();
     QFile file(QStringLiteral(TRISK_SOURCE_DIR "/frameworks/halvane/org.halvane.Scheduler1.xml"));
     QVERIFY(file.open(QIODevice::ReadOnly));
@@ -403,8 +391,7 @@ void tst_TriskVXConnection::interfaceMatchesTheConstants()
     HalvanedProcess service;
     QVERIFY(service.start());
     const QDBusMessage reply = QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
-        service.serviceName(), kVXDBusObjectPath, QStringLiteral("org.freedesktop.DBus.Introspectable"),
-        QStringLiteral("Introspect")));
+        service.serviceName(), kVXDBusObjectPath, u"org.freedesktop.DBus.Introspectable"_s, u"Introspect"_s));
     QCOMPARE(membersOf(reply.arguments().value(0).toString()), expected);
 }
 

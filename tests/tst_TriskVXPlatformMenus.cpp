@@ -35,25 +35,29 @@ class tst_TriskVXPlatformMenus : public QObject
 
 private Q_SLOTS:
     void interfaceFiles();
-    void interfaceFileLayoutsAndMenus();
     void menuItems();
 };
 
 void tst_TriskVXPlatformMenus::interfaceFiles()
 {
     QTemporaryDir folder;
-    QFile file(folder.filePath(u"Panel.ui"_s));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(R"(<ui version="4.0"><widget class="QWidget" name="panel">
+    Target owner;
+    QString error;
+    // Each file written is loaded at once, so one path serves them all.
+    const QString path = folder.filePath(u"Panel.ui"_s);
+    const auto load = [&](const QByteArray &contents) -> QWidget * {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
+            return nullptr;
+        file.close();
+        return TriskVXNibLoader::load(path, &owner, nullptr, &error);
+    };
+    LogCapture log;
+    std::unique_ptr<QWidget> root(load(R"(<ui version="4.0"><widget class="QWidget" name="panel">
  <widget class="QPushButton" name="cancelButton"><property name="action" stdset="0"><string>cancel:</string></property>
   <property name="tag" stdset="0"><number>7</number></property></widget>
  <widget class="QPushButton" name="strayButton"><property name="action" stdset="0"><string>explode:</string></property>
- </widget></widget></ui>)");
-    file.close();
-    Target owner;
-    LogCapture log;
-    QString error;
-    std::unique_ptr<QWidget> root(TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+ </widget></widget></ui>)"));
     QVERIFY2(root, qPrintable(error));
     // An action the owner lacks is said when the file is loaded, not when it is used.
     QCOMPARE(log.messages("trisk.platform").filter(u"explode:"_s).size(), 1);
@@ -63,21 +67,8 @@ void tst_TriskVXPlatformMenus::interfaceFiles()
     cancel->click();
     QCOMPARE(owner.senders, QList<QObject *> { cancel });
     QCOMPARE(TriskVXNibLoader::outlet(root.get(), u"panel"_s), root.get());
-    // Neither a missing file nor one that is no interface loads.
-    QVERIFY(!TriskVXNibLoader::load(folder.filePath(u"Missing.ui"_s), &owner, nullptr, &error));
-    QVERIFY2(error.startsWith(u"cannot read"_s), qPrintable(error));
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write("hello") == 5);
-    file.close();
-    QVERIFY(!TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
-    QVERIFY2(error.contains(u"is not an interface file"_s), qPrintable(error));
-}
 
-void tst_TriskVXPlatformMenus::interfaceFileLayoutsAndMenus()
-{
-    QTemporaryDir folder;
-    QFile file(folder.filePath(u"Form.ui"_s));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(R"(<ui version="4.0"><class>Form</class><widget class="QWidget" name="form">
+    root.reset(load(R"(<ui version="4.0"><class>Form</class><widget class="QWidget" name="form">
  <property name="geometry"><rect><x>40</x><y>50</y><width>300</width><height>120</height></rect></property>
  <layout class="QFormLayout" name="formLayout"><property name="leftMargin"><number>7</number></property>
   <property name="labelAlignment"><set>Qt::AlignRight|Qt::AlignVCenter</set></property>
@@ -87,11 +78,7 @@ void tst_TriskVXPlatformMenus::interfaceFileLayoutsAndMenus()
  </layout>
  <widget class="QMenu" name="menu"><addaction name="first"/><addaction name="separator"/><addaction name="second"/></widget>
  <action name="first"><property name="font"><font><bold>true</bold></font></property></action>
- <action name="second"/></widget></ui>)");
-    file.close();
-    Target owner;
-    QString error;
-    std::unique_ptr<QWidget> root(TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+ <action name="second"/></widget></ui>)"));
     QVERIFY2(root, qPrintable(error));
     // The top widget takes the size of its geometry, not its place.
     QCOMPARE(root->size(), QSize(300, 120));
@@ -110,12 +97,14 @@ void tst_TriskVXPlatformMenus::interfaceFileLayoutsAndMenus()
     QVERIFY(items.at(0)->font().bold() && items.at(1)->isSeparator());
     QCOMPARE(items.at(2)->objectName(), u"second"_s);
 
-    // What the builder does not make is refused with the reason.
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(R"(<ui version="4.0"><widget class="QWidget" name="w"><widget class="QCalendarWidget" name="c"/>
- </widget></ui>)");
-    file.close();
-    QVERIFY(!TriskVXNibLoader::load(file.fileName(), &owner, nullptr, &error));
+    // Neither a missing file, nor one that is no interface, nor one asking for what the builder does not
+    // make loads; each says why.
+    QVERIFY(!TriskVXNibLoader::load(folder.filePath(u"Missing.ui"_s), &owner, nullptr, &error));
+    QVERIFY2(error.startsWith(u"cannot read"_s), qPrintable(error));
+    QVERIFY(!load("hello"));
+    QVERIFY2(error.contains(u"is not an interface file"_s), qPrintable(error));
+    QVERIFY(!load(R"(<ui version="4.0"><widget class="QWidget" name="w"><widget class="QCalendarWidget" name="c"/>
+ </widget></ui>)"));
     QVERIFY2(error.contains(u"no widget of the kind QCalendarWidget"_s), qPrintable(error));
 }
 
