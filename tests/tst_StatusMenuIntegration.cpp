@@ -114,14 +114,9 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void menuAgainstTheService();
-    void anOutageShowsAndHeals();
     void theStatusMenuThroughTheHost();
-    void aBurstOfFiringsIsOneRebuild();
-    void groupCallsAndPropertyUpdates();
-    void malformedCallsGetErrors_data();
-    void malformedCallsGetErrors();
-    void watcherLeavesAndComesBack();
-    void noWatcherUsesTheTray();
+    void groupAndMalformedCalls();
+    void trayAndWatcherComeAndGo();
 
 private:
     // A fresh halvaned at kNow, and a status menu controller on it.
@@ -307,6 +302,32 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
              QStringList({ u"Perform Now"_s, u"Trigger Now"_s, u"-"_s, u"Cancel This Time"_s }));
     QCOMPARE(linesOf(pendingSubmenu(u"Report"_s)).value(0), u"Cancel This Time"_s);
 
+    // While halvaned is gone the item and the menu say so, keep nothing of the old schedule and offer nothing
+    // that needs the service; once it is back, all of it returns without being asked.
+    const QString before = menuText();
+    TriskVXStatusItem *item = m_controller->statusItem();
+    const QString toolTip = item->toolTip();
+    const QSizeF size(m_controller->imageSizeForMenuStatus(), m_controller->imageSizeForMenuStatus());
+    const QImage disconnected = TriskVXIImageAssistant::imageAssistant()->imageForUIIdentifierScaleToFitVariation(
+        TriskVXIImageAssistant::UIIdentifierForElementImage(kVXElementImage_Disconnected), size,
+        TriskVXIImageAssistantVariationNone);
+
+    QVERIFY(m_service->stop());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isServiceReachable() && !m_controller->isRebuildScheduled(), kWait);
+    QCOMPARE(linesOf(menu()),
+             QStringList({ u"Schedule unavailable"_s, u"-"_s, u"Open Halvane…"_s, u"Check for Updates…"_s, u"-"_s,
+                           u"Remove Trisk Notifier…"_s }));
+    QCOMPARE(itemTitled(menu(), u"Schedule unavailable"_s)->toolTip(), item->toolTip());
+    QVERIFY(item->toolTip() != toolTip && !item->toolTip().isEmpty());
+    QCOMPARE(item->image().convertToFormat(QImage::Format_ARGB32), disconnected.convertToFormat(QImage::Format_ARGB32));
+    QVERIFY(!m_controller->countDownTimer());
+
+    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
+    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()) && m_service->setTestNow(kNow));
+    QTRY_COMPARE_WITH_TIMEOUT(menuText(), before, kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(item->toolTip(), toolTip, kWait);
+    QVERIFY(itemTitled(menu(), u"Quick Schedule"_s)->menu());
+
     // A once trigger cancelled has no firing left: it leaves the pending list, and the menu follows.
     itemTitled(pendingSubmenu(u"Tomorrow"_s), u"Cancel This Time"_s)->trigger();
     QTRY_VERIFY2_WITH_TIMEOUT(!menuText().contains(u"Tomorrow"_s), qPrintable(menuText()), kWait);
@@ -343,39 +364,6 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
     QTRY_VERIFY2_WITH_TIMEOUT(linesOf(menu()).contains(u"Nap"_s), qPrintable(menuText()), kWait);
     QCOMPARE(dateOfPending(u"Nap"_s), kNow.addSecs(600));
     QCOMPARE(linesOf(menu()).count(u"Nap"_s), 1);
-    QCOMPARE(itemTitled(menu(), u"Quick Schedule"_s)->menu(), quick);
-}
-
-// While halvaned is gone the item and the menu say so, keep nothing of the old schedule and offer nothing
-// that needs the service; once it is back, all of it returns without being asked.
-void tst_StatusMenuIntegration::anOutageShowsAndHeals()
-{
-    startService();
-    QVERIFY(add(u"Backup"_s, { u"--at"_s, u"2030-06-01T10:00:00+02:00"_s, u"--log"_s, u"b"_s }));
-    QTRY_VERIFY_WITH_TIMEOUT(linesOf(menu()).contains(u"Backup"_s), kWait);
-    const QString before = menuText();
-    TriskVXStatusItem *item = m_controller->statusItem();
-    const QString toolTip = item->toolTip();
-    const QSizeF size(m_controller->imageSizeForMenuStatus(), m_controller->imageSizeForMenuStatus());
-    const QImage disconnected = TriskVXIImageAssistant::imageAssistant()->imageForUIIdentifierScaleToFitVariation(
-        TriskVXIImageAssistant::UIIdentifierForElementImage(kVXElementImage_Disconnected), size,
-        TriskVXIImageAssistantVariationNone);
-
-    QVERIFY(m_service->stop());
-    QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isServiceReachable() && !m_controller->isRebuildScheduled(), kWait);
-    QCOMPARE(linesOf(menu()),
-             QStringList({ u"Schedule unavailable"_s, u"-"_s, u"Open Halvane…"_s, u"Check for Updates…"_s, u"-"_s,
-                           u"Remove Trisk Notifier…"_s }));
-    QCOMPARE(itemTitled(menu(), u"Schedule unavailable"_s)->toolTip(), item->toolTip());
-    QVERIFY(item->toolTip() != toolTip && !item->toolTip().isEmpty());
-    QCOMPARE(item->image().convertToFormat(QImage::Format_ARGB32), disconnected.convertToFormat(QImage::Format_ARGB32));
-    QVERIFY(!m_controller->countDownTimer());
-
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()) && m_service->setTestNow(kNow));
-    QTRY_COMPARE_WITH_TIMEOUT(menuText(), before, kWait);
-    QTRY_COMPARE_WITH_TIMEOUT(item->toolTip(), toolTip, kWait);
-    QVERIFY(itemTitled(menu(), u"Quick Schedule"_s)->menu());
 }
 
 void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
@@ -438,23 +426,7 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     const QVariantList clicked { cancel->id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0u };
     QCOMPARE(menuCall(u"Event"_s, clicked).type(), QDBusMessage::ReplyMessage);
     QTRY_VERIFY_WITH_TIMEOUT(linesOfLayout(layout(0)).contains(u"Nothing scheduled"_s), kWait);
-}
 
-qsizetype tst_StatusMenuIntegration::publishedCountBlocking(const QString &variable) const
-{
-    QDBusMessage get = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
-                                                      u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
-    get << kVXDBusInterface << variable;
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(get, QDBus::Block);
-    return TriskVXDBusPropertyList::decode(reply.arguments().value(0).value<QDBusVariant>().variant()).toList().size();
-}
-
-void tst_StatusMenuIntegration::aBurstOfFiringsIsOneRebuild()
-{
-    startService();
-    QVERIFY(m_watcher->start());
-    exportItem(m_controller->statusItem());
-    QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems(), QStringList { m_bus }, kWait);
     // A hundred events firing within one second, a minute from now, and sixty that stay pending.
     QVariantList events;
     for (int i = 0; i < 100; ++i)
@@ -464,9 +436,6 @@ void tst_StatusMenuIntegration::aBurstOfFiringsIsOneRebuild()
     QVERIFY(m_client->request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }));
     // The menu lists the first of them and counts the rest.
     QTRY_VERIFY2_WITH_TIMEOUT(linesOf(menu()).contains(u"110 more coming up"_s), qPrintable(menuText()), kWait);
-    for (const QString &name : { u"NewIcon"_s, u"XAyatanaNewLabel"_s })
-        listen(TriskVXStatusNotifierItem::kItemPath, kItem, name);
-    listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"LayoutUpdated"_s);
     QCOMPARE(linesOfLayout(layout(0)), linesOf(menu()));
     m_signals->names.clear();
 
@@ -499,7 +468,16 @@ void tst_StatusMenuIntegration::aBurstOfFiringsIsOneRebuild()
     QCOMPARE(m_signals->names.count(u"XAyatanaNewLabel"_s), 0);
 }
 
-void tst_StatusMenuIntegration::groupCallsAndPropertyUpdates()
+qsizetype tst_StatusMenuIntegration::publishedCountBlocking(const QString &variable) const
+{
+    QDBusMessage get = QDBusMessage::createMethodCall(m_service->serviceName(), kVXDBusObjectPath,
+                                                      u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    get << kVXDBusInterface << variable;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(get, QDBus::Block);
+    return TriskVXDBusPropertyList::decode(reply.arguments().value(0).value<QDBusVariant>().variant()).toList().size();
+}
+
+void tst_StatusMenuIntegration::groupAndMalformedCalls()
 {
     QVERIFY(m_watcher->start());
     QMenu menu;
@@ -512,10 +490,30 @@ void tst_StatusMenuIntegration::groupCallsAndPropertyUpdates()
     });
     exportItem(makeItem(&menu));
     listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"ItemsPropertiesUpdated"_s);
+    // Ids are given as the host first reads the layout.
     const TriskVXDBusMenuLayoutItem root = layout(0);
-    QVERIFY(childLabelled(root, u"Open"_s) && childLabelled(root, u"Back up & sleep__later"_s));
+    const QStringList lines { u"Open"_s, u"Back up & sleep__later"_s };
+    QCOMPARE(linesOfLayout(root), lines);
     const int openId = childLabelled(root, u"Open"_s)->id;
     const int laterId = childLabelled(root, u"Back up & sleep__later"_s)->id;
+    // Malformed calls get errors, and it answers on.
+    const QVariant zero = QVariant::fromValue(QDBusVariant(0));
+    const QList<QPair<QString, QVariantList>> malformed {
+        { u"GetLayout"_s, { 999, -1, QStringList() } },
+        { u"GetLayout"_s, { u"root"_s, u"all"_s } },
+        { u"GetProperty"_s, { 999, u"label"_s } },
+        { u"GetProperty"_s, { openId, u"colour"_s } },
+        { u"Event"_s, { 999, u"clicked"_s, zero, 0u } },
+        { u"Event"_s, { openId } },
+        { u"AboutToShow"_s, { 999 } },
+        { u"Explode"_s, {} },
+    };
+    for (const auto &[method, arguments] : malformed) {
+        const QDBusMessage reply = menuCall(method, arguments);
+        QVERIFY2(reply.type() == QDBusMessage::ErrorMessage && !reply.errorMessage().isEmpty(), qPrintable(method));
+        QCOMPARE(linesOfLayout(layout(0)), lines);
+    }
+    QCOMPARE(chosen, 0);
     // Properties of several items; an id the host has wrong is left out.
     const QVariantList ids { QVariant::fromValue(QList<int> { openId, laterId, 999 }),
                              QStringList { u"label"_s, u"enabled"_s } };
@@ -545,67 +543,16 @@ void tst_StatusMenuIntegration::groupCallsAndPropertyUpdates()
     QCOMPARE(updated.first().properties.value(u"label"_s), QVariant(u"Open _now"_s));
 }
 
-void tst_StatusMenuIntegration::malformedCallsGetErrors_data()
+// With no watcher the item goes to the tray if there is one, else it is hidden, said once however often;
+// a panel that starts takes the item, under the same name each time it comes back.
+void tst_StatusMenuIntegration::trayAndWatcherComeAndGo()
 {
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QVariantList>("arguments");
-    const QVariant zero = QVariant::fromValue(QDBusVariant(0));
-    QTest::newRow("GetLayout, unknown id") << u"GetLayout"_s << QVariantList { 999, -1, QStringList() };
-    QTest::newRow("GetLayout, wrong types") << u"GetLayout"_s << QVariantList { u"root"_s, u"all"_s };
-    QTest::newRow("GetProperty, unknown id") << u"GetProperty"_s << QVariantList { 999, u"label"_s };
-    QTest::newRow("GetProperty, unknown property") << u"GetProperty"_s << QVariantList { 1, u"colour"_s };
-    QTest::newRow("Event, unknown id") << u"Event"_s << QVariantList { 999, u"clicked"_s, zero, 0u };
-    QTest::newRow("Event, too few arguments") << u"Event"_s << QVariantList { 1 };
-    QTest::newRow("AboutToShow, unknown id") << u"AboutToShow"_s << QVariantList { 999 };
-    QTest::newRow("no such method") << u"Explode"_s << QVariantList();
-}
-
-void tst_StatusMenuIntegration::malformedCallsGetErrors()
-{
-    QFETCH(QString, method);
-    QFETCH(QVariantList, arguments);
-    QVERIFY(m_watcher->start());
-    QMenu menu;
-    menu.addAction(u"Open"_s);
-    exportItem(makeItem(&menu));
-    // Ids are given as the host first reads the layout.
-    QCOMPARE(linesOfLayout(layout(0)), QStringList { u"Open"_s });
-    const QDBusMessage reply = menuCall(method, arguments);
-    QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
-    QVERIFY(!reply.errorMessage().isEmpty());
-    // And it answers on.
-    QCOMPARE(linesOfLayout(layout(0)), QStringList { u"Open"_s });
-}
-
-void tst_StatusMenuIntegration::watcherLeavesAndComesBack()
-{
-    QVERIFY(m_watcher->start());
-    TriskVXStatusItem *item = makeItem();
-    exportItem(item);
-    m_desktop->setTrayAvailability([] {
-        return false;
-    });
-    QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems(), QStringList { m_bus }, kWait);
     LogCapture log;
-    m_watcher->stop();
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden, kWait);
-    QCOMPARE(log.messages("trisk.desktop").filter(u"the status item is not shown"_s).size(), 1);
-    // The panel restarts: the item registers again, under the same name.
-    QVERIFY(m_watcher->start());
-    QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems(), QStringList { m_bus }, kWait);
-    QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::StatusNotifier);
-    // Said once only, however often it happens.
-    m_watcher->stop();
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden, kWait);
-    QCOMPARE(log.messages("trisk.desktop").filter(u"the status item is not shown"_s).size(), 1);
-}
-
-void tst_StatusMenuIntegration::noWatcherUsesTheTray()
-{
     QMenu menu;
     TriskVXStatusItem *item = makeItem(&menu);
     item->setToolTip(u"Next: Backup, 10:00"_s);
     exportItem(item);
+    QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden);
     // Offscreen there is no tray; this says there is one, the one way to see the fallback taken.
     m_desktop->setTrayAvailability([] {
         return true;
@@ -617,11 +564,22 @@ void tst_StatusMenuIntegration::noWatcherUsesTheTray()
     QVERIFY(tray->toolTip().endsWith(u"Next: Backup, 10:00"_s));
     item->setToolTip(u"Next: Report, 12:00"_s);
     QVERIFY(tray->toolTip().endsWith(u"Next: Report, 12:00"_s));
-    // A panel starts: the item moves to it.
     QVERIFY(m_watcher->start());
     QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems().size(), 1, kWait);
     QVERIFY(!m_desktop->trayIcon(item));
     QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::StatusNotifier);
+    const QStringList registered = m_watcher->registeredItems();
+    m_desktop->setTrayAvailability([] {
+        return false;
+    });
+    for (int restart = 0; restart < 2; ++restart) {
+        m_watcher->stop();
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden, kWait);
+        QCOMPARE(log.messages("trisk.desktop").filter(u"the status item is not shown"_s).size(), 1);
+        QVERIFY(m_watcher->start());
+        QTRY_COMPARE_WITH_TIMEOUT(m_watcher->registeredItems(), registered, kWait);
+        QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::StatusNotifier);
+    }
 }
 
 int main(int argc, char *argv[])
