@@ -53,11 +53,9 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
-    void everyTemplateBecomesAnEvent();
-    void shippedTemplatesSpeakThePersonsLanguage();
+    void everyTemplateBecomesAnEventInThePersonsLanguage();
     void postponeCancelsEachPendingTriggerInOrder();
-    void choicesFollowThePublishedState();
-    void datePickersStayAheadOfTheClock();
+    void choicesFollowTheStateAndTheClock();
     void brokenTemplatesStopTheStart_data();
     void brokenTemplatesStopTheStart();
 
@@ -149,7 +147,7 @@ QStringList tst_QuickSchedule::choosable() const
     return entries;
 }
 
-void tst_QuickSchedule::everyTemplateBecomesAnEvent()
+void tst_QuickSchedule::everyTemplateBecomesAnEventInThePersonsLanguage()
 {
     const QVariantList templates = m_panel->eventTemplates();
     QVERIFY(templates.size() >= 5);
@@ -183,11 +181,7 @@ void tst_QuickSchedule::everyTemplateBecomesAnEvent()
     QTRY_VERIFY_WITH_TIMEOUT(!refused.isEmpty(), 10000);
     TriskVXNotificationCenter::defaultCenter()->removeObserver(token);
     QCOMPARE(refused, QStringList { u"Quick Schedule"_s });
-}
 
-void tst_QuickSchedule::shippedTemplatesSpeakThePersonsLanguage()
-{
-    const QVariantList english = m_panel->eventTemplates();
     QTranslator german;
     QVERIFY(german.load(u"trisk_de"_s, QDir(qEnvironmentVariable("TRISK_RESOURCES")).filePath(u"translations"_s)));
     QCoreApplication::installTranslator(&german);
@@ -197,11 +191,11 @@ void tst_QuickSchedule::shippedTemplatesSpeakThePersonsLanguage()
 
     // Every shipped template has its name and notes in German, and the pop-up offers it so.
     QVERIFY(makePanel(m_client->observer()));
-    const QVariantList templates = m_panel->eventTemplates();
-    QCOMPARE(templates.size(), english.size());
+    const QVariantList translated = m_panel->eventTemplates();
+    QCOMPARE(translated.size(), templates.size());
     for (int i = 0; i < templates.size(); ++i) {
-        const QVariantMap shown = templates.at(i).toMap();
-        const QVariantMap written = english.at(i).toMap();
+        const QVariantMap shown = translated.at(i).toMap();
+        const QVariantMap written = templates.at(i).toMap();
         for (const QString &key : { kVXEventName, kVXEventNotes })
             QVERIFY2(shown.value(key) != written.value(key), qPrintable(written.value(key).toString()));
         QCOMPARE(m_panel->actionsPopUp()->itemText(i), shown.value(kVXEventName).toString());
@@ -242,7 +236,7 @@ void tst_QuickSchedule::postponeCancelsEachPendingTriggerInOrder()
     }
 }
 
-void tst_QuickSchedule::choicesFollowThePublishedState()
+void tst_QuickSchedule::choicesFollowTheStateAndTheClock()
 {
     // Before the service has published anything only adding can be chosen, and Apply follows the choice.
     std::unique_ptr<TriskVXConnection> nowhere(TriskVXConnection::connectionWithLocation(
@@ -288,10 +282,8 @@ void tst_QuickSchedule::choicesFollowThePublishedState()
     QVERIFY(apply(TriskVXQuickChoiceReset));
     QVERIFY(settled());
     QCOMPARE(m_client->pendingDate(trigger), next);
-}
 
-void tst_QuickSchedule::datePickersStayAheadOfTheClock()
-{
+    // Opened again: the date pickers stay ahead of the clock.
     QWidget *panel = m_panel->panel();
     TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);
     QVERIFY(panel->isVisible() && m_panel->dateTimer());
