@@ -48,6 +48,21 @@ QVariantMap queuedTrigger(const QString &id, const QString &name, const QDateTim
              { kVXQueuedTriggerEvent, QVariantMap { { kVXEventName, name } } },
              { kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, date } } } };
 }
+
+// The map with key set to value, or without key when value is invalid.
+QVariantMap with(QVariantMap map, const QString &key, const QVariant &value = {})
+{
+    if (value.isValid())
+        map.insert(key, value);
+    else
+        map.remove(key);
+    return map;
+}
+
+QVariant published(const QVariantList &records)
+{
+    return QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList(records));
+}
 } // namespace
 
 class tst_Panels : public QObject
@@ -289,8 +304,7 @@ void tst_Panels::malformedListsNeverReachAPanel()
 {
     FakeScheduler fake;
     const QVariantMap good = queuedTrigger(u"a#0"_s, u"Alpha"_s, kNow.addSecs(120));
-    fake.published = { { kVXObserveNotificationsCurrent,
-                         QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ good })) } };
+    fake.published = { { kVXObserveNotificationsCurrent, published({ good }) } };
     QVERIFY(fake.start());
     ServiceClient client(fake.location());
     QVERIFY(client.ready());
@@ -303,27 +317,18 @@ void tst_Panels::malformedListsNeverReachAPanel()
     TriskVXNotificationController *alpha = notifications.notifications().value(u"a#0"_s);
 
     LogCapture log;
-    QVariantMap noEvent = good;
-    noEvent.remove(kVXQueuedTriggerEvent);
-    QVariantMap noDate = good;
-    noDate.insert(kVXQueuedTriggerTrigger, QVariantMap());
-    QVariantMap textDate = good;
-    textDate.insert(kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"tomorrow"_s } });
-    QVariantMap noIdentifier = good;
-    noIdentifier.remove(kVXQueuedTriggerTriggerID);
     const QList<QVariant> malformed {
-        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ noEvent })),
-        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ good, noDate })),
-        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ textDate })),
-        QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ noIdentifier })),
+        published({ with(good, kVXQueuedTriggerEvent) }),
+        published({ good, with(good, kVXQueuedTriggerTrigger, QVariantMap()) }),
+        published({ with(good, kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"tomorrow"_s } }) }),
+        published({ with(good, kVXQueuedTriggerTriggerID) }),
         QVariant(QStringList { u"a#0"_s }),
     };
     for (const QVariant &value : malformed)
         fake.publish({ { kVXObserveNotificationsCurrent, value } });
     // A good list after them is the first thing the panels hear of.
     const QVariantMap beta = queuedTrigger(u"b#0"_s, u"Beta"_s, kNow.addSecs(240));
-    fake.publish({ { kVXObserveNotificationsCurrent,
-                     QVariant::fromValue(TriskVXDBusPropertyList::encodeRecordList({ good, beta })) } });
+    fake.publish({ { kVXObserveNotificationsCurrent, published({ good, beta }) } });
     QTRY_COMPARE_WITH_TIMEOUT(notifications.notifications().size(), 2, kWait);
     QCOMPARE(notifications.notifications().value(u"a#0"_s), alpha);
     QCOMPARE(log.messages("trisk.halvane").filter(u"ignoring the published NotificationsCurrent"_s).size(),
@@ -335,18 +340,11 @@ void tst_Panels::badQueuedTriggersAreProgrammingErrors_data()
     QTest::addColumn<QVariantMap>("queued");
     QTest::addColumn<QString>("assertion");
     const QVariantMap good = queuedTrigger(u"a#0"_s, u"Alpha"_s, kNow);
-    QVariantMap noEvent = good;
-    noEvent.remove(kVXQueuedTriggerEvent);
-    QVariantMap noName = good;
-    noName.insert(kVXQueuedTriggerEvent, QVariantMap());
-    QVariantMap noTrigger = good;
-    noTrigger.remove(kVXQueuedTriggerTrigger);
-    QVariantMap noDate = good;
-    noDate.insert(kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"08:00"_s } });
-    QTest::newRow("no event") << noEvent << u"Queued trigger is mising an event."_s;
-    QTest::newRow("no name") << noName << u"Event name is missing."_s;
-    QTest::newRow("no trigger") << noTrigger << u"Queued trigger is mising a trigger."_s;
-    QTest::newRow("no date") << noDate << u"Trigger date is missing."_s;
+    QTest::newRow("no event") << with(good, kVXQueuedTriggerEvent) << u"Queued trigger is mising an event."_s;
+    QTest::newRow("no name") << with(good, kVXQueuedTriggerEvent, QVariantMap()) << u"Event name is missing."_s;
+    QTest::newRow("no trigger") << with(good, kVXQueuedTriggerTrigger) << u"Queued trigger is mising a trigger."_s;
+    QTest::newRow("no date") << with(good, kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"08:00"_s } })
+                             << u"Trigger date is missing."_s;
 }
 
 void tst_Panels::badQueuedTriggersAreProgrammingErrors()
