@@ -101,7 +101,6 @@ private Q_SLOTS:
     void toolItemsNeedTheirTool();
     void titleFollowsTheCurrentNotification();
     void widthEasesAndLandsOneSecondAfterTheLastChange();
-    void brokenTemplatesAreLeftOut_data();
     void brokenTemplatesAreLeftOut();
     void quickAlternatesFollowModifiers_data();
     void quickAlternatesFollowModifiers();
@@ -445,36 +444,30 @@ void tst_TriskVXStatusMenuController::widthEasesAndLandsOneSecondAfterTheLastCha
     QCOMPARE(item->length(), 40.0 + (resize->targetLength() - 40.0) * 0.5);
 }
 
-void tst_TriskVXStatusMenuController::brokenTemplatesAreLeftOut_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<QByteArray>("contents");
-    QTest::newRow("schedule with a string")
-        << u"mixed.halvaneschedule"_s
-        << plist("<array><dict><key>Name</key><string>Kept out</string></dict><string>odd</string></array>");
-    QTest::newRow("schedule that is a dictionary")
-        << u"dict.halvaneschedule"_s << plist("<dict><key>Name</key><string>Kept out</string></dict>");
-    QTest::newRow("event that is an array")
-        << u"array.halvaneevent"_s << plist("<array><dict><key>Name</key><string>Kept out</string></dict></array>");
-    QTest::newRow("not a property list") << u"broken.halvaneevent"_s << QByteArray("<plist><dict><key>");
-}
-
 void tst_TriskVXStatusMenuController::brokenTemplatesAreLeftOut()
 {
-    QFETCH(QString, file);
-    QFETCH(QByteArray, contents);
-    gResources->write(u"Quick Schedule/"_s + file, contents);
+    const QList<QPair<QString, QByteArray>> broken {
+        { u"mixed.halvaneschedule"_s,
+          plist("<array><dict><key>Name</key><string>Kept out</string></dict><string>odd</string></array>") },
+        { u"dict.halvaneschedule"_s, plist("<dict><key>Name</key><string>Kept out</string></dict>") },
+        { u"array.halvaneevent"_s, plist("<array><dict><key>Name</key><string>Kept out</string></dict></array>") },
+        { u"broken.halvaneevent"_s, QByteArray("<plist><dict><key>") },
+    };
+    for (const auto &[file, contents] : broken)
+        gResources->write(u"Quick Schedule/"_s + file, contents);
     gResources->write(u"Quick Schedule/z.halvaneevent"_s, plist("<dict><key>Name</key><string>Good</string></dict>"));
     LogCapture log;
     auto controller = makeController();
     const QVariantList events = controller->quickScheduleEvents();
     QCOMPARE(events.size(), 1);
     QCOMPARE(events.first().toMap().value(kVXEventName), QVariant(u"Good"_s));
-    // Said, with the file's name, and the file left as it was.
-    QVERIFY(!log.messages("trisk.statusmenu").filter(file).isEmpty());
-    QFile kept(QDir(quickFolder()).filePath(file));
-    QVERIFY(kept.open(QIODevice::ReadOnly));
-    QCOMPARE(kept.readAll(), contents);
+    // Each said, with the file's name, and left as it was.
+    for (const auto &[file, contents] : broken) {
+        QVERIFY2(!log.messages("trisk.statusmenu").filter(file).isEmpty(), qPrintable(file));
+        QFile kept(QDir(quickFolder()).filePath(file));
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), contents);
+    }
 }
 
 void tst_TriskVXStatusMenuController::quickAlternatesFollowModifiers_data()
