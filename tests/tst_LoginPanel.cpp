@@ -4,7 +4,7 @@
 // the warning panel shows beside it and nothing of the desktop's notifiers does. The real program,
 // started without a system bus or a display, says why and leaves.
 #include "HalvanedProcess.h"
-#include "ServiceClient.h"
+#include "ProgramRun.h"
 #include "TriskVXBundle.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
@@ -263,16 +263,12 @@ void tst_LoginPanel::programLeavesQuietlyWithoutBusOrDisplay()
 {
     QFETCH(QStringList, environment);
     QFETCH(QString, complaint);
-    QProcess program;
-    QStringList variables = QProcess::systemEnvironment();
-    variables.append(environment);
-    program.setEnvironment(variables);
-    program.start(QStringLiteral(TRISK_NOTIFIER_PATH), { u"-login"_s, u"YES"_s });
-    QVERIFY(program.waitForFinished(kWait));
-    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(program.exitCode(), 69);
-    const QString output = QString::fromUtf8(program.readAllStandardError());
-    QVERIFY2(output.contains(complaint), qPrintable(output));
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    for (const QString &variable : std::as_const(environment))
+        variables.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
+    const ProgramRun run = runProgram(QStringLiteral(TRISK_NOTIFIER_PATH), { u"-login"_s, u"YES"_s }, variables, kWait);
+    QCOMPARE(run.exitCode, 69);
+    QVERIFY2(run.err.contains(complaint), qPrintable(run.err));
 }
 
 // The test owns its display and its buses before the application connects to either: an X server of its
