@@ -126,12 +126,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
     QVERIFY(m_server->received().at(1).body.endsWith(u"\nHalvane is about to perform this event."_s));
 
     // Cancelled: the trigger's notification goes at once, the warning's stays for its day.
-    const QString triggerID = client.value(kVXObserveNotificationsCurrent)
-                                  .toList()
-                                  .value(0)
-                                  .toMap()
-                                  .value(kVXQueuedTriggerTriggerID)
-                                  .toString();
+    const QString triggerID = client.pendingIDs(kVXObserveNotificationsCurrent).value(0);
     requests->cancelTrigger(triggerID);
     QTRY_VERIFY_WITH_TIMEOUT(m_server->closedByClient() == QList<uint> { night.id }, 10000);
     QCOMPARE(m_server->open().size(), 1);
