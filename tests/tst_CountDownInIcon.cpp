@@ -127,8 +127,6 @@ void tst_CountDownInIcon::hostDecidesWhereTheCountDownGoes()
     item->setToolTip(u"Next: Nap, 10:00 (in 0:42)"_s);
     item->setImageText(u"41"_s);
     QCOMPARE(newIcon.size(), drawn ? 2 : 0);
-    panel.kill();
-    panel.waitForFinished(kWait);
 }
 
 QTEST_MAIN(tst_CountDownInIcon)
