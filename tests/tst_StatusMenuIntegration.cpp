@@ -129,8 +129,6 @@ private:
     QMenu *pendingSubmenu(const QString &name) const;
     QDateTime dateOfPending(const QString &name) const;
 
-    // An item in the bar, showing the menu.
-    TriskVXStatusItem *makeItem(QMenu *menu = nullptr);
     // Puts the bar on the bus, and remembers the item's bus name.
     void exportItem(TriskVXStatusItem *item);
     QDBusMessage call(const QString &path, const QString &interface, const QString &method,
@@ -227,13 +225,6 @@ QDateTime tst_StatusMenuIntegration::dateOfPending(const QString &name) const
             return fields.value(kVXQueuedTriggerTrigger).toMap().value(kVXTriggerDate).toDateTime();
     }
     return {};
-}
-
-TriskVXStatusItem *tst_StatusMenuIntegration::makeItem(QMenu *menu)
-{
-    TriskVXStatusItem *item = m_bar->statusItemWithLength(TriskVXStatusItem::kVariableLength);
-    item->setMenu(menu);
-    return item;
 }
 
 void tst_StatusMenuIntegration::exportItem(TriskVXStatusItem *item)
@@ -488,7 +479,9 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     connect(open, &QAction::triggered, this, [&chosen] {
         ++chosen;
     });
-    exportItem(makeItem(&menu));
+    TriskVXStatusItem *item = m_bar->statusItemWithLength(TriskVXStatusItem::kVariableLength);
+    item->setMenu(&menu);
+    exportItem(item);
     listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"ItemsPropertiesUpdated"_s);
     // Ids are given as the host first reads the layout.
     const TriskVXDBusMenuLayoutItem root = layout(0);
@@ -549,7 +542,8 @@ void tst_StatusMenuIntegration::trayAndWatcherComeAndGo()
 {
     LogCapture log;
     QMenu menu;
-    TriskVXStatusItem *item = makeItem(&menu);
+    TriskVXStatusItem *item = m_bar->statusItemWithLength(TriskVXStatusItem::kVariableLength);
+    item->setMenu(&menu);
     item->setToolTip(u"Next: Backup, 10:00"_s);
     exportItem(item);
     QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden);
