@@ -7,6 +7,7 @@
 #include "TriskVXConstants.h"
 #include "TriskVXIDateTransformer.h"
 #include "TriskVXIImageAssistant.h"
+#include "TriskVXImageIconEngine.h"
 #include "TriskVXKeyedPlaceholders.h"
 #include "TriskVXMenuItem.h"
 #include "TriskVXNil.h"
@@ -293,7 +294,8 @@ QIcon TriskVXStatusMenuController::iconForImage(const QImage &image) const
     const QImage shown = isTemplate
         ? TriskVXIImageAssistant::tintedTemplateImage(image, QApplication::palette("QMenu").color(QPalette::WindowText))
         : image;
-    QIcon icon(QPixmap::fromImage(shown));
+    // Its pixels are read without Qt's shared pixmap cache, which would wake the idle program later.
+    QIcon icon = TriskVXImageIconEngine::iconWithImage(shown);
     icon.setIsMask(isTemplate);
     if (m_iconCache.size() > 256)
         m_iconCache.clear();
