@@ -19,6 +19,8 @@ packages=(
 )
 # libsqlite3-dev: halvaned's store.
 packages+=(libsqlite3-dev)
+# libpng-dev: the status menu's pictures are encoded with libpng directly.
+packages+=(libpng-dev)
 # The main job without a desktop (scripts/demo.sh): a display, a real panel host, window manager and
 # notification server, and the tools that click and take screenshots. The packages (dist/packaging.cmake):
 # dpkg-dev and file find their dependencies, lintian checks them (tests/tst_Shipping.cpp).

@@ -3,11 +3,11 @@
 #include "TriskVXDesktopLogging.h"
 #include "TriskVXMenuAlternates.h"
 #include "TriskVXMenuItem.h"
+#include "TriskVXPngEncoder.h"
 #include "dbusmenu_adaptor.h"
 
 #include <QAction>
 #include <QActionEvent>
-#include <QBuffer>
 #include <QDBusError>
 #include <QEvent>
 #include <QGuiApplication>
@@ -29,12 +29,7 @@ const qsizetype kIconDataCacheSize = 256;
 
 QByteArray pngOf(const QIcon &icon)
 {
-    const QPixmap pixmap = icon.pixmap(QSize(kIconSize, kIconSize));
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    pixmap.toImage().save(&buffer, "PNG");
-    return png;
+    return TriskVXPngEncoder::encode(icon.pixmap(QSize(kIconSize, kIconSize)).toImage());
 }
 } // namespace
 

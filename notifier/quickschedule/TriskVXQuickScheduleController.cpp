@@ -19,7 +19,6 @@
 #include <QDateTimeEdit>
 #include <QEvent>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QStackedWidget>
 #include <QStandardItemModel>
 
@@ -27,6 +26,22 @@ const QString TriskVXQuickScheduleEventNameKey = QStringLiteral("EventName");
 const QString TriskVXQuickScheduleEventDescriptionKey = QStringLiteral("EventDescription");
 
 namespace {
+// The format without its seconds field and the separator before it (":ss", ".s"), by hand rather than
+// through a regular expression, whose engine would be mapped and compiled for this alone.
+QString withoutSeconds(const QString &format)
+{
+    QString result;
+    for (qsizetype index = 0; index < format.size(); ++index) {
+        const QChar c = format.at(index);
+        if ((c == u':' || c == u'.') && format.mid(index + 1, 1) == u"s") {
+            index += format.mid(index + 2, 1) == u"s" ? 2 : 1;
+            continue;
+        }
+        result += c;
+    }
+    return result;
+}
+
 const QString kTemplatesResource = QStringLiteral("quickScheduleTemplates");
 const QString kSummary = QStringLiteral("Quick Schedule");
 const QString kResetSummary = QStringLiteral("Quick Schedule: Reset");
@@ -178,7 +193,7 @@ void TriskVXQuickScheduleController::setUpDatePickers()
 {
     // Dates to the minute, as the person thinks of them; the locale's order of the fields stays.
     for (QDateTimeEdit *picker : { m_actionsDate.data(), m_untilDate.data() })
-        picker->setDisplayFormat(picker->displayFormat().remove(QRegularExpression(QStringLiteral("[:.]ss?"))));
+        picker->setDisplayFormat(withoutSeconds(picker->displayFormat()));
     // A sensible date to start from: the whole minute an hour ahead. The pickers keep it as the person
     // leaves it.
     QDateTime inAnHour = m_clock->now().addSecs(3600);

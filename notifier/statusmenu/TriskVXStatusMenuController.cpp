@@ -7,7 +7,7 @@
 #include "TriskVXConstants.h"
 #include "TriskVXIDateTransformer.h"
 #include "TriskVXIImageAssistant.h"
-#include "TriskVXKeyedPlaceholders.h"
+#include "TriskVXImageIconEngine.h"
 #include "TriskVXMenuItem.h"
 #include "TriskVXNil.h"
 #include "TriskVXStatusItem.h"
@@ -27,7 +27,7 @@ namespace {
 const QString kEmphasizeIconDefault = QStringLiteral("emphasize icon");
 const QString kSectionTitle = QStringLiteral("title");
 const QString kSectionItems = QStringLiteral("items");
-const QString kSectionName = QStringLiteral("SectionName");
+const QString kSectionPlaceholder = QStringLiteral("{{SectionName}}");
 const int kPlaceholderTag = 1;
 const int kSectionItemsTag = 1;
 const int kSectionHeadingTag = 2;
@@ -293,7 +293,8 @@ QIcon TriskVXStatusMenuController::iconForImage(const QImage &image) const
     const QImage shown = isTemplate
         ? TriskVXIImageAssistant::tintedTemplateImage(image, QApplication::palette("QMenu").color(QPalette::WindowText))
         : image;
-    QIcon icon(QPixmap::fromImage(shown));
+    // Its pixels are read without Qt's shared pixmap cache, which would wake the idle program later.
+    QIcon icon = TriskVXImageIconEngine::iconWithImage(shown);
     icon.setIsMask(isTemplate);
     if (m_iconCache.size() > 256)
         m_iconCache.clear();
@@ -619,9 +620,10 @@ QList<QAction *> TriskVXStatusMenuController::encloseMenuItemsAsSection(const QL
             continue;
         }
         QAction *copy = TriskVXMenuItem::copyItem(frameItem, parent);
+        // The heading's one placeholder is replaced as plain text: the general placeholder pattern would
+        // map and compile the regular expression engine for this alone (half a megabyte resident).
         if (TriskVXMenuItem::tag(copy) == kSectionHeadingTag)
-            TriskVXMenuItem::setTitle(
-                copy, replaceKeyedPlaceholders(TriskVXMenuItem::title(copy), { { kSectionName, sectionTitle } }));
+            TriskVXMenuItem::setTitle(copy, TriskVXMenuItem::title(copy).replace(kSectionPlaceholder, sectionTitle));
         enclosed.append(copy);
     }
     return enclosed;

@@ -4,13 +4,22 @@
 
 #include <QDBusArgument>
 #include <QDBusMessage>
-#include <QRegularExpression>
+
+#include <algorithm>
 
 namespace {
+// Checked by hand: a regular expression here would map and compile the PCRE engine at every start for
+// one check.
 bool isMemberName(const QString &name)
 {
-    static const QRegularExpression member(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]{0,254}$"));
-    return member.match(name).hasMatch();
+    const auto isLetter = [](QChar c) {
+        return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || c == u'_';
+    };
+    if (name.isEmpty() || name.size() > 255 || !isLetter(name.front()))
+        return false;
+    return std::all_of(name.cbegin(), name.cend(), [&](QChar c) {
+        return isLetter(c) || (c >= u'0' && c <= u'9');
+    });
 }
 } // namespace
 
