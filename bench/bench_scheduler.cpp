@@ -61,172 +61,175 @@ int main(int argc, char *argv[])
     QTextStream out(stdout);
     const int count = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 10000;
     const QDateTime now = QDateTime::currentDateTimeUtc();
-
-    // Recomputation: one request's change with the whole queue and every published list rebuilt.
-    TriskVXClock clock;
-    clock.setNow(now);
-    HalvaneScheduler scheduler(&clock, nullptr);
+    // "requests" as the second argument: the request loops alone, for profiling the service.
+    const bool requestsOnly = argc > 2 && qstrcmp(argv[2], "requests") == 0;
     QElapsedTimer timer;
-    timer.start();
     // In requests of the most events one may carry.
     const QVariantList events = benchEvents(count, now);
-    for (qsizetype first = 0; first < events.size(); first += 2000) {
-        const HalvaneResult stored
-            = scheduler.handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events.mid(first, 2000) } });
-        if (!stored.succeeded()) {
-            out << stored.message() << Qt::endl;
-            return 1;
-        }
-    }
-    out << QStringLiteral("storing %1 events in requests of 2,000: %2 ms")
-               .arg(count)
-               .arg(timer.nsecsElapsed() / 1e6, 0, 'f', 1)
-        << Qt::endl;
-    scheduler.start();
-    QList<qint64> changes;
-    for (int i = 0; i < 50; ++i) {
+    if (!requestsOnly) {
+        // Recomputation: one request's change with the whole queue and every published list rebuilt.
+        TriskVXClock clock;
+        clock.setNow(now);
+        HalvaneScheduler scheduler(&clock, nullptr);
         timer.start();
-        scheduler.handle(
-            kVXRPCSchedulerAdjust,
-            { { kVXRPCParameterTriggerID, QStringLiteral("t1") }, { kVXRPCParameterDate, now.addSecs(7200 + i) } });
-        changes.append(timer.nsecsElapsed());
-    }
-    BenchStatistics::report(out, QStringLiteral("recomputation after one change, %1 events").arg(count), changes);
-    QList<qint64> encodings;
-    for (int i = 0; i < 20; ++i) {
-        timer.start();
-        const QList<QVariantMap> wire
-            = TriskVXDBusPropertyList::encodeRecordList(scheduler.variable(kVXObserveSchedulerPending).toList());
-        encodings.append(timer.nsecsElapsed());
-        Q_UNUSED(wire)
-    }
-    BenchStatistics::report(out, QStringLiteral("encoding the pending list for the bus, %1 entries").arg(count),
-                            encodings);
-
-    // Saving one small change: the store (SQLite, WAL) against rewriting the whole state file, as earlier
-    // versions did, and against appending the change to a journal. Bytes as the kernel counts them:
-    // handed to write calls, and sent towards the disk.
-    const QString folder
-        = QDir::tempPath() + QStringLiteral("/halvane-bench-%1").arg(QCoreApplication::applicationPid());
-    QDir(folder).removeRecursively();
-    QDir().mkpath(folder);
-    HalvaneStore store(folder + QStringLiteral("/store.db"));
-    {
-        QString error;
-        scheduler.takeChanges();
-        scheduler.restore(scheduler.toPropertyList(), &error);
-        if (!store.apply({ scheduler.takeChanges() }, &error)) {
-            out << error << Qt::endl;
-            return 1;
-        }
-    }
-    // A small change: one trigger's firing moved, the row the store writes for an adjust request.
-    const int smallChanges = 2000;
-    auto change = [&](int i) {
-        HalvaneTriggerState state = scheduler.triggerState(QStringLiteral("t%1").arg(i % count));
-        state.adjustedNatural = now.addSecs(86400 + i);
-        state.adjustedDate = now.addSecs(86400 * 2 + i);
-        HalvaneStateDelta delta;
-        delta.triggerStates.append({ QStringLiteral("t%1").arg(i % count), state.toPropertyList() });
-        return delta;
-    };
-    auto measureSaves = [&](const QString &design, const std::function<bool(const HalvaneStateDelta &)> &save) {
-        QList<qint64> times;
-        const KernelIO before = KernelIO::now();
-        for (int i = 0; i < smallChanges; ++i) {
-            const HalvaneStateDelta delta = change(i);
-            timer.start();
-            if (!save(delta))
-                return false;
-            times.append(timer.nsecsElapsed());
-        }
-        const KernelIO after = KernelIO::now();
-        BenchStatistics::report(out, QStringLiteral("%1: saving one small change, %2 events").arg(design).arg(count),
-                                times);
-        out << QStringLiteral("%1: bytes per small change: %2 written, %3 towards the disk (over %4 changes)")
-                   .arg(design)
-                   .arg((after.written - before.written) / smallChanges)
-                   .arg((after.toDisk - before.toDisk) / smallChanges)
-                   .arg(smallChanges)
-            << Qt::endl;
-        return true;
-    };
-    QString error;
-    measureSaves(QStringLiteral("store"), [&](const HalvaneStateDelta &delta) {
-        return store.apply({ delta }, &error);
-    });
-    const QByteArray journalPath = QFile::encodeName(folder + QStringLiteral("/journal"));
-    const int journal = ::open(journalPath.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    measureSaves(QStringLiteral("journal"), [&](const HalvaneStateDelta &delta) {
-        QByteArray record;
-        QDataStream stream(&record, QIODevice::WriteOnly);
-        for (const auto &[id, state] : delta.triggerStates)
-            stream << id << QVariant(state.value_or(QVariantMap()));
-        return ::write(journal, record.constData(), size_t(record.size())) == record.size()
-            && ::fdatasync(journal) == 0;
-    });
-    ::close(journal);
-    const int wholeFileChanges = 5;
-    QList<qint64> wholeFile;
-    const KernelIO beforeWhole = KernelIO::now();
-    for (int i = 0; i < wholeFileChanges; ++i) {
-        timer.start();
-        HalvaneStateFile::save(folder + QStringLiteral("/store.plist"), scheduler.toPropertyList(), &error);
-        wholeFile.append(timer.nsecsElapsed());
-    }
-    const KernelIO afterWhole = KernelIO::now();
-    BenchStatistics::report(out, QStringLiteral("state file: saving one small change, %1 events").arg(count),
-                            wholeFile);
-    out << QStringLiteral("state file: bytes per small change: %1 written, %2 towards the disk")
-               .arg((afterWhole.written - beforeWhole.written) / wholeFileChanges)
-               .arg((afterWhole.toDisk - beforeWhole.toDisk) / wholeFileChanges)
-        << Qt::endl;
-
-    // Start-up: a store of that size, then the real halvaned until it answers.
-    HalvanedProcess service;
-    store.close();
-    if (!QFile::copy(folder + QStringLiteral("/store.db"), service.stateFile())) {
-        out << QStringLiteral("cannot copy the store") << Qt::endl;
-        return 1;
-    }
-    QDir(folder).removeRecursively();
-    {
-        timer.start();
-        QVariantMap state;
-        HalvaneStore reading(service.stateFile());
-        reading.load(&state, &error);
-        const qint64 loaded = timer.nsecsElapsed();
-        HalvaneScheduler restored(&clock, nullptr);
-        restored.restore(state, &error, HalvaneScheduler::Restore::FromStore);
-        const qint64 restoredAt = timer.nsecsElapsed();
-        restored.start();
-        const qint64 started = timer.nsecsElapsed();
-        out << QStringLiteral("in process: reading the store %1 ms, restoring %2 ms, first pass %3 ms")
-                   .arg(loaded / 1e6, 0, 'f', 1)
-                   .arg((restoredAt - loaded) / 1e6, 0, 'f', 1)
-                   .arg((started - restoredAt) / 1e6, 0, 'f', 1)
-            << Qt::endl;
-    }
-    if (qEnvironmentVariableIsSet("BENCH_KEEP_STATE"))
-        QFile::copy(service.stateFile(), qEnvironmentVariable("BENCH_KEEP_STATE"));
-    // The same without a store: what starting the process and taking the name cost alone.
-    for (const bool withStore : { true, false }) {
-        QList<qint64> startups;
-        for (int i = 0; i < 5; ++i) {
-            timer.start();
-            if (!service.start(withStore ? QStringList() : QStringList { QStringLiteral("--no-state") }))
+        for (qsizetype first = 0; first < events.size(); first += 2000) {
+            const HalvaneResult stored
+                = scheduler.handle(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events.mid(first, 2000) } });
+            if (!stored.succeeded()) {
+                out << stored.message() << Qt::endl;
                 return 1;
-            QDBusMessage ping = QDBusMessage::createMethodCall(service.serviceName(), kVXDBusObjectPath,
-                                                               kVXDBusInterface, kVXDBusMethodAuthenticate);
-            QDBusConnection::sessionBus().call(ping);
-            startups.append(timer.nsecsElapsed());
-            service.stop();
+            }
         }
-        BenchStatistics::report(out,
-                                withStore
-                                    ? QStringLiteral("halvaned start-up with %1 events (until it answers)").arg(count)
-                                    : QStringLiteral("halvaned start-up without a store (until it answers)"),
-                                startups);
+        out << QStringLiteral("storing %1 events in requests of 2,000: %2 ms")
+                   .arg(count)
+                   .arg(timer.nsecsElapsed() / 1e6, 0, 'f', 1)
+            << Qt::endl;
+        scheduler.start();
+        QList<qint64> changes;
+        for (int i = 0; i < 50; ++i) {
+            timer.start();
+            scheduler.handle(
+                kVXRPCSchedulerAdjust,
+                { { kVXRPCParameterTriggerID, QStringLiteral("t1") }, { kVXRPCParameterDate, now.addSecs(7200 + i) } });
+            changes.append(timer.nsecsElapsed());
+        }
+        BenchStatistics::report(out, QStringLiteral("recomputation after one change, %1 events").arg(count), changes);
+        QList<qint64> encodings;
+        for (int i = 0; i < 20; ++i) {
+            timer.start();
+            const QList<QVariantMap> wire
+                = TriskVXDBusPropertyList::encodeRecordList(scheduler.variable(kVXObserveSchedulerPending).toList());
+            encodings.append(timer.nsecsElapsed());
+            Q_UNUSED(wire)
+        }
+        BenchStatistics::report(out, QStringLiteral("encoding the pending list for the bus, %1 entries").arg(count),
+                                encodings);
+
+        // Saving one small change: the store (SQLite, WAL) against rewriting the whole state file, as earlier
+        // versions did, and against appending the change to a journal. Bytes as the kernel counts them:
+        // handed to write calls, and sent towards the disk.
+        const QString folder
+            = QDir::tempPath() + QStringLiteral("/halvane-bench-%1").arg(QCoreApplication::applicationPid());
+        QDir(folder).removeRecursively();
+        QDir().mkpath(folder);
+        HalvaneStore store(folder + QStringLiteral("/store.db"));
+        {
+            QString error;
+            scheduler.takeChanges();
+            scheduler.restore(scheduler.toPropertyList(), &error);
+            if (!store.apply({ scheduler.takeChanges() }, &error)) {
+                out << error << Qt::endl;
+                return 1;
+            }
+        }
+        // A small change: one trigger's firing moved, the row the store writes for an adjust request.
+        const int smallChanges = 2000;
+        auto change = [&](int i) {
+            HalvaneTriggerState state = scheduler.triggerState(QStringLiteral("t%1").arg(i % count));
+            state.adjustedNatural = now.addSecs(86400 + i);
+            state.adjustedDate = now.addSecs(86400 * 2 + i);
+            HalvaneStateDelta delta;
+            delta.triggerStates.append({ QStringLiteral("t%1").arg(i % count), state.toPropertyList() });
+            return delta;
+        };
+        auto measureSaves = [&](const QString &design, const std::function<bool(const HalvaneStateDelta &)> &save) {
+            QList<qint64> times;
+            const KernelIO before = KernelIO::now();
+            for (int i = 0; i < smallChanges; ++i) {
+                const HalvaneStateDelta delta = change(i);
+                timer.start();
+                if (!save(delta))
+                    return false;
+                times.append(timer.nsecsElapsed());
+            }
+            const KernelIO after = KernelIO::now();
+            BenchStatistics::report(
+                out, QStringLiteral("%1: saving one small change, %2 events").arg(design).arg(count), times);
+            out << QStringLiteral("%1: bytes per small change: %2 written, %3 towards the disk (over %4 changes)")
+                       .arg(design)
+                       .arg((after.written - before.written) / smallChanges)
+                       .arg((after.toDisk - before.toDisk) / smallChanges)
+                       .arg(smallChanges)
+                << Qt::endl;
+            return true;
+        };
+        QString error;
+        measureSaves(QStringLiteral("store"), [&](const HalvaneStateDelta &delta) {
+            return store.apply({ delta }, &error);
+        });
+        const QByteArray journalPath = QFile::encodeName(folder + QStringLiteral("/journal"));
+        const int journal = ::open(journalPath.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        measureSaves(QStringLiteral("journal"), [&](const HalvaneStateDelta &delta) {
+            QByteArray record;
+            QDataStream stream(&record, QIODevice::WriteOnly);
+            for (const auto &[id, state] : delta.triggerStates)
+                stream << id << QVariant(state.value_or(QVariantMap()));
+            return ::write(journal, record.constData(), size_t(record.size())) == record.size()
+                && ::fdatasync(journal) == 0;
+        });
+        ::close(journal);
+        const int wholeFileChanges = 5;
+        QList<qint64> wholeFile;
+        const KernelIO beforeWhole = KernelIO::now();
+        for (int i = 0; i < wholeFileChanges; ++i) {
+            timer.start();
+            HalvaneStateFile::save(folder + QStringLiteral("/store.plist"), scheduler.toPropertyList(), &error);
+            wholeFile.append(timer.nsecsElapsed());
+        }
+        const KernelIO afterWhole = KernelIO::now();
+        BenchStatistics::report(out, QStringLiteral("state file: saving one small change, %1 events").arg(count),
+                                wholeFile);
+        out << QStringLiteral("state file: bytes per small change: %1 written, %2 towards the disk")
+                   .arg((afterWhole.written - beforeWhole.written) / wholeFileChanges)
+                   .arg((afterWhole.toDisk - beforeWhole.toDisk) / wholeFileChanges)
+            << Qt::endl;
+
+        // Start-up: a store of that size, then the real halvaned until it answers.
+        HalvanedProcess service;
+        store.close();
+        if (!QFile::copy(folder + QStringLiteral("/store.db"), service.stateFile())) {
+            out << QStringLiteral("cannot copy the store") << Qt::endl;
+            return 1;
+        }
+        QDir(folder).removeRecursively();
+        {
+            timer.start();
+            QVariantMap state;
+            HalvaneStore reading(service.stateFile());
+            reading.load(&state, &error);
+            const qint64 loaded = timer.nsecsElapsed();
+            HalvaneScheduler restored(&clock, nullptr);
+            restored.restore(state, &error, HalvaneScheduler::Restore::FromStore);
+            const qint64 restoredAt = timer.nsecsElapsed();
+            restored.start();
+            const qint64 started = timer.nsecsElapsed();
+            out << QStringLiteral("in process: reading the store %1 ms, restoring %2 ms, first pass %3 ms")
+                       .arg(loaded / 1e6, 0, 'f', 1)
+                       .arg((restoredAt - loaded) / 1e6, 0, 'f', 1)
+                       .arg((started - restoredAt) / 1e6, 0, 'f', 1)
+                << Qt::endl;
+        }
+        if (qEnvironmentVariableIsSet("BENCH_KEEP_STATE"))
+            QFile::copy(service.stateFile(), qEnvironmentVariable("BENCH_KEEP_STATE"));
+        // The same without a store: what starting the process and taking the name cost alone.
+        for (const bool withStore : { true, false }) {
+            QList<qint64> startups;
+            for (int i = 0; i < 5; ++i) {
+                timer.start();
+                if (!service.start(withStore ? QStringList() : QStringList { QStringLiteral("--no-state") }))
+                    return 1;
+                QDBusMessage ping = QDBusMessage::createMethodCall(service.serviceName(), kVXDBusObjectPath,
+                                                                   kVXDBusInterface, kVXDBusMethodAuthenticate);
+                QDBusConnection::sessionBus().call(ping);
+                startups.append(timer.nsecsElapsed());
+                service.stop();
+            }
+            BenchStatistics::report(
+                out,
+                withStore ? QStringLiteral("halvaned start-up with %1 events (until it answers)").arg(count)
+                          : QStringLiteral("halvaned start-up without a store (until it answers)"),
+                startups);
+        }
     }
 
     // Throughput: 4 clients, each with one request in flight at a time, for 5 seconds, with the same events
@@ -281,7 +284,15 @@ int main(int argc, char *argv[])
                     sendNext(index);
             });
         };
-        const qint64 seconds = 5;
+        // Longer loops (BENCH_REQUEST_SECONDS) leave time to attach a profiler to the pid shown.
+        const qint64 seconds = qEnvironmentVariableIntValue("BENCH_REQUEST_SECONDS") > 0
+            ? qEnvironmentVariableIntValue("BENCH_REQUEST_SECONDS")
+            : 5;
+        if (requestsOnly)
+            QTextStream(stderr) << QStringLiteral("loop starts: halvaned pid %1, store %2")
+                                       .arg(QDBusConnection::sessionBus().interface()->servicePid(small.serviceName()))
+                                       .arg(saved ? QStringLiteral("on") : QStringLiteral("off"))
+                                << Qt::endl;
         timer.start();
         for (int i = 0; i < clients; ++i)
             sendNext(i);

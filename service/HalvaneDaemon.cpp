@@ -176,7 +176,7 @@ int HalvaneDaemon::run(const QStringList &arguments)
     if (!parser.isSet(memoryOption)) {
         const QString directory
             = parser.isSet(stateOption) ? parser.value(stateOption) : defaultStateDirectory(systemBus);
-        restartForLargeStore(directory + QStringLiteral("/store.db"));
+        restartForLargeStore(HalvanePersistence::storePath(directory));
         persistence = std::make_unique<HalvanePersistence>(&scheduler, directory);
         if (!persistence->load())
             return 1;

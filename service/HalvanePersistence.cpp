@@ -32,7 +32,7 @@ HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QStrin
     : QObject(parent)
     , m_scheduler(scheduler)
     , m_legacyPath(folder + QStringLiteral("/store.plist"))
-    , m_store(folder + QStringLiteral("/store.db"))
+    , m_store(storePath(folder))
     , m_writer(new HalvaneStateWriter(&m_store))
 {
     m_thread.setObjectName(QStringLiteral("halvaned state writer"));
@@ -49,6 +49,11 @@ HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QStrin
         ++m_changes;
         schedule();
     });
+}
+
+QString HalvanePersistence::storePath(const QString &folder)
+{
+    return folder + QStringLiteral("/store.db");
 }
 
 HalvanePersistence::~HalvanePersistence()

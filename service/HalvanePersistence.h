@@ -30,6 +30,9 @@ public:
     HalvanePersistence(HalvaneScheduler *scheduler, const QString &folder, QObject *parent = nullptr);
     ~HalvanePersistence() override;
 
+    // Where the store of a state folder lies.
+    static QString storePath(const QString &folder);
+
     // False when the store was written by a newer version, or cannot be read and cannot be moved aside
     // either: the service must not start then, or it would overwrite it.
     bool load();
