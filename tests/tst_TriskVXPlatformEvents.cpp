@@ -1,18 +1,13 @@
-// What the platform layer tells its users: the notification centre in process and over the session bus,
-// the clock and the deadline timer that follows it. Unix signals and the loss of the bus are tested where
-// the notifier and halvaned stop on them.
+// What the platform layer tells its users: the notification centre in process, the clock and the deadline
+// timer that follows it. The centre over the session bus is tested where halvanectl posts to the notifiers,
+// Unix signals and the loss of the bus where the notifier and halvaned stop on them.
 #include "TriskVXClock.h"
 #include "TriskVXDeadlineTimer.h"
-#include "TriskVXDistributedNotificationCenter.h"
 #include "TriskVXNotificationCenter.h"
 
-#include <QDBusConnectionInterface>
 #include <QSignalSpy>
 #include <QTest>
-#include <QThread>
 #include <QTimeZone>
-
-#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -22,7 +17,6 @@ class tst_TriskVXPlatformEvents : public QObject
 
 private Q_SLOTS:
     void notificationCenter();
-    void distributedBetweenProcesses();
     void deadlineFollowsTheClock();
 };
 
@@ -49,19 +43,6 @@ void tst_TriskVXPlatformEvents::notificationCenter()
                            u"A sender:A3"_s, u"all:A3"_s }));
     center.removeObserverNameObject(&observer, u"A"_s, &sender);
     center.removeObserver(all);
-    // An observer with a queue of another thread is told on that thread.
-    QThread thread;
-    QObject queue;
-    queue.moveToThread(&thread);
-    thread.start();
-    std::atomic<QThread *> deliveredOn { nullptr };
-    center.addObserverForNameObjectQueueUsingBlock(u"Q"_s, nullptr, &queue, [&](const TriskVXNotification &) {
-        deliveredOn = QThread::currentThread();
-    });
-    center.postNotificationNameObject(u"Q"_s, nullptr);
-    QTRY_COMPARE(deliveredOn.load(), &thread);
-    thread.quit();
-    thread.wait();
     // Mid-post, an observer removes itself and the next one and adds another: observers see the
     // registrations as they were at the post, less the removed ones.
     QObject second;
@@ -81,36 +62,7 @@ void tst_TriskVXPlatformEvents::notificationCenter()
     center.postNotificationNameObject(u"A"_s, &sender);
     center.postNotificationNameObject(u"A"_s, &sender);
     QCOMPARE(heard, QStringList({ u"A:A"_s, u"sender:A"_s, u"first"_s, u"A:A"_s, u"sender:A"_s, u"added:A"_s }));
-    QCOMPARE(center.observerCount(), 4);
-}
-
-void tst_TriskVXPlatformEvents::distributedBetweenProcesses()
-{
-    // Connections of their own stand for the two processes (the default one holds back what it receives
-    // until the event loop first runs, and may then deliver out of order).
-    const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"listening"_s);
-    TriskVXDistributedNotificationCenter listening(bus);
-    TriskVXDistributedNotificationCenter posting(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"o"_s));
-    QStringList heard;
-    auto hear = [&heard](const QString &who) {
-        return [&heard, who](const QString &name, const QString &object, const QVariantMap &userInfo) {
-            heard.append(QStringList { who, name, object, userInfo.value(u"k"_s).toString() }.join(u' '));
-        };
-    };
-    QObject observer;
-    QVERIFY(listening.addObserverSelectorNameObject(&observer, hear(u"scheduler"_s), u"Sync"_s, u"scheduler"_s));
-    QVERIFY(listening.addObserverSelectorNameObject(&observer, hear(u"any"_s), u"Sync"_s, QString()));
-    QVERIFY(listening.addObserverSelectorNameObject(&observer, hear(u"other name"_s), u"Other"_s, QString()));
-    // Names that are no D-Bus member names cannot travel.
-    QVERIFY(!listening.addObserverSelectorNameObject(&observer, hear(u"bad"_s), u"a-b"_s, QString()));
-    QVERIFY(!posting.postNotificationNameObjectUserInfo(u"org.halvane.Dotted"_s, QString()));
-    // The match rules go to the bus on the listening connection: a round trip there puts them in place.
-    QVERIFY(bus.interface()->isServiceRegistered(u"org.freedesktop.DBus"_s));
-    QVERIFY(posting.postNotificationNameObjectUserInfo(u"Sync"_s, u"scheduler"_s, { { u"k"_s, qint64(1) } }));
-    QVERIFY(posting.postNotificationNameObjectUserInfo(u"Sync"_s, u"other"_s, { { u"k"_s, qint64(2) } }));
-    // Delivered in order: once the last is heard, nothing else was.
-    QTRY_COMPARE(heard,
-                 QStringList({ u"scheduler Sync scheduler 1"_s, u"any Sync scheduler 1"_s, u"any Sync other 2"_s }));
+    QCOMPARE(center.observerCount(), 3);
 }
 
 void tst_TriskVXPlatformEvents::deadlineFollowsTheClock()
