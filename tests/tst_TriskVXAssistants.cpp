@@ -1,20 +1,17 @@
 // The framework's helpers, for the cases the notifier's and the service's tests do not reach: rights,
-// templates and placeholders, date texts across clock changes, images, and the preference domain's file.
+// templates, date texts across clock changes, images, and the preference domain's file.
 #include "LogCapture.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"
 #include "TriskVXIDateTransformer.h"
 #include "TriskVXIImageAssistant.h"
 #include "TriskVXITemplateAssistant.h"
-#include "TriskVXKeyedPlaceholders.h"
 #include "TriskVXRecords.h"
 #include "TriskVXWorkspace.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextCursor>
-#include <QTextDocument>
 #include <QTimeZone>
 
 using namespace Qt::StringLiterals;
@@ -41,12 +38,11 @@ class tst_TriskVXAssistants : public QObject
 private Q_SLOTS:
     void rights();
     void templates();
-    void keyedPlaceholders();
     void dateTexts_data();
     void dateTexts();
     void dateTextsFollowTheClocksZone();
     void images();
-    void workspace();
+    void unreadablePreferences();
 };
 
 void tst_TriskVXAssistants::rights()
@@ -85,23 +81,6 @@ void tst_TriskVXAssistants::templates()
     QCOMPARE(TriskVXITemplateAssistant::dictionaryFromTemplateWithSubstitutions(
                  templateDictionary, { { u"when"_s, when }, { u"n"_s, qint64(2) } }),
              event);
-    QCOMPARE(TriskVXITemplateAssistant::placeholdersOfTemplate(templateDictionary),
-             (QStringList { u"when"_s, u"n"_s, u"other"_s }));
-}
-
-// A replacement takes the placeholder's attributes, the text around keeps its own, and a replacement is
-// not searched again.
-void tst_TriskVXAssistants::keyedPlaceholders()
-{
-    QTextDocument document;
-    document.setHtml(u"<i>x </i><b>{{a}}</b><u> {{b}} {{c}}</u>"_s);
-    replaceKeyedPlaceholders(&document, { { u"a"_s, u"{{b}}"_s }, { u"b"_s, 2 } });
-    QCOMPARE(document.toPlainText(), u"x {{b}} 2 {{c}}"_s);
-    QTextCursor cursor(&document);
-    cursor.setPosition(5);
-    QVERIFY(cursor.charFormat().font().bold() && !cursor.charFormat().fontItalic());
-    cursor.setPosition(9);
-    QVERIFY(cursor.charFormat().fontUnderline() && !cursor.charFormat().font().bold());
 }
 
 void tst_TriskVXAssistants::dateTexts_data()
@@ -169,24 +148,11 @@ void tst_TriskVXAssistants::images()
         QVERIFY2(draw(nothing).isNull(), qPrintable(nothing.toString()));
 }
 
-// The workspace's tools are programs found in its search path, started on their own; a preference domain
-// file that is no dictionary is logged and read as empty, and left as it is.
-void tst_TriskVXAssistants::workspace()
+// A preference domain file that is no dictionary is logged and read as empty, and left as it is.
+void tst_TriskVXAssistants::unreadablePreferences()
 {
     QTemporaryDir directory;
-    const QString marker = directory.filePath(u"opened"_s);
-    QFile editor(directory.filePath(u"halvane-editor"_s));
-    QVERIFY(editor.open(QIODevice::WriteOnly));
-    editor.write("#!/bin/sh\ntouch '" + marker.toUtf8() + "'\n");
-    editor.close();
-    QVERIFY(editor.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     TriskVXWorkspace workspace;
-    workspace.setToolSearchPath({ directory.path() });
-    QVERIFY(workspace.canOpen(TriskVXWorkspaceToolEditor));
-    QVERIFY(!workspace.canOpen(TriskVXWorkspaceToolRemove) && !workspace.canOpen(u"other"_s));
-    QVERIFY(workspace.open(TriskVXWorkspaceToolEditor) && !workspace.open(TriskVXWorkspaceToolRemove));
-    QTRY_VERIFY(QFile::exists(marker));
-
     workspace.setPreferencesDirectory(directory.path());
     QFile domain(workspace.preferencesFile());
     QVERIFY(domain.open(QIODevice::WriteOnly) && domain.write("<plist version=\"1.0\"><array/></plist>") > 0);
