@@ -4,11 +4,10 @@ namespace {
 const int kStartTimeout = 10000;
 }
 
-bool PrivateBus::start(const QString &configFile)
+bool PrivateBus::start()
 {
     m_daemon.start(QStringLiteral("dbus-daemon"),
-                   { configFile.isEmpty() ? QStringLiteral("--session") : QStringLiteral("--config-file=") + configFile,
-                     QStringLiteral("--print-address"), QStringLiteral("--nofork") });
+                   { QStringLiteral("--session"), QStringLiteral("--print-address"), QStringLiteral("--nofork") });
     if (!m_daemon.waitForReadyRead(kStartTimeout))
         return false;
     m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();

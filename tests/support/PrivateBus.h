@@ -3,16 +3,16 @@
 #include <QProcess>
 #include <QString>
 
-// A dbus-daemon of a test's own, for what the shared test bus cannot show: a bus that goes away, a bus
-// with service files (D-Bus activation).
+// A dbus-daemon of a test's own, for what the shared test bus cannot show: a bus that goes away, a system
+// bus with the services halvaned talks to.
 class PrivateBus
 {
 public:
     PrivateBus() = default;
     ~PrivateBus() { kill(); }
 
-    // Starts a session-type bus, or one made from a configuration file; false when it did not start.
-    bool start(const QString &configFile = QString());
+    // Starts a session-type bus; false when it did not start.
+    bool start();
     QString address() const { return m_address; }
     // The bus dies at once, as in a crash.
     void kill();
