@@ -72,11 +72,7 @@ void tst_TriskVXPlatformStorage::roundTrip()
         read,
         QVariantMap({ { u"count"_s, qint64(-3) }, { u"when"_s, utc(2001, 1, 1, 0, 0, 10) }, { u"off"_s, false } }));
 
-    // XML property lists write dates to the second; binary ones keep the fraction, before 2001 too, where
-    // the library counts the fraction backwards.
-    const QDateTime date = utc(2031, 3, 4, 5, 6, 7, 250);
-    const QByteArray xml = Serialization::dataWithPropertyList(date, Serialization::Format::Xml);
-    QCOMPARE(Serialization::propertyListWithData(xml).toDateTime(), date.addMSecs(-250));
+    // Binary property lists keep a date's fraction, before 2001 too, where the library counts it backwards.
     for (const QDateTime &base : { utc(2026, 11, 21, 9, 43, 9), utc(1990, 1, 1, 0, 0, 0) }) {
         for (int msec = 0; msec < 1000; ++msec) {
             const QDateTime stamp = base.addMSecs(msec);
