@@ -51,7 +51,6 @@ QVariantMap daily(const QString &time, const QString &id, const QVariantList &we
     return trigger;
 }
 
-// An event named after its unique id.
 QVariantMap makeEvent(const QString &id, const QVariantList &triggers, const QVariantMap &extra = {})
 {
     QVariantMap record { { kVXEventUniqueID, id }, { kVXEventName, id }, { kVXEventTriggers, triggers } };
@@ -274,7 +273,6 @@ void tst_HalvaneService::malformedAndOversizedRequests_data()
     storeRow("an unknown trigger type", makeEvent(u"x"_s, { QVariantMap { { kVXTriggerType, u"Lunar"_s } } }));
     storeRow("weekly on day 8", makeEvent(u"x"_s, { daily(u"10:00"_s, u"t"_s, { qint64(8) }) }));
     storeRow("a command as a shell line", makeEvent(u"x"_s, {}, doing({ command(u"rm -rf /"_s) })));
-    // Each kind of malformed action refuses the whole request.
     const QList<QPair<const char *, QVariant>> actions {
         { "an action not a dictionary", u"PowerOff"_s },
         { "a log message not a string", QVariantMap { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, 1 } } },
@@ -866,9 +864,7 @@ void tst_HalvaneService::cancelAdjustAndPostponeARepeatingTrigger()
     QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s)));
     QVERIFY(request(kVXRPCSchedulerCancel, trigger(u"d1"_s)));
     QCOMPARE(m_client->pendingDate(u"d1"_s), first.addDays(2));
-    // Adjusting moves only the queued firing; resetting brings the cancelled ones back.
-    QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"d1"_s, kVXRPCParameterDate, first.addDays(2).addSecs(1800))));
-    QCOMPARE(m_client->pendingDate(u"d1"_s), first.addDays(2).addSecs(1800));
+    // Resetting brings the cancelled firings back; an adjustment moves only the queued one.
     QVERIFY(request(kVXRPCSchedulerReset, trigger(u"d1"_s)));
     QCOMPARE(m_client->pendingDate(u"d1"_s), first);
     QVERIFY(request(kVXRPCSchedulerAdjust, trigger(u"d1"_s, kVXRPCParameterDate, first.addSecs(600))));
