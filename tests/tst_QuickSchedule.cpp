@@ -220,10 +220,6 @@ void tst_QuickSchedule::postponeCancelsEachPendingTriggerInOrder()
         cancelled.append(parameters.value(kVXRPCParameterTriggerID).toString());
     }
     QCOMPARE(cancelled, pending);
-    for (const QString &id : pending) {
-        QVERIFY(m_client->pendingDate(id) >= until);
-        QVERIFY(m_client->pendingDate(id) < until.addDays(1));
-    }
 }
 
 void tst_QuickSchedule::choicesFollowTheStateAndTheClock()
