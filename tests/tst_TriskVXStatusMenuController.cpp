@@ -257,13 +257,11 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     for (qsizetype i = 0; i + 1 < menus.size(); ++i)
         QVERIFY(!menus.at(i));
-    QCOMPARE(itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->menu(), quick);
     controller->hide();
     QVERIFY(m_bar->items().isEmpty());
     controller->show();
     QCOMPARE(m_bar->items(), QList<TriskVXStatusItem *> { controller->statusItem() });
     QCOMPARE(itemTitled(controller->statusItem()->menu(), u"Quick Schedule"_s)->menu(), quick);
-    QVERIFY(!quick->actions().isEmpty());
     // Validation as the menu opens: a listener appeared since the build; then the preference switches it off.
     QSignalSpy updates(TriskVXWorkspace::workspace(), &TriskVXWorkspace::softwareUpdateCheckRequested);
     Q_EMIT controller->statusMenu()->aboutToShow();
