@@ -74,8 +74,6 @@ private Q_SLOTS:
     void simplifiedButtonsFollowRights();
     void warningPanelFollowsTheWarnings();
     void malformedListsNeverReachAPanel();
-    void panelsShownTogetherDoNotCoverEachOther_data();
-    void panelsShownTogetherDoNotCoverEachOther();
 
 private:
     void startService(const QStringList &arguments = {});
@@ -314,43 +312,6 @@ void tst_Panels::malformedListsNeverReachAPanel()
     QCOMPARE(notifications.notifications().value(u"a#0"_s), alpha);
     QCOMPARE(log.messages("trisk.halvane").filter(u"ignoring the published NotificationsCurrent"_s).size(),
              malformed.size());
-}
-
-void tst_Panels::panelsShownTogetherDoNotCoverEachOther_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QRect>("area");
-    // How many panels of 470 × 170 fit clear of each other.
-    QTest::addColumn<int>("fitting");
-    QTest::newRow("more than fit") << 8 << QRect(0, 0, 800, 600) << 3;
-}
-
-void tst_Panels::panelsShownTogetherDoNotCoverEachOther()
-{
-    QFETCH(int, count);
-    QFETCH(QRect, area);
-    QFETCH(int, fitting);
-    const QSize size(470, 170);
-    QList<QRect> taken;
-    for (int index = 0; index < count; ++index) {
-        const QRect place = TriskVXFloatingPanel::placeClearOf(size, area, taken);
-        if (index < fitting) {
-            QVERIFY(area.contains(place));
-            for (const QRect &other : std::as_const(taken))
-                QVERIFY(!other.intersects(place));
-        } else {
-            // No room left: cascaded, so that its title is not hidden under another's.
-            for (const QRect &other : std::as_const(taken))
-                QVERIFY(other.topLeft() != place.topLeft());
-        }
-        taken.append(place);
-    }
-    QVERIFY((taken.first().center() - area.center()).manhattanLength() <= 2);
-    QRect bounds;
-    for (const QRect &place : taken.first(fitting))
-        bounds |= place;
-    QVERIFY(qAbs(bounds.center().x() - area.center().x()) <= size.width() / 2);
-    QVERIFY(qAbs(bounds.center().y() - area.center().y()) <= size.height() / 2 + 12);
 }
 
 int main(int argc, char *argv[])
