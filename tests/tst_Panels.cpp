@@ -13,7 +13,6 @@
 #include "TriskVXFloatingPanel.h"
 #include "TriskVXNotificationController.h"
 #include "TriskVXNotificationsController.h"
-#include "TriskVXPropertyListSerialization.h"
 #include "TriskVXRequestsController.h"
 #include "TriskVXUserDefaults.h"
 #include "TriskVXWarningController.h"
@@ -23,7 +22,6 @@
 #include <QApplication>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
 
@@ -70,13 +68,13 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void countDownPanelsFollowTheService();
-    void simplifiedButtonsFollowRights_data();
-    void simplifiedButtonsFollowRights();
+    void simplifiedButtonsFollowThePreference_data();
+    void simplifiedButtonsFollowThePreference();
     void warningPanelFollowsTheWarnings();
     void malformedListsNeverReachAPanel();
 
 private:
-    void startService(const QStringList &arguments = {});
+    void startService();
     bool add(const QString &name, const QStringList &arguments)
     {
         return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower(), u"--log"_s, name }
@@ -113,10 +111,10 @@ void tst_Panels::cleanup()
     m_service.reset();
 }
 
-void tst_Panels::startService(const QStringList &arguments)
+void tst_Panels::startService()
 {
     m_service = std::make_unique<HalvanedProcess>();
-    QVERIFY(m_service->start(QStringList { u"--test-clock"_s, u"--dry-run"_s } + arguments));
+    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
     QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
     QVERIFY(m_service->setTestNow(kNow));
     m_client = std::make_unique<ServiceClient>(m_service->location());
@@ -216,7 +214,7 @@ void tst_Panels::countDownPanelsFollowTheService()
     QCOMPARE(panelNames(), QStringList());
 }
 
-void tst_Panels::simplifiedButtonsFollowRights_data()
+void tst_Panels::simplifiedButtonsFollowThePreference_data()
 {
     QTest::addColumn<QVariant>("simplify");
     QTest::addColumn<QString>("adjustTitle");
@@ -225,7 +223,7 @@ void tst_Panels::simplifiedButtonsFollowRights_data()
     QTest::newRow("on") << QVariant(true) << u"Change Time…"_s << u"Skip This Time"_s;
 }
 
-void tst_Panels::simplifiedButtonsFollowRights()
+void tst_Panels::simplifiedButtonsFollowThePreference()
 {
     QFETCH(QVariant, simplify);
     QFETCH(QString, adjustTitle);
@@ -234,24 +232,12 @@ void tst_Panels::simplifiedButtonsFollowRights()
         QVERIFY(TriskVXUserDefaults::standardUserDefaults()->setPersistentDomainForName(
             { { u"notifier.notifications.simplify"_s, simplify } }, kVXPreferencesDomain));
     }
-    QTemporaryDir directory;
-    const QString rules = directory.filePath(u"rights.plist"_s);
-    startService({ u"--rules"_s, rules });
+    startService();
     QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Restart"_s }, kWait);
     TriskVXNotificationController *panel = panelOf(u"Restart"_s);
-    // The rights are learnt at their next change, the simplified titles not waiting for them.
     QCOMPARE(panel->adjustButton()->text(), adjustTitle);
     QCOMPARE(panel->cancelButton()->text(), cancelTitle);
-    QCOMPARE(panel->rights(), QVariant(QVariantList()));
-
-    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
-        QVariantMap { { kVXRPCSchedulerCancel, QVariantList { u"everyone"_s } } }, rules));
-    QTRY_COMPARE_WITH_TIMEOUT(panel->rights().toList().size(), 1, kWait);
-    QCOMPARE(panel->adjustButton()->text(), adjustTitle);
-    QCOMPARE(panel->cancelButton()->text(), cancelTitle);
-    // Rights only ever offer: both buttons stay enabled whatever the list holds.
-    QVERIFY(panel->adjustButton()->isEnabled() && panel->cancelButton()->isEnabled());
 }
 
 void tst_Panels::warningPanelFollowsTheWarnings()
