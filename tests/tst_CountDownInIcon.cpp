@@ -57,7 +57,7 @@ void tst_CountDownInIcon::digitsAtPanelSizes()
     for (const QString &text : kTexts) {
         const QImage image = painter.imageForText(text, size);
         QCOMPARE(image.size(), QSize(size, size));
-            const QRect ink = inkOf(image);
+        const QRect ink = inkOf(image);
         QVERIFY2(ink.height() >= size / 2 && ink.width() >= size / 3, qPrintable(text));
         QVERIFY2(ink.left() >= 1 && ink.top() >= 1 && ink.right() <= size - 2 && ink.bottom() <= size - 2,
                  qPrintable(text));
