@@ -35,7 +35,7 @@ QString at(qint64 seconds)
     return kNow.addSecs(seconds).toString(Qt::ISODateWithMs);
 }
 
-// The windows on the screen, bottom to top.
+// Bottom to top, as the X server stacks them.
 QList<xcb_window_t> viewableStacking()
 {
     xcb_connection_t *connection = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();

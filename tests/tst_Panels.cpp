@@ -17,7 +17,6 @@
 #include "TriskVXUserDefaults.h"
 #include "TriskVXWarningController.h"
 #include "TriskVXWorkspace.h"
-#include "WaitFor.h"
 
 #include <QApplication>
 #include <QPushButton>

@@ -11,7 +11,6 @@
 #include "TriskVXNotificationCenter.h"
 #include "TriskVXQuickScheduleController.h"
 #include "TriskVXRequestsController.h"
-#include "TriskVXSecondTimer.h"
 #include "TriskVXWorkspace.h"
 #include "WaitFor.h"
 
@@ -110,7 +109,6 @@ bool tst_QuickSchedule::makePanel(TriskVXObserver *observer)
     return m_panel != nullptr;
 }
 
-// Opens the panel as the status menu does, picks the choice and presses Apply, which closes it.
 bool tst_QuickSchedule::apply(qint64 choice)
 {
     TriskVXWorkspace::workspace()->quickScheduleWithConnection(nullptr);

@@ -36,7 +36,6 @@ using namespace Qt::StringLiterals;
 namespace {
 const int kWait = 10000;
 
-// An event performed once at date, logging its name.
 QVariantMap onceEvent(const QString &name, const QDateTime &date)
 {
     const QVariantMap trigger { { kVXTriggerIdentifier, name },
@@ -50,10 +49,8 @@ QVariantMap onceEvent(const QString &name, const QDateTime &date)
 }
 const QString kItem = u"org.kde.StatusNotifierItem"_s;
 const QString kMenu = u"com.canonical.dbusmenu"_s;
-// Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the menu's clock alike.
 const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
 
-// The signals a host receives.
 class SignalLog : public QObject
 {
     Q_OBJECT
@@ -116,17 +113,13 @@ private Q_SLOTS:
     void trayAndWatcherComeAndGo();
 
 private:
-    // A fresh halvaned at kNow, and a status menu controller on it.
     void startService();
-    // halvanectl add <name> --id <name in lower case> <arguments>.
     bool add(const QString &name, const QStringList &arguments);
     QMenu *menu() const { return m_controller->statusMenu(); }
     QString menuText() const { return linesOf(menu()).join(u'|'); }
-    // The submenu of the pending item of that name, as it opens.
     QMenu *pendingSubmenu(const QString &name) const;
     QDateTime dateOfPending(const QString &name) const;
 
-    // Puts the bar on the bus, and remembers the item's bus name.
     void exportItem(TriskVXStatusItem *item);
     QDBusMessage call(const QString &path, const QString &interface, const QString &method,
                       const QVariantList &arguments = {});
@@ -193,7 +186,6 @@ void tst_StatusMenuIntegration::startService()
     m_controller->setStatusBar(m_bar.get());
     m_controller->setClock(&m_clock);
     QVERIFY(m_controller->initWithObserverRequests(m_client->observer(), m_requests.get()));
-    // The variables already read reach the menu as at a show.
     m_controller->refresh();
     QTRY_VERIFY_WITH_TIMEOUT(linesOf(menu()).contains(u"Nothing scheduled"_s), kWait);
 }
@@ -455,7 +447,6 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     QCOMPARE(linesOfLayout(root), lines);
     const int openId = childLabelled(root, u"Open"_s)->id;
     const int laterId = childLabelled(root, u"Back up & sleep__later"_s)->id;
-    // Malformed calls get errors, and it answers on.
     const QList<QPair<QString, QVariantList>> malformed {
         { u"GetLayout"_s, { 999, -1, QStringList() } },
         { u"GetProperty"_s, { 999, u"label"_s } },
@@ -476,7 +467,6 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     QCOMPARE(items.size(), 2);
     QCOMPARE(items.at(0).properties, (QVariantMap { { u"label"_s, u"Open"_s } }));
     QCOMPARE(items.at(1).properties.value(u"enabled"_s), QVariant(false));
-    // A disabled item does nothing.
     const TriskVXDBusMenuEventList events { { openId, u"clicked"_s, QDBusVariant(0), 0 },
                                             { laterId, u"clicked"_s, QDBusVariant(0), 0 },
                                             { 999, u"clicked"_s, QDBusVariant(0), 0 } };

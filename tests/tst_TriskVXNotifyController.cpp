@@ -23,7 +23,6 @@ using namespace Qt::StringLiterals;
 namespace {
 const int kWait = 10000;
 
-// A requests controller on a connection of its own, with the notifications it posts.
 struct Requests
 {
     explicit Requests(const TriskVXServiceLocation &location)
@@ -46,7 +45,6 @@ struct Requests
     int pendingEmpty = 0;
 };
 
-// Stands in for every notifier, recording what it is told.
 class TestNotifier : public TriskVXNotifyObject
 {
     Q_OBJECT
@@ -170,7 +168,6 @@ void tst_TriskVXNotifyController::preferencesDeployAndHideNotifiers()
     QVERIFY(warning && warning->isVisible());
     QVERIFY(warning->observer() == m_controller->observer() && warning->requests() == m_controller->requests());
     QVERIFY(warning->order.isEmpty());
-    // Switched off: hidden, not destroyed.
     QVERIFY(writeDomain({ { kVXPreferencesKeyNotifierWarning, false } }));
     TriskVXDistributedNotificationCenter::defaultCenter()->postNotificationNameObjectUserInfo(
         kVXPreferencesNotificationSynchronise, kVXPreferencesDomain);
@@ -204,7 +201,6 @@ void tst_TriskVXNotifyController::program_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("environment");
-    // The first line is awaited before SIGTERM.
     QTest::addColumn<QByteArrayList>("lines");
     QTest::addColumn<int>("exitCode");
     // Under systemd each line carries its priority, 6 for info.
@@ -213,7 +209,6 @@ void tst_TriskVXNotifyController::program_data()
         << QByteArrayList { "<6>trisk.notifier: Authenticated: 1", "<6>trisk.notifier: started with 4 notifiers",
                             "stopping on signal 15" }
         << 0;
-    // The test's bus plays the system bus.
     QTest::newRow("the login window's table")
         << QStringList { u"-login"_s, u"YES"_s }
         << u"DBUS_SYSTEM_BUS_ADDRESS="_s + qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS")

@@ -41,7 +41,6 @@ QVariantMap queuedTrigger(const QString &id, const QDateTime &date, const QStrin
              { kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, date.toUTC() } } } };
 }
 
-// "Event <i>" due at 12:<i> on the day days[i] away from kNow's.
 QVariant pendingOn(const QList<int> &days)
 {
     QVariantList pending;
@@ -77,7 +76,6 @@ void report(TriskVXStatusMenuController &controller, const QString &variable, co
     QVERIFY(settled(controller));
 }
 
-// The fixed lines of the template below the sections.
 const QStringList kTail = u"-|Quick Schedule|-|Open Halvane…|Check for Updates…|-|Remove Trisk Notifier…"_s.split(u'|');
 } // namespace
 
@@ -138,7 +136,6 @@ void tst_TriskVXStatusMenuController::menuLines_data()
     QTest::addColumn<QStringList>("active");
     QTest::addColumn<QVariantList>("onDemand");
     QTest::addColumn<QString>("lines");
-    // The status item's built-in picture when nothing is pending.
     QTest::addColumn<QString>("image");
     const QVariant none;
     const QVariant empty = QVariantList();
