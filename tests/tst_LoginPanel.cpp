@@ -73,10 +73,6 @@ private Q_SLOTS:
 
 private:
     void start();
-    bool add(const QString &name, const QStringList &arguments)
-    {
-        return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower() } + arguments);
-    }
     void moveTo(qint64 seconds)
     {
         QVERIFY(m_service->setTestNow(kNow.addSecs(seconds)));
@@ -126,9 +122,7 @@ void tst_LoginPanel::start()
     m_clock.setNow(kNow);
     m_service = std::make_unique<HalvanedProcess>();
     m_service->setBus(u"system"_s);
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s, u"--rights"_s, u"rules"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
-    QVERIFY(m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow, { u"--rights"_s, u"rules"_s }));
     // Only the service's name is told; the bus is the login instance's own choice.
     qputenv("HALVANE_SERVICE", m_service->serviceName().toUtf8());
     m_controller = std::make_unique<TriskVXNotifyController>();
@@ -172,7 +166,7 @@ void tst_LoginPanel::windowStandsWhereThePreferenceSays()
             domain, TriskVXWorkspace::workspace()->preferencesFile()));
     }
     start();
-    QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
+    QVERIFY(m_service->add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
     QTRY_VERIFY_WITH_TIMEOUT(window()->isVisible(), kWait);
     const QSize screen = QGuiApplication::primaryScreen()->size();
     const QRect frame = window()->geometry();
@@ -187,8 +181,8 @@ void tst_LoginPanel::countDownFollowsTheServiceAtTheLoginScreen()
     QVERIFY(!window()->isVisible());
 
     // Backup fires first but enters its notice period later.
-    QVERIFY(add(u"Restart"_s, { u"--at"_s, at(600), u"--notice"_s, u"900"_s }));
-    QVERIFY(add(u"Backup"_s, { u"--at"_s, at(400), u"--notice"_s, u"100"_s }));
+    QVERIFY(m_service->add(u"Restart"_s, { u"--at"_s, at(600), u"--notice"_s, u"900"_s }));
+    QVERIFY(m_service->add(u"Backup"_s, { u"--at"_s, at(400), u"--notice"_s, u"100"_s }));
     QTRY_VERIFY_WITH_TIMEOUT(window()->isVisible(), kWait);
     QCOMPARE(login()->messageField()->text(), u"“Restart” will be performed at 08:10:00.\n10 min 0 s left."_s);
     QVERIFY(window()->windowTitle().startsWith(u"Restart at "_s));
@@ -225,13 +219,14 @@ void tst_LoginPanel::countDownFollowsTheServiceAtTheLoginScreen()
     QVERIFY(cancelFirst());
     QTRY_VERIFY_WITH_TIMEOUT(!window()->isVisible(), kWait);
     QVERIFY(!login()->countDownTimer());
-    QVERIFY(add(u"Nap"_s, { u"--at"_s, at(500), u"--notice"_s, u"600"_s }));
+    QVERIFY(m_service->add(u"Nap"_s, { u"--at"_s, at(500), u"--notice"_s, u"600"_s }));
     QTRY_VERIFY_WITH_TIMEOUT(window()->isVisible(), kWait);
     QCOMPARE(window()->geometry().topLeft(), placed.topLeft());
     QVERIFY(login()->countDownTimer() && login()->countDownTimer()->isActive());
 
     // No count-down panel and no status item at a login screen.
-    QVERIFY(add(u"Lights out"_s, { u"--at"_s, at(400), u"--notice"_s, u"600"_s, u"--warning-lead"_s, u"60"_s }));
+    QVERIFY(
+        m_service->add(u"Lights out"_s, { u"--at"_s, at(400), u"--notice"_s, u"600"_s, u"--warning-lead"_s, u"60"_s }));
     moveTo(345);
     QTRY_COMPARE_WITH_TIMEOUT(visibleWindows(), (QStringList { u"notificationWindow"_s, u"warningPanel"_s }), kWait);
     QCOMPARE(login()->eventName(), u"Lights out"_s);

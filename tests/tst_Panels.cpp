@@ -76,8 +76,7 @@ private:
     void startService();
     bool add(const QString &name, const QStringList &arguments)
     {
-        return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower(), u"--log"_s, name }
-                                  + arguments);
+        return m_service->add(name, QStringList { u"--log"_s, name } + arguments);
     }
     void moveTo(qint64 seconds);
     QStringList panelNames() const;
@@ -113,9 +112,7 @@ void tst_Panels::cleanup()
 void tst_Panels::startService()
 {
     m_service = std::make_unique<HalvanedProcess>();
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
-    QVERIFY(m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     m_client = std::make_unique<ServiceClient>(m_service->location());
     QVERIFY(m_client->ready());
     m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));

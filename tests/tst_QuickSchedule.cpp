@@ -83,9 +83,7 @@ void tst_QuickSchedule::init()
 {
     m_clock.setNow(kNow);
     m_service = std::make_unique<HalvanedProcess>();
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
-    QVERIFY(m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     m_client = std::make_unique<ServiceClient>(m_service->location());
     QVERIFY(m_client->ready());
     m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));
@@ -252,8 +250,7 @@ void tst_QuickSchedule::choicesFollowTheStateAndTheClock()
     QTRY_VERIFY_WITH_TIMEOUT(m_client->value(kVXObserveSchedulerEnabled) == QVariant(true), 10000);
     QCOMPARE(m_panel->applyButton()->text(), localized(u"QUICKSCHEDULE_APPLY_STOP"_s));
 
-    QVERIFY(m_service->control(
-        { u"add"_s, u"Backup"_s, u"--id"_s, u"backup"_s, u"--daily"_s, u"09:00"_s, u"--log"_s, u"Backup"_s }));
+    QVERIFY(m_service->add(u"Backup"_s, { u"--daily"_s, u"09:00"_s, u"--log"_s, u"Backup"_s }));
     QTRY_VERIFY_WITH_TIMEOUT(m_client->reload() && m_client->pendingIDs().size() == 1, 10000);
     const QString trigger = m_client->pendingIDs().constFirst();
     const QDateTime next = m_client->pendingDate(trigger);

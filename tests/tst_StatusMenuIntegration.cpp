@@ -114,7 +114,6 @@ private Q_SLOTS:
 
 private:
     void startService();
-    bool add(const QString &name, const QStringList &arguments);
     QMenu *menu() const { return m_controller->statusMenu(); }
     QString menuText() const { return linesOf(menu()).join(u'|'); }
     QMenu *pendingSubmenu(const QString &name) const;
@@ -176,9 +175,7 @@ void tst_StatusMenuIntegration::cleanup()
 void tst_StatusMenuIntegration::startService()
 {
     m_service = std::make_unique<HalvanedProcess>();
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
-    QVERIFY(m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     m_client = std::make_unique<ServiceClient>(m_service->location());
     QVERIFY(m_client->ready());
     m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));
@@ -188,11 +185,6 @@ void tst_StatusMenuIntegration::startService()
     QVERIFY(m_controller->initWithObserverRequests(m_client->observer(), m_requests.get()));
     m_controller->refresh();
     QTRY_VERIFY_WITH_TIMEOUT(linesOf(menu()).contains(u"Nothing scheduled"_s), kWait);
-}
-
-bool tst_StatusMenuIntegration::add(const QString &name, const QStringList &arguments)
-{
-    return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower() } + arguments);
 }
 
 QMenu *tst_StatusMenuIntegration::pendingSubmenu(const QString &name) const
@@ -267,11 +259,11 @@ void tst_StatusMenuIntegration::listen(const QString &path, const QString &inter
 void tst_StatusMenuIntegration::menuAgainstTheService()
 {
     startService();
-    QVERIFY(
-        add(u"Backup"_s, { u"--at"_s, u"2030-06-01T10:00:00+02:00"_s, u"--log"_s, u"backing up"_s, u"--on-demand"_s }));
-    QVERIFY(add(u"Report"_s, { u"--daily"_s, u"12:00"_s, u"--log"_s, u"r"_s }));
-    QVERIFY(add(u"Tomorrow"_s, { u"--at"_s, u"2030-06-02T09:00:00+02:00"_s, u"--log"_s, u"t"_s }));
-    QVERIFY(add(u"Tuesday"_s, { u"--weekly"_s, u"09:00"_s, u"--days"_s, u"tue"_s, u"--log"_s, u"t"_s }));
+    QVERIFY(m_service->add(
+        u"Backup"_s, { u"--at"_s, u"2030-06-01T10:00:00+02:00"_s, u"--log"_s, u"backing up"_s, u"--on-demand"_s }));
+    QVERIFY(m_service->add(u"Report"_s, { u"--daily"_s, u"12:00"_s, u"--log"_s, u"r"_s }));
+    QVERIFY(m_service->add(u"Tomorrow"_s, { u"--at"_s, u"2030-06-02T09:00:00+02:00"_s, u"--log"_s, u"t"_s }));
+    QVERIFY(m_service->add(u"Tuesday"_s, { u"--weekly"_s, u"09:00"_s, u"--days"_s, u"tue"_s, u"--log"_s, u"t"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(menuText().section(u'|', 0, 9),
                               u"On demand|Backup|-|Coming up|Backup|Report|-|Tomorrow|-|Tuesday"_s, kWait);
     QCOMPARE(linesOf(pendingSubmenu(u"Backup"_s)).mid(0, 4),
@@ -295,8 +287,7 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
     QVERIFY(item->toolTip() != toolTip && !item->toolTip().isEmpty());
     QCOMPARE(item->image().convertToFormat(QImage::Format_ARGB32), disconnected.convertToFormat(QImage::Format_ARGB32));
 
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()) && m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     QTRY_COMPARE_WITH_TIMEOUT(menuText(), before, kWait);
     QTRY_COMPARE_WITH_TIMEOUT(item->toolTip(), toolTip, kWait);
 
@@ -355,7 +346,7 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     for (const QString &name : changes + QStringList { u"XAyatanaNewLabel"_s })
         listen(TriskVXStatusNotifierItem::kItemPath, kItem, name);
     listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"LayoutUpdated"_s);
-    QVERIFY(add(u"Nap"_s, { u"--at"_s, kNow.addSecs(180).toString(Qt::ISODate), u"--log"_s, u"nap"_s }));
+    QVERIFY(m_service->add(u"Nap"_s, { u"--at"_s, kNow.addSecs(180).toString(Qt::ISODate), u"--log"_s, u"nap"_s }));
     TriskVXDBusToolTip toolTip;
     // Hosts that show nothing else of the tool tip show its title.
     QTRY_VERIFY_WITH_TIMEOUT((property(u"ToolTip"_s).value<QDBusArgument>() >> toolTip,

@@ -98,9 +98,7 @@ void tst_TriskVXUserNotificationController::cleanup()
 void tst_TriskVXUserNotificationController::followsTheService()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(service.setTestTimeZone("UTC"));
-    QVERIFY(service.setTestNow(kNow));
+    QVERIFY(service.startAt(kNow));
     ServiceClient client(service.location());
     QVERIFY(client.ready());
     std::unique_ptr<TriskVXRequestsController> requests(
@@ -109,9 +107,9 @@ void tst_TriskVXUserNotificationController::followsTheService()
     QVERIFY(m_controller->initWithObserverRequests(client.observer(), requests.get()));
     m_controller->refresh();
 
-    QVERIFY(service.control({ u"add"_s, u"Night"_s, u"--id"_s, u"night"_s, u"--at"_s,
-                              kNow.addSecs(300).toString(Qt::ISODate), u"--power"_s, u"power-off"_s, u"--notice"_s,
-                              u"600"_s, u"--warning-lead"_s, u"120"_s }));
+    QVERIFY(service.add(u"Night"_s,
+                        { u"--at"_s, kNow.addSecs(300).toString(Qt::ISODate), u"--power"_s, u"power-off"_s,
+                          u"--notice"_s, u"600"_s, u"--warning-lead"_s, u"120"_s }));
     QTRY_VERIFY_WITH_TIMEOUT(!m_server->last(u"Night"_s).body.isEmpty(), 10000);
     const RecordingNotificationServer::Notification night = m_server->last(u"Night"_s);
     QCOMPARE(night.body, u"“Night” will be performed at 08:05:00.\nClick to change the time."_s);
