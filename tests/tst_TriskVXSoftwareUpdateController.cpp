@@ -142,6 +142,7 @@ void tst_TriskVXSoftwareUpdateController::checksWeeklyAndNotifies()
     m_feed.reply(404, "gone");
     TriskVXWorkspace::workspace()->checkForSoftwareUpdates();
     QTRY_VERIFY_WITH_TIMEOUT(checked.size() == 2, 10000);
+    QVERIFY(checked.at(1).at(1).toString().contains(u"HTTP 404"_s));
     QCoreApplication::processEvents();
     QCOMPARE(server.received().size(), 1);
 }
