@@ -166,7 +166,6 @@ void tst_TriskVXNotifyController::preferencesDeployAndHideNotifiers()
     QCOMPARE(m_controller->notifiers().size(), 3);
     TestNotifier *warning = notifier(kVXPreferencesKeyNotifierWarning);
     QVERIFY(warning && warning->isVisible());
-    QVERIFY(warning->observer() == m_controller->observer() && warning->requests() == m_controller->requests());
     QVERIFY(warning->order.isEmpty());
     QVERIFY(writeDomain({ { kVXPreferencesKeyNotifierWarning, false } }));
     TriskVXDistributedNotificationCenter::defaultCenter()->postNotificationNameObjectUserInfo(
