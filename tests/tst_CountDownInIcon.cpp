@@ -57,16 +57,14 @@ void tst_CountDownInIcon::digitsAtPanelSizes()
     for (const QString &text : kTexts) {
         const QImage image = painter.imageForText(text, size);
         QCOMPARE(image.size(), QSize(size, size));
-        // Big characters, clear of the plate's rounded edge.
         const QRect ink = inkOf(image);
         QVERIFY2(ink.height() >= size / 2 && ink.width() >= size / 3, qPrintable(text));
         QVERIFY2(ink.left() >= 1 && ink.top() >= 1 && ink.right() <= size - 2 && ink.bottom() <= size - 2,
                  qPrintable(text));
-        // Each second's text looks different from the one before.
         for (const QImage &other : std::as_const(images))
             QVERIFY2(image != other, qPrintable(text));
         images.append(image);
-        // A tick that keeps the text draws nothing.
+        // Drawing at every tick would cost a panel redraw each second.
         QCOMPARE(painter.imageForText(text, size).cacheKey(), image.cacheKey());
     }
     QVERIFY(painter.imageForText(QString(), size).isNull());
@@ -82,7 +80,6 @@ void tst_CountDownInIcon::hostDecidesWhereTheCountDownGoes_data()
     // The kernel keeps 15 characters of the name: the cut name is still known.
     QTest::newRow("indicator service, name cut") << u"ayatana-indicator-application-service"_s << QString() << false;
     QTest::newRow("xfce4-panel's tray draws") << u"xfce4-panel"_s << QString() << true;
-    QTest::newRow("Plasma draws") << u"kded5"_s << QString() << true;
     QTest::newRow("forced into the icon") << u"gnome-shell"_s << u"YES"_s << true;
     QTest::newRow("forced into the label") << u"lxqt-panel"_s << u"NO"_s << false;
 }
@@ -116,14 +113,12 @@ void tst_CountDownInIcon::hostDecidesWhereTheCountDownGoes()
     QVERIFY(exported);
     QSignalSpy newIcon(exported, &TriskVXStatusNotifierItem::NewIcon);
 
-    // Nothing counts down: the themed icon, which the host draws in its own colours.
     QCOMPARE(exported->iconName(), u"trisk-notifier-none-symbolic"_s);
     QCOMPARE(exported->iconPixmap().size(), 1);
-    // The count-down starts: drawn at every size instead of the named icon, or left to the label.
     item->setImageText(u"42"_s);
     QCOMPARE(exported->iconName(), drawn ? QString() : u"trisk-notifier-none-symbolic"_s);
     QCOMPARE(exported->iconPixmap().size(), drawn ? TriskVXCountDownIconPainter::kSizes.size() : 1);
-    // Changes elsewhere send no new picture; the next second's text does, where it is drawn.
+    // A host re-reads every picture at each NewIcon: only a new text may send one.
     item->setToolTip(u"Next: Nap, 10:00 (in 0:42)"_s);
     item->setImageText(u"41"_s);
     QCOMPARE(newIcon.size(), drawn ? 2 : 0);

@@ -1,6 +1,5 @@
-// A real notification server from the distribution (dunst, on an Xvfb display of the test's own, on the
-// test's private bus) takes what the centre sends: the notifications of a trigger and of an update,
-// with actions, hints and markup, are shown under ids of the server's and closed when withdrawn.
+// A real notification server (dunst, on an Xvfb display of the test's own and its private bus) takes what
+// the centre sends, actions, hints and markup included.
 #include "TriskVXUserNotificationCenter.h"
 #include "WaitFor.h"
 
@@ -40,7 +39,6 @@ void tst_DunstNotifications::initTestCase()
     const QString dunst = QStandardPaths::findExecutable(u"dunst"_s);
     if (xvfb.isEmpty() || dunst.isEmpty())
         QSKIP("needs Xvfb and dunst (scripts/setup.sh installs them)");
-    // Xvfb picks a free display and writes its number to the descriptor given.
     m_display.start(xvfb, { u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s, u"800x600x24"_s });
     QTRY_VERIFY_WITH_TIMEOUT(m_display.canReadLine() || m_display.state() == QProcess::NotRunning, 10000);
     const QByteArray number = m_display.readLine().trimmed();
@@ -99,7 +97,6 @@ void tst_DunstNotifications::aRealServerShowsAndCloses()
     QTRY_VERIFY_WITH_TIMEOUT(shown.size() == 2, 10000);
     QVERIFY(failed.isEmpty());
 
-    // Shown again under the same id, then withdrawn: the server reports it closed by the call.
     const uint updateId = shown.at(1).at(1).toUInt();
     QVERIFY(updateId != 0);
     update.setSubtitle(u"Version 9.0"_s);

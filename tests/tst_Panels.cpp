@@ -1,8 +1,5 @@
-// The floating panels against the real halvaned on its test clock (a fresh one for each test): count-down
-// panels come and go with the service's list of current triggers, count down with the clock, send their
-// requests and stay dismissed; the warning panel follows the warning list; rights retitle the buttons in
-// the simplified presentation. A small fake service publishes the malformed lists the real one never does.
-#include "AssertionOf.h"
+// The floating panels against the real halvaned on its test clock, and a fake service for the malformed
+// lists the real one never publishes.
 #include "FakeScheduler.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
@@ -16,17 +13,14 @@
 #include "TriskVXFloatingPanel.h"
 #include "TriskVXNotificationController.h"
 #include "TriskVXNotificationsController.h"
-#include "TriskVXPropertyListSerialization.h"
 #include "TriskVXRequestsController.h"
 #include "TriskVXUserDefaults.h"
 #include "TriskVXWarningController.h"
 #include "TriskVXWorkspace.h"
-#include "WaitFor.h"
 
 #include <QApplication>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
 
@@ -34,7 +28,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 const int kWait = 10000;
-// Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the panels' clock alike.
 const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
 
 QString at(qint64 seconds)
@@ -74,26 +67,18 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void countDownPanelsFollowTheService();
-    void simplifiedButtonsFollowRights_data();
-    void simplifiedButtonsFollowRights();
+    void simplifiedButtonsFollowThePreference_data();
+    void simplifiedButtonsFollowThePreference();
     void warningPanelFollowsTheWarnings();
     void malformedListsNeverReachAPanel();
-    void badQueuedTriggersAreProgrammingErrors_data();
-    void badQueuedTriggersAreProgrammingErrors();
-    void panelsShownTogetherDoNotCoverEachOther_data();
-    void panelsShownTogetherDoNotCoverEachOther();
 
 private:
-    // A fresh halvaned at kNow, a client, and the count-down notifier on it.
-    void startService(const QStringList &arguments = {});
+    void startService();
     bool add(const QString &name, const QStringList &arguments)
     {
-        return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower(), u"--log"_s, name }
-                                  + arguments);
+        return m_service->add(name, QStringList { u"--log"_s, name } + arguments);
     }
-    // Moves the service's clock and the panels' clock together.
     void moveTo(qint64 seconds);
-    // The panels' events by name, and the panel of one.
     QStringList panelNames() const;
     TriskVXNotificationController *panelOf(const QString &name) const;
 
@@ -124,12 +109,10 @@ void tst_Panels::cleanup()
     m_service.reset();
 }
 
-void tst_Panels::startService(const QStringList &arguments)
+void tst_Panels::startService()
 {
     m_service = std::make_unique<HalvanedProcess>();
-    QVERIFY(m_service->start(QStringList { u"--test-clock"_s, u"--dry-run"_s } + arguments));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
-    QVERIFY(m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     m_client = std::make_unique<ServiceClient>(m_service->location());
     QVERIFY(m_client->ready());
     m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));
@@ -165,7 +148,6 @@ TriskVXNotificationController *tst_Panels::panelOf(const QString &name) const
 void tst_Panels::countDownPanelsFollowTheService()
 {
     startService();
-    // Restart is inside its notice period at once; Backup enters it at 08:05.
     QVERIFY(add(u"Backup"_s, { u"--at"_s, at(600), u"--notice"_s, u"300"_s }));
     QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Restart"_s }, kWait);
@@ -178,22 +160,19 @@ void tst_Panels::countDownPanelsFollowTheService()
     QVERIFY2(title.startsWith(u"Restart at "_s) && title.contains(u"08:07:00"_s), qPrintable(title));
     QCOMPARE(restart->messageField()->text(), u"“Restart” will be performed at 08:07:00.\n7 min 0 s left."_s);
 
-    // The message counts down with the clock; the title keeps the time it fires at. Past that time it
-    // shows none left.
     m_clock.advance(61500);
     QCOMPARE(restart->messageField()->text(), u"“Restart” will be performed at 08:07:00.\n5 min 58 s left."_s);
     QCOMPARE(window->windowTitle(), title);
     m_clock.setNow(kNow.addSecs(7300));
     QVERIFY(restart->messageField()->text().endsWith(u"\n0 min 0 s left."_s));
 
-    // Backup joins; the two panels are both on screen, clear of each other.
     moveTo(330);
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), (QStringList { u"Backup"_s, u"Restart"_s }), kWait);
     TriskVXNotificationController *backup = panelOf(u"Backup"_s);
     QVERIFY(backup->notificationWindow()->isVisible());
     QVERIFY(!backup->notificationWindow()->frameGeometry().intersects(window->frameGeometry()));
 
-    // OK only hides Backup's panel, and it stays hidden when the list changes while Backup is current.
+    // Dismissed stays dismissed while the trigger is current, whatever else changes.
     backup->notificationWindow()->findChild<QPushButton *>(u"okButton"_s)->click();
     QVERIFY(!backup->notificationWindow()->isVisible());
     QVERIFY(add(u"Nap"_s, { u"--at"_s, at(900), u"--notice"_s, u"600"_s }));
@@ -201,14 +180,12 @@ void tst_Panels::countDownPanelsFollowTheService()
     QCOMPARE(panelOf(u"Backup"_s), backup);
     QVERIFY(!backup->notificationWindow()->isVisible());
 
-    // Cancel reaches the service: Restart leaves the list, and its panel goes.
     QSignalSpy gone(restart, &QObject::destroyed);
     restart->cancelButton()->click();
     QVERIFY(!window->isVisible());
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), (QStringList { u"Backup"_s, u"Nap"_s }), kWait);
     QTRY_COMPARE_WITH_TIMEOUT(gone.size(), 1, kWait);
 
-    // Adjust hides the panel and opens the adjust dialog for its trigger.
     TriskVXNotificationController *nap = panelOf(u"Nap"_s);
     const QString napID = nap->queuedTrigger().toMap().value(kVXQueuedTriggerTriggerID).toString();
     nap->adjustButton()->click();
@@ -217,7 +194,7 @@ void tst_Panels::countDownPanelsFollowTheService()
     QVERIFY(dialog && dialog->isVisible());
     dialog.reset();
 
-    // Delayed out of its notice period, Backup's panel goes; back in it, a new panel shows.
+    // Delayed out of its notice period and back in: a new panel, not the dismissed one.
     QVERIFY(m_service->control(
         { u"delay"_s, backup->queuedTrigger().toMap().value(kVXQueuedTriggerTriggerID).toString(), u"60"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Nap"_s }, kWait);
@@ -225,7 +202,6 @@ void tst_Panels::countDownPanelsFollowTheService()
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Backup"_s }, kWait);
     QVERIFY(panelOf(u"Backup"_s)->notificationWindow()->isVisible());
 
-    // A hidden notifier makes and closes nothing; shown again, it catches up with the list.
     m_notifications->hide();
     moveTo(3600 + 700);
     QVERIFY(m_client->reload());
@@ -234,17 +210,16 @@ void tst_Panels::countDownPanelsFollowTheService()
     QCOMPARE(panelNames(), QStringList());
 }
 
-void tst_Panels::simplifiedButtonsFollowRights_data()
+void tst_Panels::simplifiedButtonsFollowThePreference_data()
 {
     QTest::addColumn<QVariant>("simplify");
     QTest::addColumn<QString>("adjustTitle");
     QTest::addColumn<QString>("cancelTitle");
     QTest::newRow("not set") << QVariant() << u"Adjust…"_s << u"Cancel This Time"_s;
-    QTest::newRow("off") << QVariant(false) << u"Adjust…"_s << u"Cancel This Time"_s;
     QTest::newRow("on") << QVariant(true) << u"Change Time…"_s << u"Skip This Time"_s;
 }
 
-void tst_Panels::simplifiedButtonsFollowRights()
+void tst_Panels::simplifiedButtonsFollowThePreference()
 {
     QFETCH(QVariant, simplify);
     QFETCH(QString, adjustTitle);
@@ -253,24 +228,12 @@ void tst_Panels::simplifiedButtonsFollowRights()
         QVERIFY(TriskVXUserDefaults::standardUserDefaults()->setPersistentDomainForName(
             { { u"notifier.notifications.simplify"_s, simplify } }, kVXPreferencesDomain));
     }
-    QTemporaryDir directory;
-    const QString rules = directory.filePath(u"rights.plist"_s);
-    startService({ u"--rules"_s, rules });
+    startService();
     QVERIFY(add(u"Restart"_s, { u"--at"_s, at(420), u"--notice"_s, u"600"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(panelNames(), QStringList { u"Restart"_s }, kWait);
     TriskVXNotificationController *panel = panelOf(u"Restart"_s);
-    // The simplified titles are there from the start; the rights are learnt at their next change.
     QCOMPARE(panel->adjustButton()->text(), adjustTitle);
     QCOMPARE(panel->cancelButton()->text(), cancelTitle);
-    QCOMPARE(panel->rights(), QVariant(QVariantList()));
-
-    QVERIFY(TriskVXPropertyListSerialization::writePropertyListToFile(
-        QVariantMap { { kVXRPCSchedulerCancel, QVariantList { u"everyone"_s } } }, rules));
-    QTRY_COMPARE_WITH_TIMEOUT(panel->rights().toList().size(), 1, kWait);
-    QCOMPARE(panel->adjustButton()->text(), adjustTitle);
-    QCOMPARE(panel->cancelButton()->text(), cancelTitle);
-    // Rights only ever offer: both buttons stay enabled whatever the list holds.
-    QVERIFY(panel->adjustButton()->isEnabled() && panel->cancelButton()->isEnabled());
 }
 
 void tst_Panels::warningPanelFollowsTheWarnings()
@@ -288,7 +251,6 @@ void tst_Panels::warningPanelFollowsTheWarnings()
     QVERIFY(m_client->reload());
     QVERIFY(!panel->isVisible());
 
-    // Warnings by date: the first one shows, the next takes over when it fires, none hides the panel.
     const QList<QPair<qint64, QString>> steps {
         { 170, u"Nap"_s }, { 200, u"Night"_s }, { 301, u"Nap"_s }, { 401, {} }
     };
@@ -322,84 +284,16 @@ void tst_Panels::malformedListsNeverReachAPanel()
         published({ good, with(good, kVXQueuedTriggerTrigger, QVariantMap()) }),
         published({ with(good, kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"tomorrow"_s } }) }),
         published({ with(good, kVXQueuedTriggerTriggerID) }),
-        QVariant(QStringList { u"a#0"_s }),
     };
     for (const QVariant &value : malformed)
         fake.publish({ { kVXObserveNotificationsCurrent, value } });
-    // A good list after them is the first thing the panels hear of.
+    // A good list after them is the first thing the panels hear of: the kept panel is not remade.
     const QVariantMap beta = queuedTrigger(u"b#0"_s, u"Beta"_s, kNow.addSecs(240));
     fake.publish({ { kVXObserveNotificationsCurrent, published({ good, beta }) } });
     QTRY_COMPARE_WITH_TIMEOUT(notifications.notifications().size(), 2, kWait);
     QCOMPARE(notifications.notifications().value(u"a#0"_s), alpha);
     QCOMPARE(log.messages("trisk.halvane").filter(u"ignoring the published NotificationsCurrent"_s).size(),
              malformed.size());
-}
-
-void tst_Panels::badQueuedTriggersAreProgrammingErrors_data()
-{
-    QTest::addColumn<QVariantMap>("queued");
-    QTest::addColumn<QString>("assertion");
-    const QVariantMap good = queuedTrigger(u"a#0"_s, u"Alpha"_s, kNow);
-    QTest::newRow("no event") << with(good, kVXQueuedTriggerEvent) << u"Queued trigger is mising an event."_s;
-    QTest::newRow("no name") << with(good, kVXQueuedTriggerEvent, QVariantMap()) << u"Event name is missing."_s;
-    QTest::newRow("no trigger") << with(good, kVXQueuedTriggerTrigger) << u"Queued trigger is mising a trigger."_s;
-    QTest::newRow("no date") << with(good, kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, u"08:00"_s } })
-                             << u"Trigger date is missing."_s;
-}
-
-void tst_Panels::badQueuedTriggersAreProgrammingErrors()
-{
-    QFETCH(QVariantMap, queued);
-    QFETCH(QString, assertion);
-    const int windows = int(QApplication::topLevelWidgets().size());
-    QCOMPARE(assertionOf([&queued, this] {
-                 TriskVXNotificationController::notificationWithQueuedTriggerObserverRequests(queued, nullptr, nullptr,
-                                                                                              &m_clock);
-             }),
-             u"TriskVXNotificationController|"_s + assertion);
-    // Nothing is left on screen or in memory by a panel that could not be made.
-    QCOMPARE(int(QApplication::topLevelWidgets().size()), windows);
-}
-
-void tst_Panels::panelsShownTogetherDoNotCoverEachOther_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QRect>("area");
-    // How many panels of 470 × 170 fit clear of each other around the centre.
-    QTest::addColumn<int>("fitting");
-    QTest::newRow("one") << 1 << QRect(0, 0, 1280, 800) << 1;
-    QTest::newRow("a column") << 4 << QRect(0, 0, 1280, 800) << 3;
-    QTest::newRow("a screen full") << 15 << QRect(0, 30, 1920, 1050) << 15;
-    QTest::newRow("more than fit") << 8 << QRect(0, 0, 800, 600) << 3;
-}
-
-void tst_Panels::panelsShownTogetherDoNotCoverEachOther()
-{
-    QFETCH(int, count);
-    QFETCH(QRect, area);
-    QFETCH(int, fitting);
-    const QSize size(470, 170);
-    QList<QRect> taken;
-    for (int index = 0; index < count; ++index) {
-        const QRect place = TriskVXFloatingPanel::placeClearOf(size, area, taken);
-        if (index < fitting) {
-            QVERIFY(area.contains(place));
-            for (const QRect &other : std::as_const(taken))
-                QVERIFY(!other.intersects(place));
-        } else {
-            // No room left: cascaded, so that its title is not hidden under another's.
-            for (const QRect &other : std::as_const(taken))
-                QVERIFY(other.topLeft() != place.topLeft());
-        }
-        taken.append(place);
-    }
-    // The first is centred, and the ones that fit stack around it.
-    QVERIFY((taken.first().center() - area.center()).manhattanLength() <= 2);
-    QRect bounds;
-    for (const QRect &place : taken.first(fitting))
-        bounds |= place;
-    QVERIFY(qAbs(bounds.center().x() - area.center().x()) <= size.width() / 2);
-    QVERIFY(qAbs(bounds.center().y() - area.center().y()) <= size.height() / 2 + 12);
 }
 
 int main(int argc, char *argv[])

@@ -1,8 +1,5 @@
-// The status menu as the service and a panel see it, on a private bus. Against the real halvaned (a fresh
-// one for each test): what halvanectl stores shows in the menu, and what the menu's items ask for, clicked
-// here or by a panel over dbusmenu, changes the service, whose reports rebuild the menu and the item. With a
-// watcher and host of the test's own: group and malformed dbusmenu calls, and a watcher that leaves and
-// comes back.
+// The status menu against the real halvaned and a panel host on a private bus: the menu follows what the
+// service stores, its items reach the service, and dbusmenu calls, malformed ones included, are answered.
 #include "FakeStatusNotifierWatcher.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
@@ -39,7 +36,6 @@ using namespace Qt::StringLiterals;
 namespace {
 const int kWait = 10000;
 
-// An event performed once at date, logging its name.
 QVariantMap onceEvent(const QString &name, const QDateTime &date)
 {
     const QVariantMap trigger { { kVXTriggerIdentifier, name },
@@ -53,10 +49,8 @@ QVariantMap onceEvent(const QString &name, const QDateTime &date)
 }
 const QString kItem = u"org.kde.StatusNotifierItem"_s;
 const QString kMenu = u"com.canonical.dbusmenu"_s;
-// Saturday 1 June 2030, 08:00 in Berlin, for the service's test clock and the menu's clock alike.
 const QDateTime kNow(QDate(2030, 6, 1), QTime(8, 0), QTimeZone("Europe/Berlin"));
 
-// The signals a host receives.
 class SignalLog : public QObject
 {
     Q_OBJECT
@@ -119,17 +113,12 @@ private Q_SLOTS:
     void trayAndWatcherComeAndGo();
 
 private:
-    // A fresh halvaned at kNow, and a status menu controller on it.
     void startService();
-    // halvanectl add <name> --id <name in lower case> <arguments>.
-    bool add(const QString &name, const QStringList &arguments);
     QMenu *menu() const { return m_controller->statusMenu(); }
     QString menuText() const { return linesOf(menu()).join(u'|'); }
-    // The submenu of the pending item of that name, as it opens.
     QMenu *pendingSubmenu(const QString &name) const;
     QDateTime dateOfPending(const QString &name) const;
 
-    // Puts the bar on the bus, and remembers the item's bus name.
     void exportItem(TriskVXStatusItem *item);
     QDBusMessage call(const QString &path, const QString &interface, const QString &method,
                       const QVariantList &arguments = {});
@@ -186,9 +175,7 @@ void tst_StatusMenuIntegration::cleanup()
 void tst_StatusMenuIntegration::startService()
 {
     m_service = std::make_unique<HalvanedProcess>();
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()));
-    QVERIFY(m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     m_client = std::make_unique<ServiceClient>(m_service->location());
     QVERIFY(m_client->ready());
     m_requests.reset(TriskVXRequestsController::requestsControllerWithConnection(m_client->connection()));
@@ -196,14 +183,8 @@ void tst_StatusMenuIntegration::startService()
     m_controller->setStatusBar(m_bar.get());
     m_controller->setClock(&m_clock);
     QVERIFY(m_controller->initWithObserverRequests(m_client->observer(), m_requests.get()));
-    // The variables already read reach the menu as at a show.
     m_controller->refresh();
     QTRY_VERIFY_WITH_TIMEOUT(linesOf(menu()).contains(u"Nothing scheduled"_s), kWait);
-}
-
-bool tst_StatusMenuIntegration::add(const QString &name, const QStringList &arguments)
-{
-    return m_service->control(QStringList { u"add"_s, name, u"--id"_s, name.toLower() } + arguments);
 }
 
 QMenu *tst_StatusMenuIntegration::pendingSubmenu(const QString &name) const
@@ -278,23 +259,18 @@ void tst_StatusMenuIntegration::listen(const QString &path, const QString &inter
 void tst_StatusMenuIntegration::menuAgainstTheService()
 {
     startService();
-    QVERIFY(
-        add(u"Backup"_s, { u"--at"_s, u"2030-06-01T10:00:00+02:00"_s, u"--log"_s, u"backing up"_s, u"--on-demand"_s }));
-    QVERIFY(add(u"Report"_s, { u"--daily"_s, u"12:00"_s, u"--log"_s, u"r"_s }));
-    QVERIFY(add(u"Tomorrow"_s, { u"--at"_s, u"2030-06-02T09:00:00+02:00"_s, u"--log"_s, u"t"_s }));
-    QVERIFY(add(u"Tuesday"_s, { u"--weekly"_s, u"09:00"_s, u"--days"_s, u"tue"_s, u"--log"_s, u"t"_s }));
+    QVERIFY(m_service->add(
+        u"Backup"_s, { u"--at"_s, u"2030-06-01T10:00:00+02:00"_s, u"--log"_s, u"backing up"_s, u"--on-demand"_s }));
+    QVERIFY(m_service->add(u"Report"_s, { u"--daily"_s, u"12:00"_s, u"--log"_s, u"r"_s }));
+    QVERIFY(m_service->add(u"Tomorrow"_s, { u"--at"_s, u"2030-06-02T09:00:00+02:00"_s, u"--log"_s, u"t"_s }));
+    QVERIFY(m_service->add(u"Tuesday"_s, { u"--weekly"_s, u"09:00"_s, u"--days"_s, u"tue"_s, u"--log"_s, u"t"_s }));
     QTRY_COMPARE_WITH_TIMEOUT(menuText().section(u'|', 0, 9),
                               u"On demand|Backup|-|Coming up|Backup|Report|-|Tomorrow|-|Tuesday"_s, kWait);
-    // Today's first trigger is next: its tool tip; no count-down before its notice period.
-    QVERIFY(m_controller->statusItem()->toolTip().startsWith(u"Next: Backup, "_s));
-    QCOMPARE(m_controller->statusItem()->title(), QString());
-    // The on-demand one offers Perform Now and Trigger Now above the trigger's own items.
     QCOMPARE(linesOf(pendingSubmenu(u"Backup"_s)).mid(0, 4),
              QStringList({ u"Perform Now"_s, u"Trigger Now"_s, u"-"_s, u"Cancel This Time"_s }));
-    QCOMPARE(linesOf(pendingSubmenu(u"Report"_s)).value(0), u"Cancel This Time"_s);
 
-    // While halvaned is gone the item and the menu say so, keep nothing of the old schedule and offer nothing
-    // that needs the service; once it is back, all of it returns without being asked.
+    // Without halvaned nothing of the old schedule may be offered; once it is back, all of it returns
+    // without being asked.
     const QString before = menuText();
     TriskVXStatusItem *item = m_controller->statusItem();
     const QString toolTip = item->toolTip();
@@ -308,36 +284,25 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
     QCOMPARE(linesOf(menu()),
              QStringList({ u"Schedule unavailable"_s, u"-"_s, u"Open Halvane…"_s, u"Check for Updates…"_s, u"-"_s,
                            u"Remove Trisk Notifier…"_s }));
-    QCOMPARE(itemTitled(menu(), u"Schedule unavailable"_s)->toolTip(), item->toolTip());
     QVERIFY(item->toolTip() != toolTip && !item->toolTip().isEmpty());
     QCOMPARE(item->image().convertToFormat(QImage::Format_ARGB32), disconnected.convertToFormat(QImage::Format_ARGB32));
-    QVERIFY(!m_controller->countDownTimer());
 
-    QVERIFY(m_service->start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(m_service->setTestTimeZone(kNow.timeZone().id()) && m_service->setTestNow(kNow));
+    QVERIFY(m_service->startAt(kNow));
     QTRY_COMPARE_WITH_TIMEOUT(menuText(), before, kWait);
     QTRY_COMPARE_WITH_TIMEOUT(item->toolTip(), toolTip, kWait);
-    QVERIFY(itemTitled(menu(), u"Quick Schedule"_s)->menu());
 
-    // A once trigger cancelled has no firing left: it leaves the pending list, and the menu follows.
     itemTitled(pendingSubmenu(u"Tomorrow"_s), u"Cancel This Time"_s)->trigger();
     QTRY_VERIFY2_WITH_TIMEOUT(!menuText().contains(u"Tomorrow"_s), qPrintable(menuText()), kWait);
 
-    // Delays add to the trigger's date, not to the present time; reset brings it back.
+    // Delays add to the trigger's date, not to the present time.
     const QDateTime noon(kNow.date(), QTime(12, 0), kNow.timeZone());
     QCOMPARE(dateOfPending(u"Report"_s), noon);
     itemTitled(pendingSubmenu(u"Report"_s), u"Delay 15 Minutes"_s)->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(dateOfPending(u"Report"_s), noon.addSecs(900), kWait);
-    QTRY_VERIFY_WITH_TIMEOUT(TriskVXMenuItem::title(itemTitled(menu(), u"Report"_s))
-                                 .endsWith(QLocale().toString(QTime(12, 15), QLocale::ShortFormat)),
-                             kWait);
-    itemTitled(pendingSubmenu(u"Report"_s), u"Delay 1 Hour"_s)->trigger();
-    QTRY_COMPARE_WITH_TIMEOUT(dateOfPending(u"Report"_s), noon.addSecs(900 + 3600), kWait);
     itemTitled(pendingSubmenu(u"Report"_s), u"Reset"_s)->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(dateOfPending(u"Report"_s), noon, kWait);
 
-    // Perform Now runs the event; Trigger Now, in the trigger's submenu and in the on-demand section,
-    // applies the criteria (enabled, not being performed), so each runs it again once the last run is over.
+    // Trigger Now applies the criteria (not being performed), so each waits for the last run to end.
     QString log;
     for (const QString &choice : { u"Perform Now"_s, u"Trigger Now"_s, QString() }) {
         const qsizetype performed = (log += m_service->output()).count(u"backing up"_s);
@@ -348,8 +313,7 @@ void tst_StatusMenuIntegration::menuAgainstTheService()
         QTRY_VERIFY_WITH_TIMEOUT((log += m_service->output()).count(u"backing up"_s) > performed, kWait);
     }
 
-    // Quick Schedule: the template's own daily trigger gives way to one firing, ten minutes from the menu's
-    // clock, and the submenu stays in the rebuilt menu.
+    // The template's own daily trigger gives way to one firing, counted from the menu's clock.
     QMenu *quick = m_controller->quickMenu();
     itemTitled(quick, u"Nap in 10 minutes"_s)->trigger();
     QTRY_VERIFY2_WITH_TIMEOUT(linesOf(menu()).contains(u"Nap"_s), qPrintable(menuText()), kWait);
@@ -366,8 +330,8 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     TriskVXDBusImageList icons;
     property(u"IconPixmap"_s).value<QDBusArgument>() >> icons;
     QCOMPARE(icons.size(), 1);
-    // The template picture is drawn in the panel's text colour (compositing may round a channel), with a
-    // faint edge of the window colour around it, so that it shows on dark and light panels alike.
+    // Text colour with a faint edge of the window colour, so that it shows on dark and light panels alike
+    // (compositing may round a channel).
     const QImage shown = icons.first().toImage();
     bool drawn = false;
     bool edged = false;
@@ -382,26 +346,19 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     for (const QString &name : changes + QStringList { u"XAyatanaNewLabel"_s })
         listen(TriskVXStatusNotifierItem::kItemPath, kItem, name);
     listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"LayoutUpdated"_s);
-    // A trigger three minutes away, within its notice period: the host is told of each change.
-    QVERIFY(add(u"Nap"_s, { u"--at"_s, kNow.addSecs(180).toString(Qt::ISODate), u"--log"_s, u"nap"_s }));
+    QVERIFY(m_service->add(u"Nap"_s, { u"--at"_s, kNow.addSecs(180).toString(Qt::ISODate), u"--log"_s, u"nap"_s }));
     TriskVXDBusToolTip toolTip;
-    // The tool tip's title says it all, for hosts that show nothing else of it.
+    // Hosts that show nothing else of the tool tip show its title.
     QTRY_VERIFY_WITH_TIMEOUT((property(u"ToolTip"_s).value<QDBusArgument>() >> toolTip,
                               toolTip.title.startsWith(u"Next: Nap, "_s) && toolTip.title.endsWith(u" (in 3 min)"_s)),
                              kWait);
-    // This host is unknown, so the count-down is drawn as the picture instead of the themed icon, and no
-    // label ticks beside it.
-    QCOMPARE(property(u"IconName"_s), QVariant(QString()));
-    QCOMPARE(property(u"XAyatanaLabel"_s), QVariant(QString()));
-    QVERIFY(!m_signals->names.contains(u"XAyatanaNewLabel"_s));
-    // Nothing read the menu since the report: it is not built until the host lays it out.
+    // Building the menu at each report cost too much: it waits until the host lays it out.
     QVERIFY(m_controller->statusItem()->menuNeedsUpdate());
     property(u"IconPixmap"_s).value<QDBusArgument>() >> icons;
     QCOMPARE(icons.size(), TriskVXCountDownIconPainter::kSizes.size());
     for (const QString &name : changes + QStringList { u"LayoutUpdated"_s })
         QTRY_VERIFY2_WITH_TIMEOUT(m_signals->names.contains(name), qPrintable(name), kWait);
-    // The exported layout mirrors the rebuilt menu. Before the host opens it, the trigger's line already
-    // says it has a submenu and is not disabled; the submenu comes as the host opens it.
+    // Hosts show the arrow and enable the line only if told before the submenu is made as it opens.
     const TriskVXDBusMenuLayoutItem root = layout(0);
     QCOMPARE(linesOfLayout(root), linesOf(menu()));
     const TriskVXDBusMenuLayoutItem *napItem = childLabelled(root, u"Nap"_s);
@@ -413,25 +370,21 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
     const TriskVXDBusMenuLayoutItem submenu = layout(napItem->id);
     const TriskVXDBusMenuLayoutItem *cancel = childLabelled(submenu, u"Cancel This Time"_s);
     QVERIFY(cancel);
-    // A click from the host is a click: the service cancels the trigger, and the menu follows.
     const QVariantList clicked { cancel->id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0u };
     QCOMPARE(menuCall(u"Event"_s, clicked).type(), QDBusMessage::ReplyMessage);
     QTRY_VERIFY_WITH_TIMEOUT(linesOfLayout(layout(0)).contains(u"Nothing scheduled"_s), kWait);
 
-    // A hundred events firing within one second, a minute from now, and sixty that stay pending.
     QVariantList events;
     for (int i = 0; i < 100; ++i)
         events.append(onceEvent(u"Burst %1"_s.arg(i), kNow.addMSecs(60000 + i * 10)));
     for (int i = 0; i < 60; ++i)
         events.append(onceEvent(u"Later %1"_s.arg(i), kNow.addSecs(3600 + i * 60)));
     QVERIFY(m_client->request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events } }));
-    // The menu lists the first of them and counts the rest.
     QTRY_VERIFY2_WITH_TIMEOUT(linesOf(menu()).contains(u"110 more coming up"_s), qPrintable(menuText()), kWait);
     QCOMPARE(linesOfLayout(layout(0)), linesOf(menu()));
     m_signals->names.clear();
 
-    // The service fires them all and performs each; every firing and every end is a report. They reach
-    // the notifier together, as they do when it is busy.
+    // Every firing and every end is a report; they reach the notifier together, as when it is busy.
     QVERIFY(m_service->setTestNow(kNow.addSecs(61)));
     QDeadlineTimer deadline(kWait);
     while ((publishedCountBlocking(kVXObserveSchedulerPending) > 60
@@ -445,10 +398,7 @@ void tst_StatusMenuIntegration::theStatusMenuThroughTheHost()
             && observer->valueForKeyPath(kVXObserveSchedulerActive).toList().isEmpty();
     };
     QTRY_VERIFY_WITH_TIMEOUT(settled(), kWait);
-    // One rebuild: the host is told once, and reads the menu as it now is. The count-down of the burst's
-    // first trigger is gone from the picture it was drawn as (this host is unknown, so no label ticked):
-    // one new picture, the next event's.
-    // The host reads the menu as it is once the reports are applied (they are, at most 100 ms apart).
+    // One rebuild and one new picture, not one per report (the reports are applied at most 100 ms apart).
     QTRY_VERIFY_WITH_TIMEOUT(linesOfLayout(layout(0)).contains(u"10 more coming up"_s), kWait);
     QCOMPARE(linesOfLayout(layout(0)), linesOf(menu()));
     QCoreApplication::sendPostedEvents();
@@ -483,23 +433,17 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     item->setMenu(&menu);
     exportItem(item);
     listen(TriskVXStatusNotifierItem::kMenuPath, kMenu, u"ItemsPropertiesUpdated"_s);
-    // Ids are given as the host first reads the layout.
     const TriskVXDBusMenuLayoutItem root = layout(0);
     const QStringList lines { u"Open"_s, u"Back up & sleep__later"_s };
     QCOMPARE(linesOfLayout(root), lines);
     const int openId = childLabelled(root, u"Open"_s)->id;
     const int laterId = childLabelled(root, u"Back up & sleep__later"_s)->id;
-    // Malformed calls get errors, and it answers on.
-    const QVariant zero = QVariant::fromValue(QDBusVariant(0));
     const QList<QPair<QString, QVariantList>> malformed {
         { u"GetLayout"_s, { 999, -1, QStringList() } },
-        { u"GetLayout"_s, { u"root"_s, u"all"_s } },
         { u"GetProperty"_s, { 999, u"label"_s } },
         { u"GetProperty"_s, { openId, u"colour"_s } },
-        { u"Event"_s, { 999, u"clicked"_s, zero, 0u } },
-        { u"Event"_s, { openId } },
+        { u"Event"_s, { 999, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0u } },
         { u"AboutToShow"_s, { 999 } },
-        { u"Explode"_s, {} },
     };
     for (const auto &[method, arguments] : malformed) {
         const QDBusMessage reply = menuCall(method, arguments);
@@ -507,7 +451,6 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
         QCOMPARE(linesOfLayout(layout(0)), lines);
     }
     QCOMPARE(chosen, 0);
-    // Properties of several items; an id the host has wrong is left out.
     const QVariantList ids { QVariant::fromValue(QList<int> { openId, laterId, 999 }),
                              QStringList { u"label"_s, u"enabled"_s } };
     TriskVXDBusMenuItemList items;
@@ -515,7 +458,6 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     QCOMPARE(items.size(), 2);
     QCOMPARE(items.at(0).properties, (QVariantMap { { u"label"_s, u"Open"_s } }));
     QCOMPARE(items.at(1).properties.value(u"enabled"_s), QVariant(false));
-    // Events together: the good one runs, the unknown id comes back, a disabled item does nothing.
     const TriskVXDBusMenuEventList events { { openId, u"clicked"_s, QDBusVariant(0), 0 },
                                             { laterId, u"clicked"_s, QDBusVariant(0), 0 },
                                             { 999, u"clicked"_s, QDBusVariant(0), 0 } };
@@ -526,7 +468,6 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     const QVariantList shown { QVariant::fromValue(QList<int> { 0, 999 }) };
     menuCall(u"AboutToShowGroup"_s, shown).arguments().value(1).value<QDBusArgument>() >> idErrors;
     QCOMPARE(idErrors, QList<int> { 999 });
-    // An item that changes is announced with its new properties; "&" marks a mnemonic.
     open->setText(u"Open &now"_s);
     QTRY_VERIFY_WITH_TIMEOUT(!m_signals->arguments.isEmpty(), kWait);
     TriskVXDBusMenuItemList updated;
@@ -536,8 +477,7 @@ void tst_StatusMenuIntegration::groupAndMalformedCalls()
     QCOMPARE(updated.first().properties.value(u"label"_s), QVariant(u"Open _now"_s));
 }
 
-// With no watcher the item goes to the tray if there is one, else it is hidden, said once however often;
-// a panel that starts takes the item, under the same name each time it comes back.
+// Panels restart: the item must come back under the same name each time, and its absence be said once.
 void tst_StatusMenuIntegration::trayAndWatcherComeAndGo()
 {
     LogCapture log;
@@ -547,7 +487,7 @@ void tst_StatusMenuIntegration::trayAndWatcherComeAndGo()
     item->setToolTip(u"Next: Backup, 10:00"_s);
     exportItem(item);
     QCOMPARE(m_desktop->presentation(), TriskVXDesktopStatusBar::Hidden);
-    // Offscreen there is no tray; this says there is one, the one way to see the fallback taken.
+    // Offscreen there is no tray: the one way to see the fallback taken.
     m_desktop->setTrayAvailability([] {
         return true;
     });

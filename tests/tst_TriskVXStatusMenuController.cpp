@@ -1,8 +1,5 @@
-// The status menu notifier on a bar, clock and workspace of the test's own, without the service: the
-// menu's sections, day groups and information item for each report, the item's picture, count-down and
-// width from the injected clock, validation, the Quick Schedule submenu through rebuilds and its
-// alternates, and broken template files. What the menu's items ask of the service is tested against the
-// real halvaned in tst_StatusMenuIntegration.
+// The status menu notifier fed reports by hand, for the states and limits the real halvaned does not reach
+// at will; what its items ask of the service is tested in tst_StatusMenuIntegration.
 #include "LogCapture.h"
 #include "MenuLines.h"
 #include "NotifierResources.h"
@@ -24,7 +21,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
-#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -45,7 +41,6 @@ QVariantMap queuedTrigger(const QString &id, const QDateTime &date, const QStrin
              { kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, date.toUTC() } } } };
 }
 
-// "Event <i>" due at 12:<i> on the day days[i] away from kNow's.
 QVariant pendingOn(const QList<int> &days)
 {
     QVariantList pending;
@@ -68,7 +63,6 @@ QByteArray plist(const QByteArray &body)
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\">" + body + "</plist>";
 }
 
-// Reports come together and the menu follows once they are in: lets the rebuild they scheduled run.
 bool settled(const TriskVXStatusMenuController &controller)
 {
     return waitFor([&controller] {
@@ -82,7 +76,6 @@ void report(TriskVXStatusMenuController &controller, const QString &variable, co
     QVERIFY(settled(controller));
 }
 
-// The fixed lines of the template below the sections.
 const QStringList kTail = u"-|Quick Schedule|-|Open Halvane…|Check for Updates…|-|Remove Trisk Notifier…"_s.split(u'|');
 } // namespace
 
@@ -143,21 +136,14 @@ void tst_TriskVXStatusMenuController::menuLines_data()
     QTest::addColumn<QStringList>("active");
     QTest::addColumn<QVariantList>("onDemand");
     QTest::addColumn<QString>("lines");
-    // The status item's built-in picture when nothing is pending.
     QTest::addColumn<QString>("image");
     const QVariant none;
     const QVariant empty = QVariantList();
     const QVariantList sleep { eventRecord(u"Sleep"_s, u"s"_s) };
     QTest::newRow("before any report") << none << none << QStringList() << QVariantList() << u"Schedule unavailable"_s
                                        << kVXElementImage_None;
-    QTest::newRow("nothing scheduled") << QVariant(true) << empty << QStringList() << QVariantList()
-                                       << u"Nothing scheduled"_s << kVXElementImage_None;
     QTest::newRow("stopped, nothing reported") << QVariant(false) << none << QStringList() << QVariantList()
                                                << u"Scheduler stopped"_s << kVXElementImage_Stopped;
-    QTest::newRow("stopped, nothing scheduled") << QVariant(false) << empty << QStringList() << QVariantList()
-                                                << u"Scheduler stopped"_s << kVXElementImage_Stopped;
-    QTest::newRow("days 0 0 1 1 3") << QVariant(true) << pendingOn({ 0, 0, 1, 1, 3 }) << QStringList() << QVariantList()
-                                    << u"Coming up|Event 0|Event 1|-|Event 2|Event 3|-|Event 4"_s << QString();
     QTest::newRow("days 1 0, an order the service never sends")
         << QVariant(true) << pendingOn({ 1, 0 }) << QStringList() << QVariantList() << u"Coming up|Event 0|-|Event 1"_s
         << QString();
@@ -177,7 +163,6 @@ void tst_TriskVXStatusMenuController::menuLines()
     QFETCH(QString, lines);
     QFETCH(QString, image);
     auto controller = makeController();
-    // The reports arrive together, as they do from the service; the menu follows once they are in.
     controller->observedVariableDidBecome(kVXObserveSchedulerActive, activeEvents(active));
     controller->observedVariableDidBecome(kVXObserveOnDemandAvailable, onDemand);
     controller->observedVariableDidBecome(kVXObserveSchedulerPending, pending);
@@ -201,8 +186,6 @@ void tst_TriskVXStatusMenuController::longSectionsEndInACount_data()
     QTest::addColumn<int>("pending");
     QTest::addColumn<QString>("onDemandEnd");
     QTest::addColumn<QString>("pendingEnd");
-    const QString kLimit = QString::number(TriskVXStatusMenuController::kSectionLimit);
-    QTest::newRow("one short of the limit") << 0 << 49 << QString() << u"Event 48"_s;
     QTest::newRow("at the limit") << 50 << 50 << u"On demand 49"_s << u"Event 49"_s;
     QTest::newRow("one over") << 51 << 51 << u"1 more on demand"_s << u"1 more coming up"_s;
     QTest::newRow("ten thousand") << 2000 << 10000 << u"%1 more on demand"_s.arg(QLocale().toString(1950))
@@ -218,7 +201,6 @@ void tst_TriskVXStatusMenuController::longSectionsEndInACount()
     QVariantList events;
     for (int i = 0; i < onDemand; ++i)
         events.append(eventRecord(u"On demand %1"_s.arg(i), u"d%1"_s.arg(i)));
-    // A second apart, all today.
     QVariantList queued;
     for (int i = 0; i < pending; ++i)
         queued.append(queuedTrigger(QString::number(i), kNow.addSecs(60 + i)));
@@ -232,27 +214,22 @@ void tst_TriskVXStatusMenuController::longSectionsEndInACount()
     // The pending section closes the sections; the count line says what is left out, and does nothing.
     QCOMPARE(lines.at(lines.size() - kTail.size() - 1), pendingEnd);
     QCOMPARE(itemTitled(menu, pendingEnd)->isEnabled(), pending <= TriskVXStatusMenuController::kSectionLimit);
-    if (onDemand > 0)
-        QCOMPARE(lines.at(lines.indexOf(u"Coming up"_s) - 2), onDemandEnd);
-    QCOMPARE(lines.count(u"On demand"_s), onDemand > 0 ? 1 : 0);
-    // Only the listed triggers get their submenus as the menu opens.
+    QCOMPARE(lines.at(lines.indexOf(u"Coming up"_s) - 2), onDemandEnd);
+    // Submenus for all triggers would cost more than the rebuild may: only the listed get one.
     Q_EMIT menu->aboutToShow();
     qsizetype submenus = 0;
     const QList<QAction *> items = menu->actions();
     for (const QAction *item : items)
         submenus += item->menu() && item->menu() != controller->quickMenu() ? 1 : 0;
     QCOMPARE(submenus, listed);
-    QCOMPARE(controller->nextPendingQueuedTrigger(), queued.value(0));
 }
 
 void tst_TriskVXStatusMenuController::rebuildsAndValidation()
 {
     auto controller = makeController();
-    // The item's picture is 0.8 of the bar's thickness, rounded down.
     QCOMPARE(controller->imageSizeForMenuStatus(), 19.0);
     QMenu *quick = controller->quickMenu();
     QList<QPointer<QMenu>> menus { controller->statusMenu() };
-    // A pending event's long name is shortened to 64 characters and an ellipsis.
     const QVariantList pending { queuedTrigger(u"a"_s, kNow.addSecs(600), QString(65, QLatin1Char('x'))) };
     report(*controller, kVXObserveSchedulerPending, pending);
     menus.append(controller->statusMenu());
@@ -262,7 +239,6 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     menus.append(controller->statusMenu());
     QAction *shortened = itemTitled(controller->statusMenu(), QString(64, QLatin1Char('x')) + QChar(0x2026));
     QVERIFY(shortened);
-    // Adjust… and Quick Schedule… ask the workspace.
     TriskVXWorkspace *workspace = TriskVXWorkspace::workspace();
     QSignalSpy quickSchedule(workspace, &TriskVXWorkspace::quickScheduleRequested);
     itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->trigger();
@@ -270,25 +246,19 @@ void tst_TriskVXStatusMenuController::rebuildsAndValidation()
     itemTitled(opened(shortened), u"Adjust…"_s)->trigger();
     std::unique_ptr<TriskVXAdjustDialog> dialog(workspace->adjustDialogForTrigger(u"a"_s));
     QVERIFY(dialog);
-    // The current notifications only set the title.
+    // The current notifications only set the title: no rebuild.
     report(*controller, kVXObserveNotificationsCurrent, pending);
     QCOMPARE(controller->statusMenu(), menus.last().data());
-    // Once the event loop has run, the old menus are gone, not piling up rebuild after rebuild; the submenu
-    // hangs in the menu shown.
+    // Old menus must not pile up rebuild after rebuild.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     for (qsizetype i = 0; i + 1 < menus.size(); ++i)
         QVERIFY(!menus.at(i));
-    QCOMPARE(itemTitled(controller->statusMenu(), u"Quick Schedule"_s)->menu(), quick);
-    // Hidden, the item leaves the bar; shown, a new one shows a new menu with the same submenu.
     controller->hide();
     QVERIFY(m_bar->items().isEmpty());
     controller->show();
     QCOMPARE(m_bar->items(), QList<TriskVXStatusItem *> { controller->statusItem() });
     QCOMPARE(itemTitled(controller->statusItem()->menu(), u"Quick Schedule"_s)->menu(), quick);
-    QVERIFY(!quick->actions().isEmpty());
-    // Validation: Check for Updates… asks the workspace once something listens there (seen as the menu
-    // opens), unless switched off in the preferences.
-    QVERIFY(!itemTitled(controller->statusMenu(), u"Check for Updates…"_s)->isEnabled());
+    // Validation as the menu opens: a listener appeared since the build; then the preference switches it off.
     QSignalSpy updates(TriskVXWorkspace::workspace(), &TriskVXWorkspace::softwareUpdateCheckRequested);
     Q_EMIT controller->statusMenu()->aboutToShow();
     itemTitled(controller->statusMenu(), u"Check for Updates…"_s)->trigger();
@@ -311,7 +281,6 @@ void tst_TriskVXStatusMenuController::toolItemsNeedTheirTool_data()
     QTest::newRow("a remover and an update checker")
         << QStringList { u"halvane-uninstall"_s } << true
         << u"Open Halvane… off|Check for Updates… on|Remove Trisk Notifier… on"_s;
-    // The editor offers the removal itself.
     QTest::newRow("the editor") << QStringList { u"halvane-editor"_s } << false
                                 << u"Open Halvane… on|Check for Updates… off"_s;
 }
@@ -354,9 +323,7 @@ void tst_TriskVXStatusMenuController::toolItemsNeedTheirTool()
 void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
 {
     auto controller = makeController();
-    // Seconds to go and the text: hours, minutes and seconds, hours not folded into days; none from the time on.
-    // The picture's short form keeps the title's leading number, in the largest unit that fits two digits;
-    // the tool tip's changes with it, to the minute until the last one.
+    // Seconds to go = title = picture (two digits at most) = tool tip.
     for (const QString &pair :
          u"7509=2:05:09=2h=2 h 5 min;108000=30:00:00=30h=30 h 0 min;360000=100:00:00=4d=100 h 0 min;"
          u"3599=59:59=59m=59 min;60=1:00=1m=1 min;42=0:42=42=42 s;0===;-5==="_s.split(u';')) {
@@ -370,12 +337,11 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     const QVariantMap next = queuedTrigger(u"n"_s, kNow.addSecs(125));
     const QVariantMap later = queuedTrigger(u"l"_s, kNow.addSecs(3600));
     report(*controller, kVXObserveSchedulerPending, QVariantList { next, later });
-    // Pending, not yet in its notice period: picture and tool tip, no count-down.
+    // Not yet in its notice period: no count-down.
     QVERIFY(!controller->countDownTimer());
     QCOMPARE(item->title(), QString());
     QCOMPARE(item->toolTip(), u"Next: Event n, %1"_s.arg(controller->triggerDateWithQueuedTrigger(next).toString()));
     const int pictureWidth = item->image().width();
-    // The current notification: a count-down, ticking once a second along the clock.
     report(*controller, kVXObserveNotificationsCurrent, QVariantList { next });
     TriskVXSecondTimer *timer = controller->countDownTimer();
     QVERIFY(timer && timer->isActive());
@@ -385,13 +351,12 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     m_clock.advance(1000);
     controller->updateTitleCountDownText(timer);
     QCOMPARE(item->title(), u"2:04"_s);
-    // The tool tip tells the time left too, for hosts that show no label; it changes with the minute only.
+    // The tool tip changes with the minute only: hosts redraw it at each signal.
     QCOMPARE(item->toolTip(), u"Next: Event n, %1 (in 2 min)"_s.arg(date));
     m_clock.advance(5000);
     controller->updateTitleCountDownText(timer);
     QCOMPARE(item->toolTip(), u"Next: Event n, %1 (in 1 min)"_s.arg(date));
     QCOMPARE(item->iconName(), u"trisk-notifier-event-symbolic"_s);
-    // Events being performed: their count and the cog beside the picture, until the next tick.
     report(*controller, kVXObserveSchedulerActive, activeEvents({ u"A"_s, u"B"_s }));
     QCOMPARE(item->title(), u"Performing 2"_s);
     QVERIFY(item->image().width() > pictureWidth);
@@ -399,7 +364,6 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     QCOMPARE(item->imageText(), QString());
     controller->updateTitleCountDownText(controller->countDownTimer());
     QCOMPARE(item->title(), u"1:59"_s);
-    // Another current notification than the next pending one stops the count-down.
     report(*controller, kVXObserveNotificationsCurrent, QVariantList { later });
     QVERIFY(!controller->countDownTimer());
     report(*controller, kVXObserveSchedulerActive, QVariantList());
@@ -413,30 +377,21 @@ void tst_TriskVXStatusMenuController::widthEasesAndLandsOneSecondAfterTheLastCha
     TriskVXStatusItem *item = m_bar->statusItemWithLength(TriskVXStatusItem::kVariableLength);
     std::unique_ptr<TriskVXStatusMenuResize> resize(
         TriskVXStatusMenuResize::statusResizeWithStatusItem(item, &m_clock, m_bar.get()));
-    // From zero toward the width of no title, 1.1 thicknesses, halving the distance at each step.
     QCOMPARE(item->length(), 0.0);
     QVERIFY(qFuzzyCompare(resize->targetLength(), 1.1 * 24.0));
     resize->adjustWidth();
     QCOMPARE(item->length(), resize->targetLength() / 2);
-    // Another title halfway keeps the animation going and moves its landing to one second later.
     m_clock.advance(500);
     resize->setTitle(u"9:59:59"_s);
-    QTimer *timer = resize->timer();
-    QVERIFY(timer && timer->isActive());
+    QVERIFY(resize->timer() && resize->timer()->isActive());
     const QDateTime lastChange = m_clock.now();
     resize->setTitle(u"9:59:59"_s);
     QCOMPARE(resize->endTime(), lastChange.addSecs(1));
-    for (int step = 0; step < 12; ++step) {
-        m_clock.advance(TriskVXStatusMenuResize::kStepMSecs);
-        resize->adjustWidth();
-    }
-    QCOMPARE(resize->timer(), timer);
-    QVERIFY(item->length() != resize->targetLength());
     m_clock.setNow(lastChange.addMSecs(1001));
     resize->adjustWidth();
     QCOMPARE(item->length(), resize->targetLength());
     QVERIFY(!resize->timer());
-    // A variable-length item eases from the width it is shown at.
+    // A variable-length item has no length of its own to ease from.
     resize->setTitle(u"1:00"_s);
     item->setLength(TriskVXStatusItem::kVariableLength);
     item->setViewWidth(40.0);
@@ -461,7 +416,7 @@ void tst_TriskVXStatusMenuController::brokenTemplatesAreLeftOut()
     const QVariantList events = controller->quickScheduleEvents();
     QCOMPARE(events.size(), 1);
     QCOMPARE(events.first().toMap().value(kVXEventName), QVariant(u"Good"_s));
-    // Each said, with the file's name, and left as it was.
+    // A template folder is the person's own: nothing in it is rewritten.
     for (const auto &[file, contents] : broken) {
         QVERIFY2(!log.messages("trisk.statusmenu").filter(file).isEmpty(), qPrintable(file));
         QFile kept(QDir(quickFolder()).filePath(file));
@@ -477,8 +432,6 @@ void tst_TriskVXStatusMenuController::quickAlternatesFollowModifiers_data()
     QTest::addColumn<QString>("line");
     QTest::newRow("none") << 0 << 0 << u"Nap in 10 minutes"_s;
     QTest::newRow("Alt") << int(Qt::Key_Alt) << 0 << u"Nap in 30 minutes"_s;
-    QTest::newRow("Meta") << int(Qt::Key_Meta) << 0 << u"Nap in 60 minutes"_s;
-    QTest::newRow("Shift") << int(Qt::Key_Shift) << 0 << u"Nap in 2 minutes"_s;
     QTest::newRow("Control: no fifth delay") << int(Qt::Key_Control) << 0 << u"Nap in 10 minutes"_s;
     QTest::newRow("Alt+Shift: no such group") << int(Qt::Key_Shift) << int(Qt::AltModifier) << u"Nap in 10 minutes"_s;
 }
@@ -491,7 +444,6 @@ void tst_TriskVXStatusMenuController::quickAlternatesFollowModifiers()
     gResources->write(u"Quick Schedule/"_s + u"nap.halvaneevent"_s,
                       plist("<dict><key>Name</key><string>Nap</string></dict>"));
     auto controller = makeController();
-    // As a keyboard sends it: the key, with the modifiers held before it.
     QKeyEvent press(QEvent::KeyPress, key, Qt::KeyboardModifiers(held));
     if (key)
         QCoreApplication::sendEvent(controller->quickMenu(), &press);
@@ -502,7 +454,6 @@ void tst_TriskVXStatusMenuController::quickAlternatesFollowModifiers()
 
 int main(int argc, char *argv[])
 {
-    // The build's resources, with a Quick Schedule folder each test fills itself.
     NotifierResources resources;
     gResources = &resources;
     resources.use();

@@ -1,5 +1,4 @@
-// The desktop notifications of triggers and warnings: against the real halvaned on its test clock and a
-// recording notification server, then the reconciliation's corner cases and the clicks.
+// The desktop notifications of triggers and warnings, against the real halvaned and a recording server.
 #include "HalvanedProcess.h"
 #include "NotifierResources.h"
 #include "RecordingNotificationServer.h"
@@ -99,9 +98,7 @@ void tst_TriskVXUserNotificationController::cleanup()
 void tst_TriskVXUserNotificationController::followsTheService()
 {
     HalvanedProcess service;
-    QVERIFY(service.start({ u"--test-clock"_s, u"--dry-run"_s }));
-    QVERIFY(service.setTestTimeZone("UTC"));
-    QVERIFY(service.setTestNow(kNow));
+    QVERIFY(service.startAt(kNow));
     ServiceClient client(service.location());
     QVERIFY(client.ready());
     std::unique_ptr<TriskVXRequestsController> requests(
@@ -110,28 +107,27 @@ void tst_TriskVXUserNotificationController::followsTheService()
     QVERIFY(m_controller->initWithObserverRequests(client.observer(), requests.get()));
     m_controller->refresh();
 
-    QVERIFY(service.control({ u"add"_s, u"Night"_s, u"--id"_s, u"night"_s, u"--at"_s,
-                              kNow.addSecs(300).toString(Qt::ISODate), u"--power"_s, u"power-off"_s, u"--notice"_s,
-                              u"600"_s, u"--warning-lead"_s, u"120"_s }));
+    QVERIFY(service.add(u"Night"_s,
+                        { u"--at"_s, kNow.addSecs(300).toString(Qt::ISODate), u"--power"_s, u"power-off"_s,
+                          u"--notice"_s, u"600"_s, u"--warning-lead"_s, u"120"_s }));
     QTRY_VERIFY_WITH_TIMEOUT(!m_server->last(u"Night"_s).body.isEmpty(), 10000);
     const RecordingNotificationServer::Notification night = m_server->last(u"Night"_s);
     QCOMPARE(night.body, u"“Night” will be performed at 08:05:00.\nClick to change the time."_s);
     QCOMPARE(night.actions, (QStringList { u"default"_s, u"Night"_s, u"action-button"_s, u"Adjust…"_s }));
 
-    // The warning lead is reached: a second notification, the trigger's stays as it is.
     QVERIFY(service.setTestNow(kNow.addSecs(200)));
     m_clock.setNow(kNow.addSecs(200));
     QTRY_VERIFY_WITH_TIMEOUT(m_server->received().size() == 2, 10000);
     QCOMPARE(m_server->received().at(1).summary, u"Night"_s);
     QVERIFY(m_server->received().at(1).body.endsWith(u"\nHalvane is about to perform this event."_s));
 
-    // Cancelled: the trigger's notification goes at once, the warning's stays for its day.
+    // The warning's notification stays for its day.
     const QString triggerID = client.pendingIDs(kVXObserveNotificationsCurrent).value(0);
     requests->cancelTrigger(triggerID);
     QTRY_VERIFY_WITH_TIMEOUT(m_server->closedByClient() == QList<uint> { night.id }, 10000);
     QCOMPARE(m_server->open().size(), 1);
 
-    // Refused requests are told, and why; the newer failure takes the older one's place on screen.
+    // Failures must not pile up on screen: the newer takes the older one's place.
     TriskVXRequestErrorReporter reporter(m_center.get(), TriskVXNotificationCenter::defaultCenter());
     requests->cancelTrigger(triggerID);
     QTRY_VERIFY_WITH_TIMEOUT(m_server->received().size() == 3, 10000);
@@ -146,7 +142,7 @@ void tst_TriskVXUserNotificationController::followsTheService()
 
 void tst_TriskVXUserNotificationController::reconcilesWhatIsOnScreen()
 {
-    // Left over from an earlier run: one still current, one not.
+    // Left over from an earlier run.
     TriskVXUserNotification earlier;
     earlier.setTitle(u"Earlier"_s);
     earlier.setUserInfo({ { kVXQueuedTriggerTriggerID, u"t0"_s } });
@@ -160,7 +156,6 @@ void tst_TriskVXUserNotificationController::reconcilesWhatIsOnScreen()
     update.setUserInfo({ { u"url"_s, u"update"_s } });
     m_center->deliverNotification(update);
 
-    // Duplicates give one; a trigger without a date has no subtitle.
     const QVariantList current { trigger(u"t0"_s, u"Renamed"_s, kNow.addSecs(60)),
                                  trigger(u"t1"_s, u"Nap"_s, QDateTime()), trigger(u"t1"_s, u"Nap"_s, QDateTime()) };
     m_controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, current);
@@ -168,12 +163,11 @@ void tst_TriskVXUserNotificationController::reconcilesWhatIsOnScreen()
     QTRY_VERIFY_WITH_TIMEOUT(!m_server->last(u"Nap"_s).summary.isEmpty(), 10000);
     QCOMPARE(m_server->last(u"Nap"_s).body, u"Click to change the time."_s);
 
-    // Unpublished changes nothing; an unchanged list posts nothing again.
+    // Unpublished (the service away) must not clear the screen.
     m_controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, QVariant());
     m_controller->observedVariableDidBecome(kVXObserveNotificationsCurrent, current);
     QCOMPARE(titles(*m_center), (QStringList { u"Earlier"_s, u"Nap"_s, u"Update"_s }));
 
-    // A warning outlives its record by a day after its date, and goes at the first change after that.
     m_controller->observedVariableDidBecome(kVXObserveNotificationsWarning,
                                             QVariantList { warning(u"w1"_s, u"Night"_s, kNow.addSecs(120)) });
     m_controller->observedVariableDidBecome(kVXObserveNotificationsWarning, QVariantList());

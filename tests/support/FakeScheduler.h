@@ -8,8 +8,7 @@
 #include <QVariantMap>
 
 // A stand-in for halvaned on its own connection to the test bus, for the edge cases the real service
-// never produces: statuses wider than 32 bits, refused authentication, malformed replies and published
-// values.
+// never produces: refused authentication, malformed replies and published values.
 class FakeScheduler : public QDBusVirtualObject
 {
     Q_OBJECT
@@ -26,9 +25,7 @@ public:
     // What Authenticate answers.
     bool acceptClients = true;
     uint protocolVersion = 1;
-    // What every other request answers, unless malformedReplies.
-    bool succeeded = true;
-    qint64 status = 0;
+    // Every other request succeeds, unless its replies are malformed.
     bool malformedReplies = false;
     // The raw D-Bus values GetAll and Get answer (any type, to publish malformed values).
     QVariantMap published;

@@ -9,6 +9,7 @@
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTimeZone>
 
 #include <csignal>
 
@@ -58,9 +59,20 @@ public:
         return callTestClock(QStringLiteral("SetTimeZone"), QString::fromLatin1(zone)).arguments().value(0).toBool();
     }
 
+    // Starts it on its test clock at now, in now's zone, performing no action (--dry-run).
+    bool startAt(const QDateTime &now, const QStringList &extraArguments = {})
+    {
+        return start(QStringList { QStringLiteral("--test-clock"), QStringLiteral("--dry-run") } + extraArguments)
+            && setTestTimeZone(now.timeZone().id()) && setTestNow(now);
+    }
     // Runs halvanectl against this service and waits for it; false (with its complaint logged) when it
     // fails.
     bool control(const QStringList &arguments) const;
+    // halvanectl add name, with the name in lower case as the event's id.
+    bool add(const QString &name, const QStringList &arguments) const
+    {
+        return control(QStringList { QStringLiteral("add"), name, QStringLiteral("--id"), name.toLower() } + arguments);
+    }
 
 private:
     bool waitForOwner(bool owned);
