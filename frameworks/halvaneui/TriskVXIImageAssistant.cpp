@@ -1,11 +1,15 @@
 #include "TriskVXIImageAssistant.h"
 
 #include "TriskVXConstants.h"
+#include "TriskVXPngDecoder.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QPainter>
-#include <QSvgRenderer>
+
+#include <algorithm>
+#include <iterator>
 
 namespace {
 const QString kGenericEventImage = QStringLiteral("event");
@@ -15,9 +19,22 @@ const qsizetype kBuiltInCacheLimit = 256;
 // Whether the image is a template, kept in the image's text so that it travels with every copy.
 const QString kTemplateKey = QStringLiteral("TriskVXTemplate");
 
-QString resourcePathOf(const QString &name)
+// The sizes each built-in picture was rendered at from its SVG source when the program was built (see
+// the framework's CMakeLists.txt): the menus' and panels' sizes, at single and double density.
+const int kRenderedSizes[] = { 16, 22, 24, 32, 48, 64, 96, 128, 256 };
+
+// The rendering that fits side pixels exactly, else the smallest bigger one (scaled down smoothly),
+// else the biggest.
+QString resourcePathOf(const QString &name, int side)
 {
-    return QStringLiteral(":/halvane/images/%1.svg").arg(name);
+    int chosen = kRenderedSizes[std::size(kRenderedSizes) - 1];
+    for (int size : kRenderedSizes) {
+        if (size >= side) {
+            chosen = size;
+            break;
+        }
+    }
+    return QStringLiteral(":/halvane/images/%1-%2.png").arg(name).arg(chosen);
 }
 } // namespace
 
@@ -105,14 +122,14 @@ QImage TriskVXIImageAssistant::imageForUIIdentifierScaleToFitVariation(const QUr
         const auto cached = m_builtInCache.constFind(cacheKey);
         if (cached != m_builtInCache.constEnd())
             return *cached;
-        QSvgRenderer renderer(resourcePathOf(name));
-        if (!renderer.isValid())
+        // The pictures are square: the side that fits the asked size.
+        const int side = std::min(pixels.width(), pixels.height());
+        QFile rendered(resourcePathOf(name, side));
+        image = rendered.open(QIODevice::ReadOnly) ? TriskVXPngDecoder::decode(rendered.readAll()) : QImage();
+        if (image.isNull())
             return QImage();
-        const QSize fitted = renderer.defaultSize().scaled(pixels, Qt::KeepAspectRatio);
-        image = QImage(fitted, QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        renderer.render(&painter);
+        if (image.width() != side)
+            image = image.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     } else if (identifier.isLocalFile()) {
         QImageReader reader(identifier.toLocalFile());
         const QSize original = reader.size();
