@@ -1,0 +1,140 @@
+// What keeps a freshly started notifier small, checked for the faults each cut could bring: decoded values
+// that share equal parts must still be exactly what was sent; the Quick Schedule panel is made on the
+// first request, once; the built-in pictures come at every size asked for.
+#include "NotifierLender.h"
+#include "TriskVXClock.h"
+#include "TriskVXConstants.h"
+#include "TriskVXDBusPropertyList.h"
+#include "TriskVXIImageAssistant.h"
+#include "TriskVXQuickScheduleController.h"
+#include "TriskVXWorkspace.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// Equal with the same types all the way down: QVariant's == takes 1 and 1.0 as equal.
+bool identical(const QVariant &left, const QVariant &right)
+{
+    if (left.typeId() != right.typeId())
+        return false;
+    if (left.typeId() == QMetaType::QVariantMap) {
+        const QVariantMap one = left.toMap();
+        const QVariantMap other = right.toMap();
+        return one.keys() == other.keys() && std::all_of(one.keyBegin(), one.keyEnd(), [&](const QString &key) {
+                   return identical(one.value(key), other.value(key));
+               });
+    }
+    if (left.typeId() == QMetaType::QVariantList) {
+        const QVariantList one = left.toList();
+        const QVariantList other = right.toList();
+        return std::equal(one.cbegin(), one.cend(), other.cbegin(), other.cend(), identical);
+    }
+    return left == right;
+}
+} // namespace
+
+class tst_LightStart : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void decodedValuesShareOnlyWhatIsEqual_data();
+    void decodedValuesShareOnlyWhatIsEqual();
+    void quickScheduleIsMadeOnFirstRequest();
+    void builtInPicturesAtEverySize_data();
+    void builtInPicturesAtEverySize();
+};
+
+void tst_LightStart::decodedValuesShareOnlyWhatIsEqual_data()
+{
+    QTest::addColumn<QVariant>("first");
+    QTest::addColumn<QVariant>("second");
+    QTest::addColumn<bool>("shared");
+    const QVariantMap action { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, u"backup"_s } };
+    const QDateTime date = QDateTime::fromMSecsSinceEpoch(1'900'000'000'000, QTimeZone::utc());
+    QTest::newRow("equal actions") << QVariant(action) << QVariant(action) << true;
+    QTest::newRow("equal lists of them") << QVariant(QVariantList { action }) << QVariant(QVariantList { action })
+                                         << true;
+    QVariantMap other = action;
+    other.insert(kVXActionMessage, u"restore"_s);
+    QTest::newRow("another message") << QVariant(action) << QVariant(other) << false;
+    // The same keys and sizes on the outer level, a difference only further in.
+    QTest::newRow("nested difference") << QVariant(QVariantMap { { u"a"_s, QVariantList { action } } })
+                                       << QVariant(QVariantMap { { u"a"_s, QVariantList { other } } }) << false;
+    QTest::newRow("number and its double")
+        << QVariant(QVariantMap { { u"n"_s, qint64(1) } }) << QVariant(QVariantMap { { u"n"_s, 1.0 } }) << false;
+    QTest::newRow("dates a second apart") << QVariant(QVariantMap { { kVXTriggerDate, date } })
+                                          << QVariant(QVariantMap { { kVXTriggerDate, date.addSecs(1) } }) << false;
+}
+
+void tst_LightStart::decodedValuesShareOnlyWhatIsEqual()
+{
+    QFETCH(QVariant, first);
+    QFETCH(QVariant, second);
+    QFETCH(bool, shared);
+    const QVariantList sent { first, second };
+    const QVariant decoded = TriskVXDBusPropertyList::decode(TriskVXDBusPropertyList::encode(QVariant(sent)));
+    QVERIFY(identical(decoded, QVariant(sent)));
+    const QVariantList items = decoded.toList();
+    const bool storageShared = first.typeId() == QMetaType::QVariantMap
+        ? items.at(0).toMap().isSharedWith(items.at(1).toMap())
+        : items.at(0).toList().constData() == items.at(1).toList().constData();
+    QCOMPARE(storageShared, shared);
+}
+
+void tst_LightStart::quickScheduleIsMadeOnFirstRequest()
+{
+    NotifierLender lender;
+    TriskVXClock clock;
+    TriskVXWorkspace *workspace = TriskVXWorkspace::workspace();
+    const std::unique_ptr<QObject> owner
+        = TriskVXQuickScheduleController::controllerOnFirstRequest(&lender, &clock, workspace);
+    const auto controllers = [&owner] {
+        return owner->findChildren<TriskVXQuickScheduleController *>();
+    };
+    QVERIFY(controllers().isEmpty());
+    workspace->quickScheduleWithConnection(nullptr);
+    QCOMPARE(controllers().size(), 1);
+    TriskVXQuickScheduleController *made = controllers().constFirst();
+    QVERIFY(made->panel()->isVisible());
+    made->doNotApplyButton()->click();
+    QVERIFY(!made->panel()->isVisible());
+    workspace->quickScheduleWithConnection(nullptr);
+    QCOMPARE(controllers(), QList<TriskVXQuickScheduleController *> { made });
+    QVERIFY(made->panel()->isVisible());
+}
+
+void tst_LightStart::builtInPicturesAtEverySize_data()
+{
+    QTest::addColumn<QSizeF>("size");
+    QTest::addColumn<qreal>("ratio");
+    QTest::addColumn<int>("side");
+    QTest::newRow("menu") << QSizeF(16, 16) << 1.0 << 16;
+    QTest::newRow("between renderings") << QSizeF(20, 20) << 1.0 << 20;
+    QTest::newRow("panel, double density") << QSizeF(48, 48) << 2.0 << 96;
+    QTest::newRow("wide box") << QSizeF(40, 30) << 1.0 << 30;
+    QTest::newRow("beyond the biggest") << QSizeF(300, 300) << 1.0 << 300;
+}
+
+void tst_LightStart::builtInPicturesAtEverySize()
+{
+    QFETCH(QSizeF, size);
+    QFETCH(qreal, ratio);
+    QFETCH(int, side);
+    for (const QString &name : TriskVXIImageAssistant::builtInImageNames()) {
+        const QImage image = TriskVXIImageAssistant::imageAssistant()->imageForUIIdentifierScaleToFitVariation(
+            TriskVXIImageAssistant::UIIdentifierForElementImage(name), size, TriskVXIImageAssistantVariationNone,
+            ratio);
+        QCOMPARE(image.size(), QSize(side, side));
+        // Drawn, not blank: the middle row crosses every picture's strokes.
+        int inked = 0;
+        for (int x = 0; x < side; ++x)
+            inked += qAlpha(image.pixel(x, side / 2)) > 128 ? 1 : 0;
+        QVERIFY2(inked > 0, qPrintable(name));
+    }
+}
+
+QTEST_MAIN(tst_LightStart)
+#include "tst_LightStart.moc"
