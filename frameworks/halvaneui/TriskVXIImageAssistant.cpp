@@ -19,22 +19,28 @@ const qsizetype kBuiltInCacheLimit = 256;
 // Whether the image is a template, kept in the image's text so that it travels with every copy.
 const QString kTemplateKey = QStringLiteral("TriskVXTemplate");
 
-// The sizes each built-in picture was rendered at from its SVG source when the program was built (see
-// the framework's CMakeLists.txt): the menus' and panels' sizes, at single and double density.
-const int kRenderedSizes[] = { 16, 22, 24, 32, 48, 64, 96, 128, 256 };
+// Each built-in picture was rendered from its SVG source when the program was built (see the framework's
+// CMakeLists.txt) at every size from 12 to 64 pixels, where menus and panels ask, and at a few bigger
+// ones: the size that fits side exactly, else the smallest bigger one (scaled down smoothly), else the
+// biggest.
+const int kSmallestEveryPixel = 12;
+const int kLargestEveryPixel = 64;
+const int kBiggerSizes[] = { 72, 96, 128, 192, 256 };
 
-// The rendering that fits side pixels exactly, else the smallest bigger one (scaled down smoothly),
-// else the biggest.
+int renderedSizeFor(int side)
+{
+    if (side <= kLargestEveryPixel)
+        return std::max(side, kSmallestEveryPixel);
+    for (int size : kBiggerSizes) {
+        if (size >= side)
+            return size;
+    }
+    return kBiggerSizes[std::size(kBiggerSizes) - 1];
+}
+
 QString resourcePathOf(const QString &name, int side)
 {
-    int chosen = kRenderedSizes[std::size(kRenderedSizes) - 1];
-    for (int size : kRenderedSizes) {
-        if (size >= side) {
-            chosen = size;
-            break;
-        }
-    }
-    return QStringLiteral(":/halvane/images/%1-%2.png").arg(name).arg(chosen);
+    return QStringLiteral(":/halvane/images/%1-%2.png").arg(name).arg(renderedSizeFor(side));
 }
 } // namespace
 
