@@ -87,8 +87,10 @@ QString shared(const QString &string)
     return string;
 }
 
-// A container's own level only: its keys, its scalar values and the sizes of the containers in it, so
-// that hashing the whole tree stays linear. Equal containers hash alike; the rest is sameValue's.
+// A container's own level only: its keys, its scalar values, and for each container in it where that
+// one's storage lies. Containers are decoded from the inside out and each equal one is shared before its
+// parent is hashed, so equal parents hold the very same children and hash alike, while hashing the whole
+// tree stays linear; whether two with one hash are equal is sameValue's to say.
 size_t shallowHash(const QVariant &value)
 {
     size_t hash = qHash(value.typeId());
@@ -103,12 +105,16 @@ size_t shallowHash(const QVariant &value)
         case QMetaType::QDateTime:
             hash = qHashMulti(hash, item.toDateTime().toMSecsSinceEpoch());
             break;
-        case QMetaType::QVariantMap:
-            hash = qHashMulti(hash, item.typeId(), static_cast<const QVariantMap *>(item.constData())->size());
+        case QMetaType::QVariantMap: {
+            const auto &map = *static_cast<const QVariantMap *>(item.constData());
+            hash = qHashMulti(hash, map.size(), map.isEmpty() ? nullptr : &*map.cbegin());
             break;
-        case QMetaType::QVariantList:
-            hash = qHashMulti(hash, item.typeId(), static_cast<const QVariantList *>(item.constData())->size());
+        }
+        case QMetaType::QVariantList: {
+            const auto &list = *static_cast<const QVariantList *>(item.constData());
+            hash = qHashMulti(hash, list.size(), list.constData());
             break;
+        }
         default:
             hash = qHashMulti(hash, item.typeId());
             break;
@@ -136,6 +142,8 @@ bool sameValue(const QVariant &left, const QVariant &right)
     if (left.typeId() == QMetaType::QVariantMap) {
         const auto &one = *static_cast<const QVariantMap *>(left.constData());
         const auto &other = *static_cast<const QVariantMap *>(right.constData());
+        if (one.isSharedWith(other))
+            return true;
         if (one.size() != other.size())
             return false;
         for (auto a = one.cbegin(), b = other.cbegin(); a != one.cend(); ++a, ++b) {
@@ -147,7 +155,8 @@ bool sameValue(const QVariant &left, const QVariant &right)
     if (left.typeId() == QMetaType::QVariantList) {
         const auto &one = *static_cast<const QVariantList *>(left.constData());
         const auto &other = *static_cast<const QVariantList *>(right.constData());
-        return std::equal(one.cbegin(), one.cend(), other.cbegin(), other.cend(), sameValue);
+        return (one.size() == other.size() && one.constData() == other.constData())
+            || std::equal(one.cbegin(), one.cend(), other.cbegin(), other.cend(), sameValue);
     }
     return left == right;
 }
