@@ -40,7 +40,7 @@ int renderedSizeFor(int side)
 
 QString resourcePathOf(const QString &name, int side)
 {
-    return QStringLiteral(":/halvane/images/%1-%2.png").arg(name).arg(renderedSizeFor(side));
+    return QStringLiteral(":/halvane/images/%1/%2.png").arg(renderedSizeFor(side)).arg(name);
 }
 } // namespace
 
