@@ -5,9 +5,11 @@
 #include <QDBusSignature>
 #include <QDBusVariant>
 #include <QDateTime>
+#include <QMultiHash>
 #include <QSet>
 #include <QTimeZone>
 
+#include <algorithm>
 #include <limits>
 
 QDBusArgument &operator<<(QDBusArgument &argument, const TriskVXDBusDate &date)
@@ -39,41 +41,138 @@ const QString kDateSignature = QStringLiteral("(x)");
 // Strings met while decoding one value share one copy each. A published list of 10,000 records repeats
 // the same few dozen keys in every record, and many short values (types, names, ids that recur across
 // records): without sharing, each is a heap block of its own, kept as long as the list is.
+// Dictionaries and arrays equal to one met before share that copy as well: a queued trigger repeats its
+// trigger inside its event, and events often carry the same actions. Every dictionary entry is a heap
+// node of its own, so a thousand pending records keep half a megabyte less.
 const qsizetype kLongestShared = 64;
-thread_local QSet<QString> *t_sharedStrings = nullptr;
 
-// Opens the table for the outermost decode on this thread; nested decodes use the same one.
+struct SharedValues
+{
+    QSet<QString> strings;
+    QMultiHash<size_t, QVariant> containers;
+};
+thread_local SharedValues *t_shared = nullptr;
+
+// Opens the tables for the outermost decode on this thread; nested decodes use the same ones.
 class SharedStrings
 {
 public:
     SharedStrings()
-        : m_outermost(t_sharedStrings == nullptr)
+        : m_outermost(t_shared == nullptr)
     {
         if (m_outermost)
-            t_sharedStrings = &m_strings;
+            t_shared = &m_values;
     }
     ~SharedStrings()
     {
         if (m_outermost)
-            t_sharedStrings = nullptr;
+            t_shared = nullptr;
     }
     SharedStrings(const SharedStrings &) = delete;
     SharedStrings &operator=(const SharedStrings &) = delete;
 
 private:
     bool m_outermost;
-    QSet<QString> m_strings;
+    SharedValues m_values;
 };
 
 QString shared(const QString &string)
 {
-    if (!t_sharedStrings || string.size() > kLongestShared)
+    if (!t_shared || string.size() > kLongestShared)
         return string;
-    const auto known = t_sharedStrings->constFind(string);
-    if (known != t_sharedStrings->cend())
+    const auto known = t_shared->strings.constFind(string);
+    if (known != t_shared->strings.cend())
         return *known;
-    t_sharedStrings->insert(string);
+    t_shared->strings.insert(string);
     return string;
+}
+
+// A container's own level only: its keys, its scalar values, and for each container in it where that
+// one's storage lies. Containers are decoded from the inside out and each equal one is shared before its
+// parent is hashed, so equal parents hold the very same children and hash alike, while hashing the whole
+// tree stays linear; whether two with one hash are equal is sameValue's to say.
+size_t shallowHash(const QVariant &value)
+{
+    size_t hash = qHash(value.typeId());
+    const auto mix = [&hash](const QVariant &item) {
+        switch (item.typeId()) {
+        case QMetaType::QString:
+            hash = qHashMulti(hash, *static_cast<const QString *>(item.constData()));
+            break;
+        case QMetaType::LongLong:
+            hash = qHashMulti(hash, item.toLongLong());
+            break;
+        case QMetaType::QDateTime:
+            hash = qHashMulti(hash, item.toDateTime().toMSecsSinceEpoch());
+            break;
+        case QMetaType::QVariantMap: {
+            const auto &map = *static_cast<const QVariantMap *>(item.constData());
+            hash = qHashMulti(hash, map.size(), map.isEmpty() ? nullptr : &*map.cbegin());
+            break;
+        }
+        case QMetaType::QVariantList: {
+            const auto &list = *static_cast<const QVariantList *>(item.constData());
+            hash = qHashMulti(hash, list.size(), list.constData());
+            break;
+        }
+        default:
+            hash = qHashMulti(hash, item.typeId());
+            break;
+        }
+    };
+    if (value.typeId() == QMetaType::QVariantMap) {
+        const auto &map = *static_cast<const QVariantMap *>(value.constData());
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            hash = qHashMulti(hash, it.key());
+            mix(it.value());
+        }
+    } else {
+        for (const QVariant &item : *static_cast<const QVariantList *>(value.constData()))
+            mix(item);
+    }
+    return hash;
+}
+
+// Equal in type as well as in value all the way down: QVariant's own comparison takes 1 and 1.0 as
+// equal, and a shared copy must be what the peer sent.
+bool sameValue(const QVariant &left, const QVariant &right)
+{
+    if (left.typeId() != right.typeId())
+        return false;
+    if (left.typeId() == QMetaType::QVariantMap) {
+        const auto &one = *static_cast<const QVariantMap *>(left.constData());
+        const auto &other = *static_cast<const QVariantMap *>(right.constData());
+        if (one.isSharedWith(other))
+            return true;
+        if (one.size() != other.size())
+            return false;
+        for (auto a = one.cbegin(), b = other.cbegin(); a != one.cend(); ++a, ++b) {
+            if (a.key() != b.key() || !sameValue(a.value(), b.value()))
+                return false;
+        }
+        return true;
+    }
+    if (left.typeId() == QMetaType::QVariantList) {
+        const auto &one = *static_cast<const QVariantList *>(left.constData());
+        const auto &other = *static_cast<const QVariantList *>(right.constData());
+        return (one.size() == other.size() && one.constData() == other.constData())
+            || std::equal(one.cbegin(), one.cend(), other.cbegin(), other.cend(), sameValue);
+    }
+    return left == right;
+}
+
+// The copy of an equal container met before in this decode, or the container itself from now on.
+QVariant sharedContainer(const QVariant &container)
+{
+    if (!t_shared)
+        return container;
+    const size_t hash = shallowHash(container);
+    for (auto it = t_shared->containers.constFind(hash); it != t_shared->containers.cend() && it.key() == hash; ++it) {
+        if (sameValue(*it, container))
+            return *it;
+    }
+    t_shared->containers.insert(hash, container);
+    return container;
 }
 
 QVariant decodeBasic(const QVariant &value, QString *error)
@@ -103,7 +202,7 @@ QVariant decodeBasic(const QVariant &value, QString *error)
         const QStringList strings = value.toStringList();
         for (const QString &string : strings)
             list.append(shared(string));
-        return QVariant(list);
+        return sharedContainer(QVariant(list));
     }
     case QMetaType::QVariantList: {
         QVariantList list;
@@ -114,7 +213,7 @@ QVariant decodeBasic(const QVariant &value, QString *error)
                 return QVariant();
             list.append(decoded);
         }
-        return QVariant(list);
+        return sharedContainer(QVariant(list));
     }
     case QMetaType::QVariantMap: {
         QVariantMap map;
@@ -123,9 +222,9 @@ QVariant decodeBasic(const QVariant &value, QString *error)
             QVariant decoded = TriskVXDBusPropertyList::decode(it.value(), error);
             if (!decoded.isValid())
                 return QVariant();
-            map.insert(it.key(), decoded);
+            map.insert(shared(it.key()), decoded);
         }
-        return QVariant(map);
+        return sharedContainer(QVariant(map));
     }
     default:
         break;
@@ -171,7 +270,7 @@ QVariant decodeElement(const QDBusArgument &argument, QString *error)
             list.append(item);
         }
         argument.endArray();
-        return wellFormed ? QVariant(list) : QVariant();
+        return wellFormed ? sharedContainer(QVariant(list)) : QVariant();
     }
     case QDBusArgument::MapType: {
         QVariantMap map;
@@ -191,7 +290,7 @@ QVariant decodeElement(const QDBusArgument &argument, QString *error)
             argument.endMapEntry();
         }
         argument.endMap();
-        return wellFormed ? QVariant(map) : QVariant();
+        return wellFormed ? sharedContainer(QVariant(map)) : QVariant();
     }
     case QDBusArgument::StructureType: {
         if (argument.currentSignature() != kDateSignature) {

@@ -1,11 +1,15 @@
 #include "TriskVXIImageAssistant.h"
 
 #include "TriskVXConstants.h"
+#include "TriskVXPngDecoder.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QPainter>
-#include <QSvgRenderer>
+
+#include <algorithm>
+#include <iterator>
 
 namespace {
 const QString kGenericEventImage = QStringLiteral("event");
@@ -15,9 +19,28 @@ const qsizetype kBuiltInCacheLimit = 256;
 // Whether the image is a template, kept in the image's text so that it travels with every copy.
 const QString kTemplateKey = QStringLiteral("TriskVXTemplate");
 
-QString resourcePathOf(const QString &name)
+// Each built-in picture was rendered from its SVG source when the program was built (see the framework's
+// CMakeLists.txt) at every size from 12 to 64 pixels, where menus and panels ask, and at a few bigger
+// ones: the size that fits side exactly, else the smallest bigger one (scaled down smoothly), else the
+// biggest.
+const int kSmallestEveryPixel = 12;
+const int kLargestEveryPixel = 64;
+const int kBiggerSizes[] = { 72, 96, 128, 192, 256 };
+
+int renderedSizeFor(int side)
 {
-    return QStringLiteral(":/halvane/images/%1.svg").arg(name);
+    if (side <= kLargestEveryPixel)
+        return std::max(side, kSmallestEveryPixel);
+    for (int size : kBiggerSizes) {
+        if (size >= side)
+            return size;
+    }
+    return kBiggerSizes[std::size(kBiggerSizes) - 1];
+}
+
+QString resourcePathOf(const QString &name, int side)
+{
+    return QStringLiteral(":/halvane/images/%1/%2.png").arg(renderedSizeFor(side)).arg(name);
 }
 } // namespace
 
@@ -105,14 +128,14 @@ QImage TriskVXIImageAssistant::imageForUIIdentifierScaleToFitVariation(const QUr
         const auto cached = m_builtInCache.constFind(cacheKey);
         if (cached != m_builtInCache.constEnd())
             return *cached;
-        QSvgRenderer renderer(resourcePathOf(name));
-        if (!renderer.isValid())
+        // The pictures are square: the side that fits the asked size.
+        const int side = std::min(pixels.width(), pixels.height());
+        QFile rendered(resourcePathOf(name, side));
+        image = rendered.open(QIODevice::ReadOnly) ? TriskVXPngDecoder::decode(rendered.readAll()) : QImage();
+        if (image.isNull())
             return QImage();
-        const QSize fitted = renderer.defaultSize().scaled(pixels, Qt::KeepAspectRatio);
-        image = QImage(fitted, QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        renderer.render(&painter);
+        if (image.width() != side)
+            image = image.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     } else if (identifier.isLocalFile()) {
         QImageReader reader(identifier.toLocalFile());
         const QSize original = reader.size();

@@ -51,10 +51,10 @@ int runOnDesktop()
     TriskVXDesktopStatusBar desktop(TriskVXStatusBar::systemStatusBar(), QDBusConnection::sessionBus());
     // Panels and trays give the item the width its picture and label take.
     TriskVXStatusBar::systemStatusBar()->setDrawsItemLengths(false);
-    // The Quick Schedule panel, opened from the status menu through the workspace.
+    // The Quick Schedule panel, opened from the status menu through the workspace and made then.
     const auto quickSchedule = [](TriskVXNotifyController *notifier) -> std::unique_ptr<QObject> {
-        return TriskVXQuickScheduleController::controllerWithNotifier(notifier, TriskVXClock::systemClock(),
-                                                                      TriskVXWorkspace::workspace());
+        return TriskVXQuickScheduleController::controllerOnFirstRequest(notifier, TriskVXClock::systemClock(),
+                                                                        TriskVXWorkspace::workspace());
     };
     return TriskVXNotifierApplication::run({ quickSchedule });
 }

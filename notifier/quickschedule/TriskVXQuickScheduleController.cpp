@@ -99,6 +99,28 @@ TriskVXQuickScheduleController::controllerWithNotifier(QObject *notifier, const 
     return controller;
 }
 
+std::unique_ptr<QObject> TriskVXQuickScheduleController::controllerOnFirstRequest(QObject *notifier,
+                                                                                  const TriskVXClock *clock,
+                                                                                  TriskVXWorkspace *workspace)
+{
+    auto owner = std::make_unique<QObject>();
+    if (!workspace)
+        return owner;
+    QObject *holder = owner.get();
+    connect(workspace, &TriskVXWorkspace::quickScheduleRequested, holder, [holder, notifier, clock] {
+        auto *controller = holder->findChild<TriskVXQuickScheduleController *>(QString(), Qt::FindDirectChildrenOnly);
+        if (!controller) {
+            std::unique_ptr<TriskVXQuickScheduleController> made = controllerWithNotifier(notifier, clock, nullptr);
+            if (!made)
+                return;
+            controller = made.release();
+            controller->setParent(holder);
+        }
+        controller->show(nullptr);
+    });
+    return owner;
+}
+
 QString TriskVXQuickScheduleController::className() const
 {
     return QString::fromLatin1(metaObject()->className());

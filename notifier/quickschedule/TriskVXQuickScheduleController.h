@@ -51,6 +51,11 @@ public:
     // borrows, awakeFromNib, and the workspace's Quick Schedule requests opening it.
     static std::unique_ptr<TriskVXQuickScheduleController>
     controllerWithNotifier(QObject *notifier, const TriskVXClock *clock, TriskVXWorkspace *workspace);
+    // The same, made when the workspace first asks for the panel rather than at start: a process that
+    // never shows it keeps neither its widgets nor the code pages they touch. The returned object owns
+    // the controller once made.
+    static std::unique_ptr<QObject> controllerOnFirstRequest(QObject *notifier, const TriskVXClock *clock,
+                                                             TriskVXWorkspace *workspace);
 
     // Reads the templates from the bundle's "quickScheduleTemplates.plist": missing or not an array of
     // them is a programming error of the package.
