@@ -48,8 +48,6 @@ QString HalvanePersistence::storePath(const QString &folder)
     return folder + QStringLiteral("/store.db");
 }
 
-HalvanePersistence::~HalvanePersistence() = default;
-
 bool HalvanePersistence::load()
 {
     QVariantMap state;

@@ -26,7 +26,6 @@ class HalvanePersistence : public QObject
 public:
     // The store is <folder>/store.db; <folder>/store.plist is the state file of earlier versions.
     HalvanePersistence(HalvaneScheduler *scheduler, const QString &folder, QObject *parent = nullptr);
-    ~HalvanePersistence() override;
 
     // Where the store of a state folder lies.
     static QString storePath(const QString &folder);

@@ -143,7 +143,7 @@ int HalvaneStore::open(bool create, QString *error)
     }
     if (sqlite3_open_v2(name.constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
         *error = QStringLiteral("cannot open %1: %2").arg(m_path, lastError());
-        const int status = m_db ? sqlite3_errcode(m_db) : SQLITE_NOMEM;
+        const int status = m_db ? sqlite3_errcode(m_db) & 0xff : SQLITE_NOMEM;
         close();
         return status;
     }
