@@ -160,15 +160,14 @@ void HalvanePersistence::write()
     m_scheduled = false;
     if (!isDirty() || m_retry.isActive() || m_gather.isActive())
         return;
-    m_writeClock.start();
     bool saved = false;
     const qsizetype answered = save(&saved);
     // The callers just answered tend to send their next request at once. Writing the first of them alone
     // would leave the others for the write after, which settles into groups of half the callers; waiting
-    // for them, no longer than a write takes, lets one sync serve them all.
+    // for them lets one sync serve them all.
     if (saved && answered > 0) {
         m_gatherTarget = m_waiting.size() + answered;
-        m_gather.start(int(qBound(qint64(1), m_writeClock.elapsed(), kLongestGatherMs)));
+        m_gather.start(kGatherMs);
     }
 }
 

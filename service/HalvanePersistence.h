@@ -3,7 +3,6 @@
 #include "HalvaneStateDelta.h"
 #include "HalvaneStore.h"
 
-#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QPair>
@@ -73,10 +72,10 @@ private:
     QTimer m_retry;
     QString m_failure;
     // After a save, the next write waits until as many requests wait as there were then plus those just
-    // answered, or this timer runs out: at most as long as the last write took, and never over 3 ms.
-    static constexpr qint64 kLongestGatherMs = 3;
+    // answered, or at most this long: enough for callers slowed by a busy machine, and all that a caller
+    // who does not come back costs the others.
+    static constexpr int kGatherMs = 3;
     QTimer m_gather;
     qsizetype m_gatherTarget = 0;
-    QElapsedTimer m_writeClock;
     QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };
