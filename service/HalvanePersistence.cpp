@@ -4,10 +4,8 @@
 #include "HalvaneScheduler.h"
 #include "HalvaneServiceLogging.h"
 #include "HalvaneStateFile.h"
-#include "HalvaneStateWriter.h"
 #include "HalvaneStore.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QTimer>
 
@@ -33,13 +31,7 @@ HalvanePersistence::HalvanePersistence(HalvaneScheduler *scheduler, const QStrin
     , m_scheduler(scheduler)
     , m_legacyPath(folder + QStringLiteral("/store.plist"))
     , m_store(storePath(folder))
-    , m_writer(new HalvaneStateWriter(&m_store))
 {
-    m_thread.setObjectName(QStringLiteral("halvaned state writer"));
-    m_writer->moveToThread(&m_thread);
-    connect(&m_thread, &QThread::finished, m_writer, &QObject::deleteLater);
-    connect(m_writer, &HalvaneStateWriter::written, this, &HalvanePersistence::written);
-    m_thread.start();
     m_retry.setSingleShot(true);
     connect(&m_retry, &QTimer::timeout, this, &HalvanePersistence::schedule);
     m_gather.setSingleShot(true);
@@ -56,12 +48,6 @@ QString HalvanePersistence::storePath(const QString &folder)
     return folder + QStringLiteral("/store.db");
 }
 
-HalvanePersistence::~HalvanePersistence()
-{
-    m_thread.quit();
-    m_thread.wait();
-}
-
 bool HalvanePersistence::load()
 {
     QVariantMap state;
@@ -71,6 +57,9 @@ bool HalvanePersistence::load()
         return migrate();
     case HalvaneStore::Outcome::Newer:
         qCCritical(lcHalvaned).noquote() << QStringLiteral("%1; not starting, so as not to misread it").arg(error);
+        return false;
+    case HalvaneStore::Outcome::Busy:
+        qCCritical(lcHalvaned).noquote() << QStringLiteral("%1; not starting, and leaving it as it is").arg(error);
         return false;
     case HalvaneStore::Outcome::Loaded:
         if (m_scheduler->restore(state, &error, HalvaneScheduler::Restore::FromStore)) {
@@ -158,51 +147,28 @@ void HalvanePersistence::whenSaved(std::function<void(bool)> done)
 
 void HalvanePersistence::schedule()
 {
-    // One write at a time; the changes made meanwhile go into the next. After a refused save the retry
-    // timer decides when: changes made while the disk refuses wait for it too.
-    if (m_scheduled || m_writing || m_retry.isActive())
+    // After the requests already waiting, so that they go into the same write. After a refused save the
+    // retry timer decides when: changes made while the disk refuses wait for it too.
+    if (m_scheduled || m_retry.isActive())
         return;
     m_scheduled = true;
-    QTimer::singleShot(0, this, &HalvanePersistence::startWrite);
+    QMetaObject::invokeMethod(this, &HalvanePersistence::write, Qt::QueuedConnection);
 }
 
-void HalvanePersistence::startWrite()
+void HalvanePersistence::write()
 {
     m_scheduled = false;
-    if (!isDirty() || m_writing || m_retry.isActive() || m_gather.isActive())
+    if (!isDirty() || m_retry.isActive() || m_gather.isActive())
         return;
-    m_writing = true;
-    m_writeClock.start();
-    takeChanges();
-    // The rows are implicitly shared: the writer reads its own copy while the scheduler goes on.
-    QMetaObject::invokeMethod(m_writer, [writer = m_writer, deltas = m_unsaved, generation = m_changes] {
-        writer->write(deltas, generation);
-    });
-}
-
-void HalvanePersistence::written(quint64 generation, bool saved, const QString &error)
-{
-    m_writing = false;
-    if (saved) {
-        m_saved = qMax(m_saved, generation);
-        savedUnsaved();
-        m_retryDelay = 0;
-        if (isFailing())
-            qCInfo(lcHalvaned).noquote() << QStringLiteral("the state is saved again");
-        m_failure.clear();
-    } else {
-        refused(error);
-    }
-    const qsizetype answered = answer(generation, saved);
-    // The callers just answered tend to send their next request at once. Writing what is waiting now would
-    // leave them for the write after, which settles into groups of half the callers; waiting for them, no
-    // longer than a write takes, lets one sync serve them all.
+    bool saved = false;
+    const qsizetype answered = save(&saved);
+    // The callers just answered tend to send their next request at once. Writing the first of them alone
+    // would leave the others for the write after, which settles into groups of half the callers; waiting
+    // for them lets one sync serve them all.
     if (saved && answered > 0) {
         m_gatherTarget = m_waiting.size() + answered;
-        m_gather.start(int(qBound(qint64(1), m_writeClock.elapsed(), kLongestGatherMs)));
+        m_gather.start(kGatherMs);
     }
-    if (isDirty())
-        schedule();
 }
 
 void HalvanePersistence::refused(const QString &error)
@@ -231,26 +197,32 @@ qsizetype HalvanePersistence::answer(quint64 generation, bool saved)
 
 void HalvanePersistence::saveNow()
 {
-    while (m_writing)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-    m_scheduled = false;
     m_gather.stop();
     if (!isDirty())
         return;
     m_retry.stop();
+    bool saved = false;
+    save(&saved);
+}
+
+qsizetype HalvanePersistence::save(bool *saved)
+{
     takeChanges();
     const quint64 generation = m_changes;
     QString error;
-    const bool saved = m_store.apply(m_unsaved, &error);
-    if (saved) {
+    // On this thread: requests that come in meanwhile queue up and go into the next write together.
+    *saved = m_store.apply(m_unsaved, &error);
+    if (*saved) {
         m_saved = generation;
         savedUnsaved();
         m_retryDelay = 0;
+        if (isFailing())
+            qCInfo(lcHalvaned).noquote() << QStringLiteral("the state is saved again");
         m_failure.clear();
     } else {
         refused(error);
     }
-    answer(generation, saved);
+    return answer(generation, *saved);
 }
 
 void HalvanePersistence::savedUnsaved()

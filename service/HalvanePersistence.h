@@ -3,23 +3,20 @@
 #include "HalvaneStateDelta.h"
 #include "HalvaneStore.h"
 
-#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QPair>
 #include <QString>
-#include <QThread>
 #include <QTimer>
 
 #include <functional>
 
 class HalvaneScheduler;
-class HalvaneStateWriter;
 
 // Keeps the scheduler's state in its store (HalvaneStore): loads it at start (an unreadable store is kept
 // aside and the service starts empty; the state file of earlier versions is moved into a new store), and
-// saves what changed after every change on a writer thread, all the changes made while a write was under
-// way in the next one (with the next requests of the callers just answered, when they come quickly). Answers to
+// saves what changed after every change, all the requests that came in while a write was under way in the
+// next one (with the next requests of the callers just answered, when they come quickly). Answers to
 // requests wait for the save that holds their change, so that no acknowledged change is lost.
 class HalvanePersistence : public QObject
 {
@@ -28,7 +25,6 @@ class HalvanePersistence : public QObject
 public:
     // The store is <folder>/store.db; <folder>/store.plist is the state file of earlier versions.
     HalvanePersistence(HalvaneScheduler *scheduler, const QString &folder, QObject *parent = nullptr);
-    ~HalvanePersistence() override;
 
     // Where the store of a state folder lies.
     static QString storePath(const QString &folder);
@@ -42,7 +38,7 @@ public:
     // The last save was refused and the state is being retried: the reason, clipped for a reply.
     bool isFailing() const { return !m_failure.isEmpty(); }
     QString failure() const { return m_failure; }
-    // Writes now, on this thread, after any write under way: for start-up and shutdown.
+    // Writes now rather than after the requests waiting: for start-up and shutdown.
     void saveNow();
 
 private:
@@ -52,25 +48,22 @@ private:
     // A save went through: what was unsaved is on disk.
     void savedUnsaved();
     void schedule();
-    void startWrite();
-    void written(quint64 generation, bool saved, const QString &error);
+    void write();
+    // Writes what is unsaved and answers the callers waiting for it; the answer is how many were answered.
+    qsizetype save(bool *saved);
     // Runs the callbacks waiting for that save; the answer is how many ran.
     qsizetype answer(quint64 generation, bool saved);
     void refused(const QString &error);
 
     HalvaneScheduler *m_scheduler;
     QString m_legacyPath;
-    // Used by the writer thread while a write is under way, by this thread otherwise.
     HalvaneStore m_store;
     // Taken from the scheduler and not yet on disk: written in order, with what comes after a refused save.
     QList<HalvaneStateDelta> m_unsaved;
     // The earlier version's state file, moved aside once its contents are saved in the store.
     bool m_migrating = false;
-    QThread m_thread;
-    HalvaneStateWriter *m_writer;
     quint64 m_changes = 0;
     quint64 m_saved = 0;
-    bool m_writing = false;
     bool m_scheduled = false;
     // After a refused save: 1 s, doubling up to a minute.
     static constexpr int kFirstRetryMs = 1000;
@@ -79,10 +72,10 @@ private:
     QTimer m_retry;
     QString m_failure;
     // After a save, the next write waits until as many requests wait as there were then plus those just
-    // answered, or this timer runs out: at most as long as the last write took, and never over 3 ms.
-    static constexpr qint64 kLongestGatherMs = 3;
+    // answered, or at most this long: enough for callers slowed by a busy machine, and all that a caller
+    // who does not come back costs the others.
+    static constexpr int kGatherMs = 3;
     QTimer m_gather;
     qsizetype m_gatherTarget = 0;
-    QElapsedTimer m_writeClock;
     QList<QPair<quint64, std::function<void(bool)>>> m_waiting;
 };

@@ -122,46 +122,58 @@ bool HalvaneStore::run(sqlite3_stmt *statement)
     return status == SQLITE_DONE || status == SQLITE_ROW;
 }
 
-bool HalvaneStore::open(bool create, QString *error)
+int HalvaneStore::open(bool create, QString *error)
 {
     if (m_db)
-        return true;
+        return SQLITE_OK;
     const QByteArray name = QFile::encodeName(m_path);
     if (create) {
         const QString folder = QFileInfo(m_path).absolutePath();
         if (!QDir().mkpath(folder)) {
             *error = QStringLiteral("cannot make the folder %1").arg(folder);
-            return false;
+            return SQLITE_CANTOPEN;
         }
         // Made here so that it is readable by the service's user only; SQLite gives its log the same mode.
         const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         if (fd < 0) {
             *error = QStringLiteral("cannot create %1: %2").arg(m_path, QString::fromLocal8Bit(strerror(errno)));
-            return false;
+            return SQLITE_CANTOPEN;
         }
         ::close(fd);
     }
     if (sqlite3_open_v2(name.constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
         *error = QStringLiteral("cannot open %1: %2").arg(m_path, lastError());
+        const int status = m_db ? sqlite3_errcode(m_db) & 0xff : SQLITE_NOMEM;
         close();
-        return false;
+        return status;
     }
     sqlite3_extended_result_codes(m_db, 1);
     // FULL: the log is synced at every commit, so that a committed change survives a power cut too.
     if (!execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", error)) {
+        const int status = sqlite3_errcode(m_db) & 0xff;
         close();
-        return false;
+        return status;
     }
-    return true;
+    return SQLITE_OK;
 }
 
 HalvaneStore::Outcome HalvaneStore::load(QVariantMap *state, QString *error)
 {
     if (!QFileInfo::exists(m_path))
         return Outcome::Missing;
-    if (!open(false, error))
-        return Outcome::Unreadable;
+    // Locked is no fault of the file: whoever holds it is using it.
+    auto busy = [&](int status) {
+        if (status != SQLITE_BUSY && status != SQLITE_LOCKED)
+            return false;
+        *error = QStringLiteral("another halvaned (or another program) uses %1").arg(m_path);
+        close();
+        return true;
+    };
+    if (const int status = open(false, error); status != SQLITE_OK)
+        return busy(status) ? Outcome::Busy : Outcome::Unreadable;
     auto failed = [&] {
+        if (busy(sqlite3_errcode(m_db) & 0xff))
+            return Outcome::Busy;
         *error = QStringLiteral("%1: %2").arg(m_path, lastError());
         close();
         return Outcome::Unreadable;
@@ -227,6 +239,8 @@ HalvaneStore::Outcome HalvaneStore::load(QVariantMap *state, QString *error)
                           triggerStates.insert(id, triggerState);
                       });
     if (!read) {
+        if (busy(sqlite3_errcode(m_db) & 0xff))
+            return Outcome::Busy;
         close();
         return Outcome::Unreadable;
     }
@@ -239,7 +253,7 @@ HalvaneStore::Outcome HalvaneStore::load(QVariantMap *state, QString *error)
 
 bool HalvaneStore::apply(const QList<HalvaneStateDelta> &deltas, QString *error)
 {
-    if (!open(true, error))
+    if (open(true, error) != SQLITE_OK)
         return false;
     if (!run(prepared("BEGIN IMMEDIATE"))) {
         *error = QStringLiteral("cannot write %1: %2").arg(m_path, lastError());

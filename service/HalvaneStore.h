@@ -16,7 +16,9 @@ struct sqlite3_stmt;
 class HalvaneStore
 {
 public:
-    enum class Outcome { Loaded, Missing, Newer, Unreadable };
+    // Busy: another process holds the store's lock (another halvaned on the same folder); the file is
+    // fine and must be left alone.
+    enum class Outcome { Loaded, Missing, Newer, Busy, Unreadable };
 
     // The format this version writes; a store with a higher one was written by a newer halvaned.
     static constexpr int kFormat = 1;
@@ -39,7 +41,8 @@ public:
     QString keepAside(const QString &why, QString *error);
 
 private:
-    bool open(bool create, QString *error);
+    // SQLITE_OK, or the (primary) code of what failed.
+    int open(bool create, QString *error);
     bool execute(const char *sql, QString *error);
     // A statement of the write path, prepared once per open store and reset after each use; null when
     // SQLite refuses it.
