@@ -40,7 +40,7 @@ public:
 
     // Starts it with its own state folder and waits until it owns its bus name.
     bool start(const QStringList &extraArguments = {});
-    // SIGTERM, then waits for the exit and for the name to be released.
+    // SIGTERM, then waits for the exit and for the name to be released; false unless it exited cleanly.
     bool stop();
     // SIGKILL: a crash.
     bool kill();
