@@ -1,5 +1,4 @@
-// halvaned as its clients see it on the bus: requests and their refusals, malformed input, rights (rules file,
-// polkit), firings on its test clock and their actions (through a fake logind), restarts, crashes, broken stores.
+// halvaned as its clients see it on the bus: requests, refusals, rights, firings, restarts, crashes, stores.
 #include "FakeSystemServices.h"
 #include "HalvanedProcess.h"
 #include "NotADate.h"
@@ -382,14 +381,12 @@ void tst_HalvaneService::restartBackupAndCrashLoseNothing()
     QVERIFY(m_service->stop());
     QVERIFY(start());
     QCOMPARE(everything(*m_client), before);
-    // The store and its log, readable by the service's user only.
     const QStringList files = QDir(m_service->stateDirectory()).entryList(QDir::Files);
     QCOMPARE(files, (QStringList { u"store.db"_s, u"store.db-shm"_s, u"store.db-wal"_s }));
     for (const QString &file : files)
         QCOMPARE(QFile::permissions(QDir(m_service->stateDirectory()).filePath(file))
                      & (QFile::ReadGroup | QFile::ReadOther),
                  QFile::Permissions());
-    // The cancellation is still undoable after the restart.
     QVERIFY(request(kVXRPCSchedulerReset, trigger(u"b1"_s)));
     QVERIFY(m_client->pendingIDs().contains(u"b1"_s));
 
@@ -403,7 +400,6 @@ void tst_HalvaneService::restartBackupAndCrashLoseNothing()
     QVERIFY(m_service->kill());
     QVERIFY(start());
     QCOMPARE(everything(*m_client), before);
-    // A schedule of another version changes nothing.
     QFile list(backup);
     QVERIFY(list.open(QIODevice::WriteOnly)
             && list.write("<plist><dict><key>Version</key><integer>9</integer></dict></plist>") > 0);

@@ -1,5 +1,4 @@
-// The update checker against a feed served by the test on 127.0.0.1: which releases count as updates,
-// every way a check can fail, and the last check kept across runs. Version ordering in a table.
+// The update checker against a feed served on 127.0.0.1: updates, every failure, the last check kept.
 #include "FeedServer.h"
 #include "TriskUDFeedFetcherModule.h"
 #include "TriskUDReleasesFeed.h"

@@ -42,7 +42,6 @@ public:
     bool start(const QStringList &extraArguments = {});
     // SIGTERM, then waits for the exit and for the name to be released; false unless it exited cleanly.
     bool stop();
-    // SIGKILL: a crash.
     bool kill();
     void pause() { sendSignal(SIGSTOP); }
     void resume() { sendSignal(SIGCONT); }
