@@ -1,5 +1,4 @@
-// A real notification server (dunst, on an Xvfb display of the test's own and its private bus) takes what
-// the centre sends, actions, hints and markup included.
+// A real notification server (dunst on an Xvfb display of the test's own) takes what the centre sends.
 #include "TriskVXUserNotificationCenter.h"
 #include "WaitFor.h"
 

@@ -1,5 +1,4 @@
-// halvanectl as a person or a script runs it, against the real halvaned: its commands, its output, and
-// its exit statuses (0 done, 1 refused or failed, 2 a bad command line, 3 no service to ask).
+// halvanectl against the real halvaned: commands, output, exit statuses (0, 1 refused, 2 bad line, 3 no service).
 #include "HalvanedProcess.h"
 #include "ProgramRun.h"
 #include "TriskVXConstants.h"
@@ -54,7 +53,6 @@ private:
     {
         return runProgram(QStringLiteral(HALVANECTL_PATH), arguments, environment);
     }
-    // Runs against the test's service.
     ProgramRun ctl(const QStringList &arguments)
     {
         return run(QStringList { u"--name"_s, m_service->serviceName() } + arguments);

@@ -1,5 +1,4 @@
-// The notifier as it runs at the login screen ("-login YES"): an X server of its own (Xvfb), the real
-// halvaned on a bus that plays the system bus, and no session bus at all.
+// The notifier at the login screen ("-login YES"): an Xvfb of its own, halvaned on the system bus, no session bus.
 #include "HalvanedProcess.h"
 #include "ProgramRun.h"
 #include "TriskVXBundle.h"

@@ -1,5 +1,4 @@
-// The floating panels against the real halvaned on its test clock, and a fake service for the malformed
-// lists the real one never publishes.
+// The floating panels against the real halvaned, and a fake service for lists the real one never publishes.
 #include "FakeScheduler.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"

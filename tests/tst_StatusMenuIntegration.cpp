@@ -1,5 +1,4 @@
-// The status menu against the real halvaned and a panel host on a private bus: the menu follows what the
-// service stores, its items reach the service, and dbusmenu calls, malformed ones included, are answered.
+// The status menu against the real halvaned and a panel host on a private bus, malformed dbusmenu calls too.
 #include "FakeStatusNotifierWatcher.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"

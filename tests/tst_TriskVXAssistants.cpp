@@ -1,5 +1,4 @@
-// The framework's helpers, for the cases the notifier's and the service's tests do not reach: rights,
-// templates, date texts across clock changes, images, and the preference domain's file.
+// The framework's helpers where the notifier's and the service's tests do not reach them.
 #include "LogCapture.h"
 #include "TriskVXClock.h"
 #include "TriskVXConstants.h"

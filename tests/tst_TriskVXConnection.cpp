@@ -1,6 +1,4 @@
-// The client's link to the scheduler service and what it reads through it: where the service is looked for,
-// the service leaving, crashing, hanging and coming back, the published variables, values as they cross the
-// bus, and a service that answers wrongly.
+// The client's link to the service: finding it, losing and regaining it, published values, wrong answers.
 #include "FakeScheduler.h"
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
@@ -103,7 +101,6 @@ void tst_TriskVXConnection::serviceLeavesCrashesHangsAndComesBack()
 {
     HalvanedProcess service;
     QVERIFY(service.start());
-    // A bus given by address is reached as well.
     qputenv("HALVANE_BUS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
     qputenv("HALVANE_SERVICE", service.serviceName().toUtf8());
     std::unique_ptr<TriskVXConnection> connection(TriskVXConnection::connection());

@@ -1,5 +1,4 @@
-// The notifier core against the real halvaned: the requests controller, the notify controller deploying its
-// notifiers from the preferences, and the trisk-notifier program itself.
+// The notifier core and the trisk-notifier program against the real halvaned.
 #include "HalvanedProcess.h"
 #include "LogCapture.h"
 #include "TriskVXClassRegistry.h"

@@ -1,6 +1,4 @@
-// What the platform layer tells its users: the notification centre in process, the clock and the deadline
-// timer that follows it. The centre over the session bus is tested where halvanectl posts to the notifiers,
-// Unix signals and the loss of the bus where the notifier and halvaned stop on them.
+// The in-process notification centre, the clock and the deadline timer that follows it.
 #include "TriskVXClock.h"
 #include "TriskVXDeadlineTimer.h"
 #include "TriskVXNotificationCenter.h"

@@ -1,5 +1,4 @@
-// Interface files and menu items where the panels' and the status menu's tests do not reach them: tags,
-// layouts, files that do not load, copies of items with submenus, unknown actions and automatic enabling.
+// Interface files and menu items where the panels' and the status menu's tests do not reach them.
 #include "LogCapture.h"
 #include "TriskVXMenuItem.h"
 #include "TriskVXNibLoader.h"
@@ -142,7 +141,6 @@ void tst_TriskVXPlatformMenus::menuItems()
     for (const QAction *each : items)
         enabled.append(each->isEnabled());
     QCOMPARE(enabled, QList<bool>({ true, false, false, true }));
-    // The copied submenu goes with the copy.
     copy.reset();
     QVERIFY(!copiedSubmenu);
 }

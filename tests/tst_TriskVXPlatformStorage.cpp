@@ -1,5 +1,4 @@
-// What the platform layer keeps in files: property lists and the user defaults made of them; and what a
-// failed check raises (its log lines are tested where the notifier stops on one).
+// Property lists, the user defaults made of them, and what a failed check raises.
 #include "AssertionOf.h"
 #include "LogCapture.h"
 #include "TriskVXAssertionHandler.h"
@@ -171,7 +170,6 @@ void tst_TriskVXPlatformStorage::domains()
     QCOMPARE(QStringList({ defaults.stringForKey(u"a"_s), defaults.stringForKey(u"b"_s), defaults.stringForKey(u"c"_s),
                            defaults.stringForKey(u"d"_s) }),
              QStringList({ u"argument"_s, u"application"_s, u"suite"_s, u"registration"_s }));
-    // The application domain went to its file.
     QCOMPARE(TriskVXUserDefaults(kApplication, {}, folder.path()).objectForKey(u"n"_s), QVariant(qint64(3)));
 }
 

@@ -6,8 +6,7 @@
 #include <QList>
 #include <QString>
 
-// Watches the test's session bus as a monitor and keeps the method calls made to one interface, in the
-// order the bus carried them: what a client really sent to a real service, without standing in for it.
+// Monitors the session bus for the calls made to one interface: what a client really sent a real service.
 class BusMonitor : public QDBusVirtualObject
 {
     Q_OBJECT
@@ -16,8 +15,7 @@ public:
     explicit BusMonitor(const QString &interface, QObject *parent = nullptr);
     ~BusMonitor() override;
 
-    // Becomes a monitor of the calls to the interface; false (with the bus's reason logged) when the bus
-    // refuses.
+    // False, with the bus's reason logged, when the bus refuses a monitor.
     bool start();
     QList<QDBusMessage> calls() const { return m_calls; }
     // The calls of one member, each as the dictionary it carried.

@@ -7,8 +7,7 @@
 #include <QDBusVirtualObject>
 #include <QVariantMap>
 
-// A stand-in for halvaned on its own connection to the test bus, for the edge cases the real service
-// never produces: refused authentication, malformed replies and published values.
+// A stand-in for halvaned for what the real one never does: refused authentication, malformed values.
 class FakeScheduler : public QDBusVirtualObject
 {
     Q_OBJECT

@@ -5,8 +5,7 @@
 #include <QObject>
 #include <QStringList>
 
-// A StatusNotifierWatcher on a connection of its own, as a panel's would be: it records the items that
-// register, and can leave the bus and come back as a restarting panel does.
+// A panel's StatusNotifierWatcher that records the items that register, and can restart as a panel does.
 class FakeStatusNotifierWatcher : public QObject, protected QDBusContext
 {
     Q_OBJECT

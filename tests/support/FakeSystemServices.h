@@ -5,8 +5,7 @@
 #include <QHash>
 #include <QStringList>
 
-// polkit's authority and systemd-logind's manager as a test sees them, on a bus of the test's own: the
-// authority answers from a table of action ids, the manager records the power calls it receives.
+// polkit answering from a table of action ids, and logind recording its power calls, on a bus of their own.
 class FakeSystemServices : public QDBusVirtualObject
 {
     Q_OBJECT

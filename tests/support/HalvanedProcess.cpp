@@ -60,7 +60,8 @@ bool HalvanedProcess::stop()
         return true;
     resume();
     m_process.terminate();
-    return m_process.waitForFinished(kStartTimeout) && waitForOwner(false);
+    return m_process.waitForFinished(kStartTimeout) && m_process.exitStatus() == QProcess::NormalExit
+        && m_process.exitCode() == 0 && waitForOwner(false);
 }
 
 bool HalvanedProcess::kill()

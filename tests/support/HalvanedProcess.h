@@ -13,8 +13,7 @@
 
 #include <csignal>
 
-// The real halvaned, run by a test on the test's session bus (dbus-run-session) or the bus that plays the
-// system bus, under a name of its own.
+// The real halvaned on the test's session bus or the one playing the system bus, under a name of its own.
 class HalvanedProcess : public QObject
 {
     Q_OBJECT
@@ -40,9 +39,8 @@ public:
 
     // Starts it with its own state folder and waits until it owns its bus name.
     bool start(const QStringList &extraArguments = {});
-    // SIGTERM, then waits for the exit and for the name to be released.
+    // SIGTERM, then waits for the exit and for the name to be released; false unless it exited cleanly.
     bool stop();
-    // SIGKILL: a crash.
     bool kill();
     void pause() { sendSignal(SIGSTOP); }
     void resume() { sendSignal(SIGCONT); }
@@ -65,8 +63,7 @@ public:
         return start(QStringList { QStringLiteral("--test-clock"), QStringLiteral("--dry-run") } + extraArguments)
             && setTestTimeZone(now.timeZone().id()) && setTestNow(now);
     }
-    // Runs halvanectl against this service and waits for it; false (with its complaint logged) when it
-    // fails.
+    // Runs halvanectl against this service; false, with its complaint logged, when it fails.
     bool control(const QStringList &arguments) const;
     // halvanectl add name, with the name in lower case as the event's id.
     bool add(const QString &name, const QStringList &arguments) const

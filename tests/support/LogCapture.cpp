@@ -35,15 +35,6 @@ LogCapture::~LogCapture()
         qInstallMessageHandler(g_previous);
 }
 
-QStringList LogCapture::lines() const
-{
-    QMutexLocker locker(&g_mutex);
-    QStringList result;
-    for (const auto &[category, message] : std::as_const(g_lines))
-        result.append(category + QStringLiteral(": ") + message);
-    return result;
-}
-
 QStringList LogCapture::messages(const char *category) const
 {
     QMutexLocker locker(&g_mutex);
@@ -62,10 +53,4 @@ int LogCapture::count(const QString &message) const
     for (const auto &line : std::as_const(g_lines))
         n += line.second == message ? 1 : 0;
     return n;
-}
-
-void LogCapture::clear()
-{
-    QMutexLocker locker(&g_mutex);
-    g_lines.clear();
 }

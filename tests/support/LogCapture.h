@@ -9,9 +9,7 @@ public:
     LogCapture();
     ~LogCapture();
 
-    QStringList lines() const;
     // Lines of a category, messages only.
     QStringList messages(const char *category) const;
     int count(const QString &message) const;
-    void clear();
 };

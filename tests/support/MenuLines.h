@@ -29,9 +29,8 @@ inline QAction *itemTitled(const QMenu *menu, const QString &title)
     return nullptr;
 }
 
-// An item's submenu as it opens (aboutToShow), which is when the status menu fills a trigger's submenu;
-// the menu holding the item opens first, as it does on screen, which is when a trigger's item gets its
-// submenu.
+// An item's submenu as it opens on screen: its holder's aboutToShow first (the trigger's item gets its
+// submenu then), then its own (the submenu is filled then).
 inline QMenu *opened(const QAction *item)
 {
     if (item && !item->menu()) {

@@ -4,8 +4,7 @@
 #include <QMetaType>
 #include <QString>
 
-// A D-Bus struct that is not the protocol's date (x): the one kind of value a peer can send that is no
-// property list. Register it with qDBusRegisterMetaType<NotADate>() before use.
+// A D-Bus struct that is not the protocol's date (x), the one value a peer can send that is no property list.
 struct NotADate
 {
     QString text;

@@ -2,8 +2,7 @@
 
 #include <QObject>
 
-// Lends a panel the observer and the requests controller, as the notifier controller does in the
-// program: any object with these two properties serves.
+// Lends a panel the observer and the requests controller, as the notifier controller does in the program.
 class NotifierLender : public QObject
 {
     Q_OBJECT

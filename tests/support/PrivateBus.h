@@ -3,8 +3,7 @@
 #include <QProcess>
 #include <QString>
 
-// A dbus-daemon of a test's own, for what the shared test bus cannot show: a bus that goes away, a system
-// bus with the services halvaned talks to.
+// A dbus-daemon of a test's own: a bus that goes away, or a system bus with the services halvaned talks to.
 class PrivateBus
 {
 public:

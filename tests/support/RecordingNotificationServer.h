@@ -8,9 +8,7 @@
 
 #include <functional>
 
-// A desktop notification server on a connection of its own that records every call, answers with the
-// capabilities it is given, and can click, close, leave the bus and come back (a new process each time,
-// as a restarted server is).
+// A desktop notification server that records every call and can click, close, and restart as a new process.
 class RecordingNotificationServer : public QObject
 {
     Q_OBJECT
@@ -30,8 +28,7 @@ public:
         int expireTimeout = 0;
     };
 
-    // Tests use a name of their own, so that a server the bus could activate under the well-known name
-    // never answers in its place.
+    // Not the well-known name: a server the bus could activate under it never answers in its place.
     static QString testService() { return QStringLiteral("org.halvane.Test.Notifications"); }
 
     explicit RecordingNotificationServer(const QStringList &capabilities

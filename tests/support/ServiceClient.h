@@ -5,8 +5,7 @@
 
 #include <QObject>
 
-// A libHalvane client of a running halvaned for integration tests: sends requests and waits for their
-// answer and for the change notices that follow.
+// A client of a running halvaned that waits for each request's answer and the change notices after it.
 class ServiceClient : public QObject
 {
     Q_OBJECT
