@@ -54,22 +54,22 @@ struct SharedValues
 thread_local SharedValues *t_shared = nullptr;
 
 // Opens the tables for the outermost decode on this thread; nested decodes use the same ones.
-class SharedStrings
+class SharedValuesScope
 {
 public:
-    SharedStrings()
+    SharedValuesScope()
         : m_outermost(t_shared == nullptr)
     {
         if (m_outermost)
             t_shared = &m_values;
     }
-    ~SharedStrings()
+    ~SharedValuesScope()
     {
         if (m_outermost)
             t_shared = nullptr;
     }
-    SharedStrings(const SharedStrings &) = delete;
-    SharedStrings &operator=(const SharedStrings &) = delete;
+    SharedValuesScope(const SharedValuesScope &) = delete;
+    SharedValuesScope &operator=(const SharedValuesScope &) = delete;
 
 private:
     bool m_outermost;
@@ -390,7 +390,7 @@ QList<QVariantMap> TriskVXDBusPropertyList::encodeRecordList(const QVariantList 
 
 QVariant TriskVXDBusPropertyList::decode(const QVariant &value, QString *error)
 {
-    const SharedStrings strings;
+    const SharedValuesScope sharing;
     if (value.metaType() == QMetaType::fromType<QDBusArgument>())
         return decodeArgument(value.value<QDBusArgument>(), error);
     if (value.metaType() == QMetaType::fromType<QDBusVariant>())
@@ -411,6 +411,6 @@ QVariant TriskVXDBusPropertyList::decode(const QVariant &value, QString *error)
 
 QVariant TriskVXDBusPropertyList::decodeArgument(const QDBusArgument &argument, QString *error)
 {
-    const SharedStrings strings;
+    const SharedValuesScope sharing;
     return decodeElement(argument, error);
 }
