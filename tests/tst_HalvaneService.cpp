@@ -941,14 +941,17 @@ void tst_HalvaneService::busAndName()
     const auto named = [&] {
         return connection.interface()->isServiceRegistered(kVXDBusServiceName).value();
     };
-    const QStringList arguments { u"--bus"_s, bus.address(), u"--no-state"_s };
+    QTemporaryDir state;
+    const QStringList arguments { u"--bus"_s, bus.address(), u"--state-dir"_s, state.path() };
     QProcess first;
     first.start(QStringLiteral(HALVANED_PATH), arguments);
     QTRY_VERIFY_WITH_TIMEOUT(named(), 10000);
-    // A second one on the same name gives up.
+    // A second one on the same name gives up before it opens the first one's store.
     QProcess second;
     second.start(QStringLiteral(HALVANED_PATH), arguments);
     QVERIFY(second.waitForFinished() && second.exitCode() == 1);
+    const QString said = QString::fromLocal8Bit(second.readAllStandardError());
+    QVERIFY2(said.contains(u"already taken"_s) && !said.contains(state.path()), qPrintable(said));
     // It ends with its bus.
     bus.kill();
     QVERIFY(first.waitForFinished());
