@@ -19,23 +19,15 @@ const qsizetype kBuiltInCacheLimit = 256;
 // Whether the image is a template, kept in the image's text so that it travels with every copy.
 const QString kTemplateKey = QStringLiteral("TriskVXTemplate");
 
-// Each built-in picture was rendered from its SVG source when the program was built (see the framework's
-// CMakeLists.txt) at every size from 12 to 64 pixels, where menus and panels ask, and at a few bigger
-// ones: the size that fits side exactly, else the smallest bigger one (scaled down smoothly), else the
-// biggest.
-const int kSmallestEveryPixel = 12;
-const int kLargestEveryPixel = 64;
-const int kBiggerSizes[] = { 72, 96, 128, 192, 256 };
+// Each built-in picture was rendered from its SVG source when the program was built, at the sizes the
+// framework's CMakeLists.txt lists (ascending: every size where menus and panels ask, a few bigger ones):
+// the size that fits side exactly, else the smallest bigger one (scaled down smoothly), else the biggest.
+constexpr int kRenderedSizes[] = { HALVANE_IMAGE_SIZES };
 
 int renderedSizeFor(int side)
 {
-    if (side <= kLargestEveryPixel)
-        return std::max(side, kSmallestEveryPixel);
-    for (int size : kBiggerSizes) {
-        if (size >= side)
-            return size;
-    }
-    return kBiggerSizes[std::size(kBiggerSizes) - 1];
+    const auto fitting = std::lower_bound(std::begin(kRenderedSizes), std::end(kRenderedSizes), side);
+    return fitting != std::end(kRenderedSizes) ? *fitting : kRenderedSizes[std::size(kRenderedSizes) - 1];
 }
 
 QString resourcePathOf(const QString &name, int side)
