@@ -18,7 +18,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -159,8 +158,8 @@ int HalvaneDaemon::run(const QStringList &arguments)
     QDBusConnection bus = busNamed(busSetting, QStringLiteral("halvaned"));
     // Give up before the store is touched when the name is served already: the start-up pass would run the
     // firings due and save into the store the serving halvaned keeps.
-    if (bus.isConnected() && bus.interface()->isServiceRegistered(parser.value(nameOption)).value()) {
-        complain(tr("the bus name %1 is already taken").arg(parser.value(nameOption)));
+    if (QString taken; HalvaneSchedulerService::isTaken(bus, parser.value(nameOption), &taken)) {
+        complain(taken);
         return 1;
     }
     TriskVXClock *clock = TriskVXClock::systemClock();

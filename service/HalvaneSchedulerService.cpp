@@ -32,6 +32,11 @@ QDBusMessage replyOf(const QDBusMessage &call, bool succeeded, qint64 status, co
 {
     return call.createReply(QVariantList { succeeded, QVariant::fromValue(qlonglong(status)), message });
 }
+
+QString takenMessage(const QString &serviceName)
+{
+    return QStringLiteral("the bus name %1 is already taken").arg(serviceName);
+}
 } // namespace
 
 HalvaneSchedulerService::HalvaneSchedulerService(HalvaneScheduler *scheduler, HalvaneAuthority *authority,
@@ -50,6 +55,14 @@ HalvaneSchedulerService::HalvaneSchedulerService(HalvaneScheduler *scheduler, Ha
     connect(m_authority, &HalvaneAuthority::rightsChanged, this, &HalvaneSchedulerService::forgetRights);
 }
 
+bool HalvaneSchedulerService::isTaken(const QDBusConnection &bus, const QString &serviceName, QString *error)
+{
+    if (!bus.isConnected() || !bus.interface()->isServiceRegistered(serviceName).value())
+        return false;
+    *error = takenMessage(serviceName);
+    return true;
+}
+
 bool HalvaneSchedulerService::registerOn(const QDBusConnection &bus, const QString &serviceName, QString *error)
 {
     QDBusConnection connection = bus;
@@ -66,7 +79,7 @@ bool HalvaneSchedulerService::registerOn(const QDBusConnection &bus, const QStri
     if (!reply.isValid() || reply.value() != QDBusConnectionInterface::ServiceRegistered) {
         connection.unregisterObject(kVXDBusObjectPath);
         *error = reply.isValid()
-            ? QStringLiteral("the bus name %1 is already taken").arg(serviceName)
+            ? takenMessage(serviceName)
             : QStringLiteral("cannot take the bus name %1: %2").arg(serviceName, reply.error().message());
         return false;
     }

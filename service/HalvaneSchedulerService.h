@@ -37,6 +37,9 @@ public:
     // Exports the object and takes the bus name; false with a message when the name is taken or the
     // bus refuses.
     bool registerOn(const QDBusConnection &bus, const QString &serviceName, QString *error);
+    // Whether serviceName has an owner on bus already, and then the message that says so: checked before
+    // the store is opened, so that a second service never touches the first one's.
+    static bool isTaken(const QDBusConnection &bus, const QString &serviceName, QString *error);
 
     QList<QVariantMap> schedulerPending() const;
     QList<QVariantMap> schedulerActive() const;
