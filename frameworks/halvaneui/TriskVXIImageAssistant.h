@@ -8,8 +8,9 @@
 #include <QUrl>
 #include <QVariant>
 
-// Names the image of each event and element, and draws it: built-in images are monochrome SVGs
-// (template images, black on transparent) that the caller tints; other identifiers are image files.
+// Names the image of each event and element, and draws it: built-in images are monochrome pictures
+// (template images, black on transparent, rendered from SVG at build time) that the caller tints; other
+// identifiers are image files.
 class TriskVXIImageAssistant
 {
 public:

@@ -1,6 +1,6 @@
 #include "TriskVXPngDecoder.h"
 
-#include <QtEndian>
+#include <QSysInfo>
 
 #include <png.h>
 
