@@ -338,6 +338,8 @@ int main(int argc, char *argv[])
     if (!demo.start({ QStringLiteral("--demo") })
         || !startRuns(demo.serviceName(), registrations, runs, &demoStarts, &demoMemory))
         return 1;
+    // Not left running beside the count-down phases it has no part in.
+    demo.stop();
     auto bareApp = startProgram(bare, QString());
     registrations.waitFor(bareApp->processId());
     idle(2);
