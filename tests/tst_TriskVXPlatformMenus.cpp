@@ -69,7 +69,10 @@ void tst_TriskVXPlatformMenus::interfaceFiles()
  <layout class="QFormLayout" name="formLayout"><property name="leftMargin"><number>7</number></property>
   <property name="labelAlignment"><set>Qt::AlignRight|Qt::AlignVCenter</set></property>
   <item row="0" column="0"><widget class="QLabel" name="label"><property name="buddy"><cstring>field</cstring></property>
-   <property name="textFormat"><enum>Qt::PlainText</enum></property></widget></item>
+   <property name="textFormat"><enum>Qt::PlainText</enum></property>
+   <property name="palette"><palette><inactive><colorrole role="WindowText"><brush brushstyle="SolidPattern">
+    <color alpha="255"><red>29</red><green>33</green><blue>38</blue></color></brush></colorrole></inactive></palette>
+   </property></widget></item>
   <item row="0" column="1"><widget class="QComboBox" name="field"/></item>
  </layout>
  <action name="heading"><property name="font"><font><bold>true</bold></font></property></action></widget></ui>)"));
@@ -84,6 +87,10 @@ void tst_TriskVXPlatformMenus::interfaceFiles()
     auto *label = root->findChild<QLabel *>(u"label"_s);
     QCOMPARE(layout->itemAt(0, QFormLayout::FieldRole)->widget(), label->buddy());
     QCOMPARE(label->textFormat(), Qt::PlainText);
+    // A palette sets the roles and groups it names; the rest follows the parent.
+    QCOMPARE(label->palette().color(QPalette::Inactive, QPalette::WindowText), QColor(29, 33, 38));
+    QCOMPARE(label->palette().color(QPalette::Active, QPalette::WindowText),
+             root->palette().color(QPalette::Active, QPalette::WindowText));
     QVERIFY(root->findChild<QAction *>(u"heading"_s)->font().bold());
 
     // Neither a missing file, nor one that is no interface, nor one asking for what the builder does not
@@ -95,6 +102,10 @@ void tst_TriskVXPlatformMenus::interfaceFiles()
     QVERIFY(!load(R"(<ui version="4.0"><widget class="QWidget" name="w"><widget class="QCalendarWidget" name="c"/>
  </widget></ui>)"));
     QVERIFY2(error.contains(u"no widget of the kind QCalendarWidget"_s), qPrintable(error));
+    QVERIFY(!load(R"(<ui version="4.0"><widget class="QFrame" name="w"><property name="palette"><palette><active>
+ <colorrole role="Window"><brush brushstyle="LinearGradientPattern"/></colorrole></active></palette></property>
+ </widget></ui>)"));
+    QVERIFY2(error.contains(u"solid brush"_s), qPrintable(error));
 }
 
 void tst_TriskVXPlatformMenus::menuItems()

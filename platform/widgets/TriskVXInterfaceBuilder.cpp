@@ -6,9 +6,11 @@
 #include <QDateTimeEdit>
 #include <QDialog>
 #include <QFormLayout>
+#include <QFrame>
 #include <QLabel>
 #include <QMenu>
 #include <QMetaProperty>
+#include <QPalette>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QToolButton>
@@ -27,6 +29,8 @@ QWidget *makeWidget(QStringView kind, QWidget *parent)
         return new QWidget(parent);
     if (kind == u"QDialog")
         return new QDialog(parent);
+    if (kind == u"QFrame")
+        return new QFrame(parent);
     if (kind == u"QLabel")
         return new QLabel(parent);
     if (kind == u"QPushButton")
@@ -309,6 +313,8 @@ QVariant TriskVXInterfaceBuilder::readValue()
         return m_xml->readElementText().trimmed() == u"true";
     if (kind == u"enum" || kind == u"set")
         return QVariant::fromValue(EnumName { m_xml->readElementText().trimmed() });
+    if (kind == u"palette")
+        return readPalette();
     if (kind == u"size" || kind == u"rect" || kind == u"font") {
         const QString type = kind.toString();
         QHash<QString, QString> fields;
@@ -335,6 +341,47 @@ QVariant TriskVXInterfaceBuilder::readValue()
     }
     fail(QStringLiteral("no value of the kind %1").arg(kind));
     return {};
+}
+
+QPalette TriskVXInterfaceBuilder::readPalette()
+{
+    // Only the roles the file names are set, so that the rest follows the widget's parent.
+    QPalette palette;
+    const QMetaEnum roles = QMetaEnum::fromType<QPalette::ColorRole>();
+    while (m_error.isEmpty() && m_xml->readNextStartElement()) {
+        const QStringView groupName = m_xml->name();
+        const QPalette::ColorGroup group = groupName == u"active" ? QPalette::Active
+            : groupName == u"inactive"                            ? QPalette::Inactive
+            : groupName == u"disabled"                            ? QPalette::Disabled
+                                                                  : QPalette::NColorGroups;
+        if (group == QPalette::NColorGroups) {
+            fail(QStringLiteral("no colour group %1").arg(groupName));
+            break;
+        }
+        while (m_error.isEmpty() && m_xml->readNextStartElement()) {
+            bool known = false;
+            const int role = roles.keyToValue(m_xml->attributes().value(QLatin1String("role")).toLatin1(), &known);
+            // <colorrole role="Window"><brush brushstyle="SolidPattern"><color alpha="255"><red>...
+            const bool solid = m_xml->name() == u"colorrole" && known && m_xml->readNextStartElement()
+                && m_xml->name() == u"brush"
+                && m_xml->attributes().value(QLatin1String("brushstyle")) == u"SolidPattern"
+                && m_xml->readNextStartElement() && m_xml->name() == u"color";
+            if (!solid) {
+                fail(QStringLiteral("a palette's colour roles take a known role and a solid brush of one colour"));
+                break;
+            }
+            const QStringView alpha = m_xml->attributes().value(QLatin1String("alpha"));
+            QHash<QString, int> components;
+            while (m_xml->readNextStartElement())
+                components.insert(m_xml->name().toString(), m_xml->readElementText().trimmed().toInt());
+            palette.setColor(group, QPalette::ColorRole(role),
+                             QColor(components.value(QStringLiteral("red")), components.value(QStringLiteral("green")),
+                                    components.value(QStringLiteral("blue")), alpha.isEmpty() ? 255 : alpha.toInt()));
+            m_xml->skipCurrentElement(); // </brush>
+            m_xml->skipCurrentElement(); // </colorrole>
+        }
+    }
+    return palette;
 }
 
 void TriskVXInterfaceBuilder::apply(QObject *object, const Property &property, bool isTop)

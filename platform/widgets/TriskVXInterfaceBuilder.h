@@ -12,13 +12,14 @@ class QLabel;
 class QLayout;
 class QLayoutItem;
 class QObject;
+class QPalette;
 class QWidget;
 class QXmlStreamReader;
 
 // Builds the widgets of a Qt Designer interface file from its XML: the widget, layout and spacer kinds
-// the program's interface files use, their properties (translated texts included) and dynamic
-// properties, actions and the menus that list them, buddies and the tab order. Small and without
-// plugins, so that loading a panel maps no library beyond Qt Widgets.
+// the program's interface files use, their properties (translated texts and palettes of solid colours
+// included) and dynamic properties, actions and the menus that list them, buddies and the tab order.
+// Small and without plugins, so that loading a panel maps no library beyond Qt Widgets.
 class TriskVXInterfaceBuilder
 {
 public:
@@ -43,6 +44,7 @@ private:
     void readTabStops();
     Property readProperty();
     QVariant readValue();
+    QPalette readPalette();
     void apply(QObject *object, const Property &property, bool isTop = false);
     void skipElement();
     void fail(const QString &message);
