@@ -144,7 +144,7 @@ int main(int argc, char *argv[])
     }
     std::printf("login instance start-up until its window is mapped: median %.1f ms over %d runs (min %.1f)\n",
                 median(startUp), runs, *std::min_element(startUp.begin(), startUp.end()));
-    std::printf("  resident memory then: median %.1f MB (%.1f MiB; goal <= 30 MB)\n", median(resident) * 1.048576,
+    std::printf("  resident memory then: median %.2f MB (%.2f MiB; goal <= 30 MB)\n", median(resident) * 1.048576,
                 median(resident));
 
     // A service with nothing scheduled.
