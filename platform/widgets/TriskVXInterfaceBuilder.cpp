@@ -370,7 +370,7 @@ QPalette TriskVXInterfaceBuilder::readPalette()
                 fail(QStringLiteral("a palette's colour roles take a known role and a solid brush of one colour"));
                 break;
             }
-            const QStringView alpha = m_xml->attributes().value(QLatin1String("alpha"));
+            const QString alpha = m_xml->attributes().value(QLatin1String("alpha")).toString();
             QHash<QString, int> components;
             while (m_xml->readNextStartElement())
                 components.insert(m_xml->name().toString(), m_xml->readElementText().trimmed().toInt());
