@@ -110,8 +110,9 @@ void tst_Shipping::packages()
             u"usr/share/bash-completion/completions/halvanectl"_s, u"usr/share/man/man1/halvanectl.1.gz"_s } },
         { u"trisk-notifier"_s,
           { u"libqt6widgets6"_s, u"qt6-qpa-plugins"_s, u"libqt6network6"_s },
-          { u"usr/bin/trisk-notifier"_s, u"usr/" TRISK_MODULE_DIR "/libtrisk-updrift-network.so"_s,
-            u"usr/share/trisk-notifier/Info.plist"_s, u"usr/share/trisk-notifier/translations/trisk_de.qm"_s,
+          { u"usr/bin/trisk-notifier"_s, u"usr/libexec/trisk-notifier/trisk-notifier-login"_s,
+            u"usr/" TRISK_MODULE_DIR "/libtrisk-updrift-network.so"_s, u"usr/share/trisk-notifier/Info.plist"_s,
+            u"usr/share/trisk-notifier/translations/trisk_de.qm"_s,
             u"usr/share/applications/org.halvane.TriskNotifier.desktop"_s,
             u"etc/xdg/autostart/org.halvane.TriskNotifier.desktop"_s,
             u"usr/share/metainfo/org.halvane.TriskNotifier.metainfo.xml"_s,
@@ -142,6 +143,15 @@ void tst_Shipping::packages()
         const ProgramRun version = runProgram(program, { u"--version"_s });
         QCOMPARE(version.exitCode, 0);
         QCOMPARE(version.out, package.name + u" " TRISK_VERSION "\n"_s);
+        if (package.name == u"trisk-notifier") {
+            // "-login YES" hands over to the login screen's program where the package puts it, which
+            // without a display says so itself.
+            QProcessEnvironment noDisplay = QProcessEnvironment::systemEnvironment();
+            for (const QString &name : { u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s, u"QT_QPA_PLATFORM"_s })
+                noDisplay.remove(name);
+            const ProgramRun login = runProgram(program, { u"-login"_s, u"YES"_s }, noDisplay);
+            QVERIFY2(login.err.contains(u"cannot show windows"_s), qPrintable(login.err));
+        }
     }
     // The units start the programs where the package puts them.
     QFile unit(work.filePath(u"root-halvaned/usr/lib/systemd/system/halvaned-system.service"_s));

@@ -3,11 +3,11 @@
 #include "TriskVXClock.h"
 #include "TriskVXDesktopStatusBar.h"
 #include "TriskVXDistributedNotificationCenter.h"
-#include "TriskVXLoginNotificationController.h"
 #include "TriskVXNotificationCenter.h"
 #include "TriskVXNotificationsController.h"
 #include "TriskVXNotifierApplication.h"
 #include "TriskVXNotifierCommandLine.h"
+#include "TriskVXNotifierLogging.h"
 #include "TriskVXNotifyController.h"
 #include "TriskVXNotifyEnvironment.h"
 #include "TriskVXQuickScheduleController.h"
@@ -22,6 +22,13 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QFile>
+#include <QFileInfo>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 namespace {
 // The session's desktop: the status item, the panels, desktop notifications, the update check and the
@@ -59,23 +66,28 @@ int runOnDesktop()
     return TriskVXNotifierApplication::run({ quickSchedule });
 }
 
-// The login screen: only the count-down window and the warning panel. Nobody's session exists there, so
-// nothing reaches for a session bus, a notification server or the network.
-int runAtLoginScreen()
+// The login screen has a program of its own, with only the count-down window and the warning panel:
+// its code is what stays resident there (docs/decisions.md). It takes the same command line.
+int runLoginScreenProgram(char *argv[])
 {
-    TriskVXWarningController::registerClass();
-    TriskVXLoginNotificationController::registerClass(TriskVXClock::systemClock());
-    return TriskVXNotifierApplication::run();
+    const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalPath() + QLatin1Char('/')
+        + QStringLiteral(TRISK_LOGIN_PROGRAM);
+    execv(QFile::encodeName(program).constData(), argv);
+    qCWarning(lcTriskNotifier).noquote() << QStringLiteral("cannot start the login screen's program %1: %2")
+                                                .arg(program, QString::fromLocal8Bit(std::strerror(errno)));
+    return TriskVXNotifierApplication::kUnavailable;
 }
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    if (const std::optional<int> status
-        = TriskVXNotifierCommandLine::answer(TriskVXNotifierCommandLine::fromArgv(argc, argv)))
+    const QStringList arguments = TriskVXNotifierCommandLine::fromArgv(argc, argv);
+    if (const std::optional<int> status = TriskVXNotifierCommandLine::answer(arguments))
         return *status;
+    if (TriskVXNotifyEnvironment::runningWithinLoginWindow(arguments))
+        return runLoginScreenProgram(argv);
     if (!TriskVXNotifierApplication::hasWindowSystem(argc, argv))
         return TriskVXNotifierApplication::kUnavailable;
     QApplication application(argc, argv);
-    return TriskVXNotifyEnvironment::runningWithinLoginWindow() ? runAtLoginScreen() : runOnDesktop();
+    return runOnDesktop();
 }

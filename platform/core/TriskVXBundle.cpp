@@ -21,9 +21,13 @@ QStringList TriskVXBundle::resourceSearchPath()
     const QString fromEnvironment = qEnvironmentVariable("TRISK_RESOURCES");
     if (!fromEnvironment.isEmpty())
         folders.append(fromEnvironment);
-    // Beside the program in the build tree, then the installed data folders.
-    if (QCoreApplication::instance())
-        folders.append(QCoreApplication::applicationDirPath() + QStringLiteral("/../share/trisk-notifier"));
+    // Beside the program in the build tree (in bin/, or in libexec/trisk-notifier/ for the login screen's
+    // program), then the installed data folders.
+    if (QCoreApplication::instance()) {
+        const QString program = QCoreApplication::applicationDirPath();
+        folders.append(program + QStringLiteral("/../share/trisk-notifier"));
+        folders.append(program + QStringLiteral("/../../share/trisk-notifier"));
+    }
     for (const QString &data : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation))
         folders.append(data + QStringLiteral("/trisk-notifier"));
     return folders;
