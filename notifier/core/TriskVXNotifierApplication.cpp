@@ -31,10 +31,20 @@ bool TriskVXNotifierApplication::hasWindowSystem(int argc, char *argv[])
     return false;
 }
 
+QString TriskVXNotifierApplication::applicationName()
+{
+    return QStringLiteral("trisk-notifier");
+}
+
+QString TriskVXNotifierApplication::organizationDomain()
+{
+    return QStringLiteral("org.halvane");
+}
+
 int TriskVXNotifierApplication::run(const QList<Maker> &makers)
 {
-    QApplication::setApplicationName(QStringLiteral("trisk-notifier"));
-    QApplication::setOrganizationDomain(QStringLiteral("org.halvane"));
+    QApplication::setApplicationName(applicationName());
+    QApplication::setOrganizationDomain(organizationDomain());
     QApplication::setQuitOnLastWindowClosed(false);
     // Under systemd the journal reads the priority from a <n> prefix.
     if (qEnvironmentVariableIsSet("JOURNAL_STREAM"))

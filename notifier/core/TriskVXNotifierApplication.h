@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QString>
 
 #include <functional>
 #include <memory>
@@ -21,6 +22,9 @@ public:
 
     // sysexits' EX_UNAVAILABLE: no window system, or no bus the service could live on.
     static constexpr int kUnavailable = 69;
+    // The names run gives the application; its user defaults' domain is made of them.
+    static QString applicationName();
+    static QString organizationDomain();
 
     // Runs the existing QApplication; the answer is the exit status (70 after a programming error, 69
     // when the service's bus cannot be reached).

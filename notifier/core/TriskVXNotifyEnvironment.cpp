@@ -1,5 +1,6 @@
 #include "TriskVXNotifyEnvironment.h"
 
+#include "TriskVXNotifierApplication.h"
 #include "TriskVXUserDefaults.h"
 
 namespace {
@@ -13,6 +14,7 @@ bool TriskVXNotifyEnvironment::runningWithinLoginWindow()
 
 bool TriskVXNotifyEnvironment::runningWithinLoginWindow(const QStringList &arguments)
 {
-    // TriskVXNotifierApplication names the application trisk-notifier of org.halvane.
-    return TriskVXUserDefaults(QStringLiteral("org.halvane.trisk-notifier"), arguments).boolForKey(kLogin);
+    const QString domain = TriskVXUserDefaults::applicationDomainOf(TriskVXNotifierApplication::organizationDomain(),
+                                                                    TriskVXNotifierApplication::applicationName());
+    return TriskVXUserDefaults(domain, arguments).boolForKey(kLogin);
 }

@@ -60,14 +60,18 @@ TriskVXUserDefaults::TriskVXUserDefaults(const QString &applicationDomain, const
 TriskVXUserDefaults *TriskVXUserDefaults::standardUserDefaults()
 {
     static TriskVXUserDefaults *defaults = [] {
-        const QString name = QCoreApplication::organizationDomain().isEmpty()
-            ? QCoreApplication::applicationName()
-            : QCoreApplication::organizationDomain() + QLatin1Char('.') + QCoreApplication::applicationName();
-        auto *created = new TriskVXUserDefaults(name, QCoreApplication::arguments());
+        auto *created = new TriskVXUserDefaults(
+            applicationDomainOf(QCoreApplication::organizationDomain(), QCoreApplication::applicationName()),
+            QCoreApplication::arguments());
         created->setParent(QCoreApplication::instance());
         return created;
     }();
     return defaults;
+}
+
+QString TriskVXUserDefaults::applicationDomainOf(const QString &organizationDomain, const QString &applicationName)
+{
+    return organizationDomain.isEmpty() ? applicationName : organizationDomain + QLatin1Char('.') + applicationName;
 }
 
 QString TriskVXUserDefaults::defaultFolder()

@@ -21,6 +21,8 @@ public:
 
     // The process's defaults: the application's name, its command line, the default folder.
     static TriskVXUserDefaults *standardUserDefaults();
+    // The application domain of an application so named: "<organization domain>.<name>", or the name.
+    static QString applicationDomainOf(const QString &organizationDomain, const QString &applicationName);
     static QString defaultFolder();
 
     QVariant objectForKey(const QString &key) const;
