@@ -326,7 +326,7 @@ void tst_TriskVXStatusMenuController::titleFollowsTheCurrentNotification()
     // Seconds to go = title = picture (two digits at most) = tool tip.
     for (const QString &pair :
          u"7509=2:05:09=2h=2 h 5 min;108000=30:00:00=30h=30 h 0 min;360000=100:00:00=4d=100 h 0 min;"
-         u"3599=59:59=59m=59 min;60=1:00=1m=1 min;42=0:42=42=42 s;0===;-5==="_s.split(u';')) {
+         u"3599=59:59=59m=59 min;60=1:00=1m=1 min;42=0:42=42=under 1 min;0===;-5==="_s.split(u';')) {
         const int seconds = pair.section(u'=', 0, 0).toInt();
         const QVariantMap trigger = queuedTrigger(u"t"_s, kNow.addSecs(seconds));
         QCOMPARE(controller->countDownTimeForQueuedTrigger(trigger), pair.section(u'=', 1, 1));

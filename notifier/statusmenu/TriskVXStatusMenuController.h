@@ -79,8 +79,8 @@ public:
     QString countDownTimeForQueuedTrigger(const QVariant &aQueuedTrigger) const;
     // The count-down in a few characters for the picture ("42", "5m", "2h"); empty when it is over.
     QString imageTextForSeconds(qint64 seconds) const;
-    // The time left as the tool tip says it, to the minute until the last one ("2 h 5 min", "5 min", "42 s");
-    // empty when it is over.
+    // The time left as the tool tip says it, to the minute ("2 h 5 min", "5 min", "under 1 min"); empty
+    // when it is over.
     QString toolTipTimeForSeconds(qint64 seconds) const;
     // "Next: <event>, <clock time> (in <time left>)"; without the time left when it is empty.
     QString countDownToolTip(const QVariant &aQueuedTrigger, const QString &countDown) const;

@@ -135,8 +135,8 @@ void TriskVXStatusMenuController::updateTitleCountDownText(QObject *timer)
         return;
     }
     const QString title = countDownTimeForQueuedTrigger(m_nextPendingQueuedTrigger);
-    // The item signals only what changed: the picture's text and the tool tip once a minute until the last
-    // one. A host that shows no label reads every property again at each change (the pictures too, some
+    // The item signals only what changed: the picture's text once a minute until the last one, then each
+    // second, and the tool tip once a minute. A host that shows no label reads every property again at each change (the pictures too, some
     // 12 KB), so a tool tip ticking each second cost more than the rest of the count-down together.
     if (TriskVXStatusItem *item = statusItem()) {
         const qint64 seconds = qint64(secondsUntilQueuedTrigger(m_nextPendingQueuedTrigger));
@@ -169,9 +169,12 @@ QString TriskVXStatusMenuController::toolTipTimeForSeconds(qint64 seconds) const
 {
     if (seconds <= 0)
         return QString();
-    // Cut toward zero like the picture's text, so that both change at the same tick.
+    // Cut toward zero like the picture's text, so that both change at the same tick. The last minute is
+    // one text: the picture counts its seconds, and a host that shows no label reads every property
+    // again at each change, the pictures too, so a tool tip of its own each second doubled what a tick
+    // sends on the bus.
     if (seconds < kMinute)
-        return localized(QStringLiteral("COUNTDOWN_TOOLTIP_FORMAT_S")).arg(seconds);
+        return localized(QStringLiteral("COUNTDOWN_TOOLTIP_LAST_MINUTE"));
     if (seconds < kHour)
         return localized(QStringLiteral("COUNTDOWN_TOOLTIP_FORMAT_M")).arg(seconds / kMinute);
     return localized(QStringLiteral("COUNTDOWN_TOOLTIP_FORMAT_HM")).arg(seconds / kHour).arg(seconds % kHour / kMinute);

@@ -265,8 +265,8 @@ Noch %3</translation>
         <translation>Der Planer antwortete mit Status %1.</translation>
     </message>
     <message>
-        <source>COUNTDOWN_TOOLTIP_FORMAT_S</source>
-        <translation>%1 s</translation>
+        <source>COUNTDOWN_TOOLTIP_LAST_MINUTE</source>
+        <translation>weniger als 1 Min.</translation>
     </message>
     <message>
         <source>COUNTDOWN_TOOLTIP_FORMAT_M</source>

@@ -265,8 +265,8 @@
         <translation>The scheduler answered with status %1.</translation>
     </message>
     <message>
-        <source>COUNTDOWN_TOOLTIP_FORMAT_S</source>
-        <translation>%1 s</translation>
+        <source>COUNTDOWN_TOOLTIP_LAST_MINUTE</source>
+        <translation>under 1 min</translation>
     </message>
     <message>
         <source>COUNTDOWN_TOOLTIP_FORMAT_M</source>
