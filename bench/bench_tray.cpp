@@ -2,11 +2,11 @@
 // on the display and private session bus that bench/run gives it, against the real halvaned:
 // - start until the item is registered with the watcher, with 1,000 pending triggers, and the resident
 //   memory a moment later; the memory also with the demo schedule (halvaned --demo);
-// - counting down, both at once: context switches and processor time per minute of each (all threads),
-//   their ratio, and the bytes each sends on the bus per second; for the whole notifier (its count-down
-//   panel on screen too) and for its status item alone;
+// - counting down in the last minute before a firing, both at once: context switches and processor time
+//   per minute of each (all threads), their ratio, and the bytes each sends on the bus per second; for the
+//   whole notifier (its count-down panel on screen too) and for its status item alone;
 // - nothing pending: the notifier's wake-ups (context switches of all its threads) per minute.
-// Usage: bench_tray [SECONDS] [IDLE_SECONDS] [RUNS]
+// Usage: bench_tray [SECONDS (5 to 50)] [IDLE_SECONDS] [RUNS]
 #include "BenchProcess.h"
 #include "HalvanedProcess.h"
 #include "ServiceClient.h"
@@ -16,6 +16,7 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusInterface>
 #include <QDBusMessage>
 #include <QDir>
 #include <QElapsedTimer>
@@ -60,27 +61,31 @@ Counters countersOf(qint64 pid)
     return counters;
 }
 
-// The unique bus name of a process's connection, or empty.
-QString busNameOf(qint64 pid)
+// The unique bus names of a process's connections: a Qt tray icon, and the notifier's item, each talk on a
+// connection of their own beside the application's.
+QStringList busNamesOf(qint64 pid)
 {
     QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
     const QStringList names = bus->registeredServiceNames().value();
+    QStringList owned;
     for (const QString &name : names) {
         if (name.startsWith(QLatin1Char(':')) && bus->servicePid(name).value() == pid)
-            return name;
+            owned.append(name);
     }
-    return {};
+    return owned;
 }
 
-// Counts what one sender puts on the bus, as dbus-monitor hands it over (pcap records).
+// Counts what a process's connections put on the bus, as dbus-monitor hands it over (pcap records).
 class BusBytes : public QObject
 {
 public:
-    explicit BusBytes(const QString &sender)
+    explicit BusBytes(const QStringList &senders)
     {
+        QStringList arguments { QStringLiteral("--session"), QStringLiteral("--pcap") };
+        for (const QString &sender : senders)
+            arguments.append(QStringLiteral("sender='%1'").arg(sender));
         m_monitor.setProgram(QStringLiteral("dbus-monitor"));
-        m_monitor.setArguments(
-            { QStringLiteral("--session"), QStringLiteral("--pcap"), QStringLiteral("sender='%1'").arg(sender) });
+        m_monitor.setArguments(arguments);
         connect(&m_monitor, &QProcess::readyReadStandardOutput, this, [this] {
             m_buffer += m_monitor.readAllStandardOutput();
             take();
@@ -190,6 +195,21 @@ void stopProgram(QProcess *process)
     process->waitForFinished();
 }
 
+// An event due at date whose notice has begun: its count-down runs in the item. Stored again, it replaces
+// the one before.
+QVariantMap countDownEvent(const QDateTime &date)
+{
+    const QVariantMap log { { kVXActionType, kVXActionType_Log }, { kVXActionMessage, QStringLiteral("bench") } };
+    return { { kVXEventUniqueID, QStringLiteral("count-down") },
+             { kVXEventName, QStringLiteral("Shut down") },
+             { kVXEventActions, QVariantList { log } },
+             { kVXEventNoticePeriod, qint64(3600) },
+             { kVXEventTriggers,
+               QVariantList { QVariantMap { { kVXTriggerIdentifier, QStringLiteral("count-down") },
+                                            { kVXTriggerType, kVXTriggerType_Once },
+                                            { kVXTriggerDate, date } } } } };
+}
+
 // 1,000 events, each due once from an hour on, and one due in 20 minutes whose notice has begun: its
 // count-down runs in the item.
 QVariantList schedule(const QDateTime &now)
@@ -235,21 +255,44 @@ bool startRuns(const QString &service, const Registrations &registrations, int r
     return true;
 }
 
-// Starts the notifier on service and measures it and the bare app over the same seconds.
-void countDownBeside(const QString &label, const QString &service, qint64 barePid, const Registrations &registrations,
-                     int seconds)
+// Starts the notifier on service and measures it and the bare app over the same seconds; false, with a
+// message, when there was nothing to measure: an item that never registered, an event the service did not
+// take, or a program that ended.
+// The measured seconds lie within the last minute before a firing: from there on the item's picture
+// shows the seconds left and changes every second, like the bare app's tool tip (further off it
+// changes once a minute, and a tick costs nothing most seconds).
+bool countDownBeside(const QString &label, ServiceClient &client, const QString &service, const QProcess &bareApp,
+                     const Registrations &registrations, int seconds)
 {
     auto notifier = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), service);
     const qint64 notifierPid = notifier->processId();
-    registrations.waitFor(notifierPid);
-    idle(3);
-    BusBytes notifierBus(busNameOf(notifierPid));
-    BusBytes bareBus(busNameOf(barePid));
+    const qint64 barePid = bareApp.processId();
+    if (!registrations.waitFor(notifierPid)) {
+        std::fprintf(stderr, "counting down, %s: the notifier's item did not register\n", qPrintable(label));
+        stopProgram(notifier.get());
+        return false;
+    }
+    const int settle = 3;
+    const QVariantMap soon = countDownEvent(QDateTime::currentDateTimeUtc().addSecs(settle + seconds + 3));
+    if (!client.request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { soon } } })) {
+        std::fprintf(stderr, "counting down, %s: halvaned did not take the event\n", qPrintable(label));
+        stopProgram(notifier.get());
+        return false;
+    }
+    idle(settle);
+    BusBytes notifierBus(busNamesOf(notifierPid));
+    BusBytes bareBus(busNamesOf(barePid));
     const Counters notifierBefore = countersOf(notifierPid);
     const Counters bareBefore = countersOf(barePid);
     idle(seconds);
     const Counters notifierAfter = countersOf(notifierPid);
     const Counters bareAfter = countersOf(barePid);
+    if (notifier->state() != QProcess::Running || bareApp.state() != QProcess::Running) {
+        std::fprintf(stderr, "counting down, %s: %s ended while it was measured\n", qPrintable(label),
+                     notifier->state() != QProcess::Running ? "the notifier" : "the bare tray app");
+        stopProgram(notifier.get());
+        return false;
+    }
     const double perMinute = 60.0 / seconds;
     const double notifierSwitches = double(notifierAfter.switches - notifierBefore.switches) * perMinute;
     const double bareSwitches = double(bareAfter.switches - bareBefore.switches) * perMinute;
@@ -265,13 +308,15 @@ void countDownBeside(const QString &label, const QString &service, qint64 barePi
                 double(notifierBus.bytes) / seconds, double(notifierBus.messages) / seconds,
                 double(bareBus.bytes) / seconds, double(bareBus.messages) / seconds);
     stopProgram(notifier.get());
+    return true;
 }
 } // namespace
 
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    const int seconds = argc > 1 ? QByteArray(argv[1]).toInt() : 60;
+    // At most 50: the measured seconds have to fit within the last minute before a firing.
+    const int seconds = std::clamp(argc > 1 ? QByteArray(argv[1]).toInt() : 50, 5, 50);
     const int idleSeconds = argc > 2 ? QByteArray(argv[2]).toInt() : 120;
     const int runs = argc > 3 ? QByteArray(argv[3]).toInt() : 5;
     const QString bare = QCoreApplication::applicationDirPath() + QStringLiteral("/bench_bare_tray");
@@ -303,6 +348,17 @@ int main(int argc, char *argv[])
             },
             kWait)) {
         std::printf("bench_tray: xfce4-panel gave no StatusNotifierWatcher; skipped\n");
+        return 0;
+    }
+    // The watcher comes up before its host (the tray plugin) has registered; items made meanwhile by a
+    // plain Qt application go to the XEmbed tray instead.
+    QDBusInterface watcher(kWatcher, QStringLiteral("/StatusNotifierWatcher"), kWatcher);
+    if (!waitFor(
+            [&watcher] {
+                return watcher.property("IsStatusNotifierHostRegistered").toBool();
+            },
+            kWait)) {
+        std::printf("bench_tray: xfce4-panel's tray registered no StatusNotifierHost; skipped\n");
         return 0;
     }
     Registrations registrations;
@@ -341,7 +397,12 @@ int main(int argc, char *argv[])
     // Not left running beside the count-down phases it has no part in.
     demo.stop();
     auto bareApp = startProgram(bare, QString());
-    registrations.waitFor(bareApp->processId());
+    // Qt falls back to the XEmbed tray when no host is registered as the icon is made; that yardstick sends
+    // nothing on the bus and draws its tool tip elsewhere, so it would compare different things.
+    if (!registrations.waitFor(bareApp->processId())) {
+        std::fprintf(stderr, "the bare tray app's item did not register with the watcher\n");
+        return 1;
+    }
     idle(2);
     const long bareMemory = BenchProcess::residentKiBUntrimmed(QString::number(bareApp->processId()));
     std::printf("start until the item is registered, 1,000 pending: median %.0f ms over %d runs (goal <= 100)\n",
@@ -354,8 +415,9 @@ int main(int argc, char *argv[])
 
     // Counting down, side by side over the same minute: the whole notifier, whose count-down panel is on
     // screen as well, then its status item alone (the other notifiers switched off in the preferences).
-    countDownBeside(QStringLiteral("whole notifier"), service.serviceName(), bareApp->processId(), registrations,
-                    seconds);
+    if (!countDownBeside(QStringLiteral("whole notifier"), client, service.serviceName(), *bareApp, registrations,
+                         seconds))
+        return 1;
     QFile domain(home.filePath(QStringLiteral("config/halvane/org.halvane.scheduler.plist")));
     QDir().mkpath(home.filePath(QStringLiteral("config/halvane")));
     if (domain.open(QIODevice::WriteOnly)) {
@@ -364,8 +426,9 @@ int main(int argc, char *argv[])
                      "<key>notifier.warning</key><false/></dict></plist>");
         domain.close();
     }
-    countDownBeside(QStringLiteral("status item alone"), service.serviceName(), bareApp->processId(), registrations,
-                    seconds);
+    if (!countDownBeside(QStringLiteral("status item alone"), client, service.serviceName(), *bareApp, registrations,
+                         seconds))
+        return 1;
     stopProgram(bareApp.get());
 
     // Nothing pending: a service with an empty schedule.
@@ -376,11 +439,19 @@ int main(int argc, char *argv[])
     }
     auto quiet = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), empty.serviceName());
     const qint64 quietPid = quiet->processId();
-    registrations.waitFor(quietPid);
+    if (!registrations.waitFor(quietPid)) {
+        std::fprintf(stderr, "nothing pending: the notifier's item did not register\n");
+        return 1;
+    }
     idle(5);
     const Counters quietBefore = countersOf(quietPid);
     idle(idleSeconds);
     const Counters quietAfter = countersOf(quietPid);
+    // A program that has ended wakes up no more either.
+    if (quiet->state() != QProcess::Running) {
+        std::fprintf(stderr, "nothing pending: the notifier ended while it was measured\n");
+        return 1;
+    }
     std::printf("nothing pending, over %d s: %.1f wake-ups (context switches) per minute, %.2f ms CPU per minute "
                 "(goal 0)\n",
                 idleSeconds, double(quietAfter.switches - quietBefore.switches) * 60.0 / idleSeconds,
