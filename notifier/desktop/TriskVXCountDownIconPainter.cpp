@@ -29,7 +29,12 @@ QPainterPath outlineOf(const QString &text, const QFont &font)
     QTransform narrowed;
     narrowed.translate(QFontMetricsF(font).horizontalAdvance(text.left(digits)), 0);
     narrowed.scale(kUnitWidth, 1.0);
-    return path.united(narrowed.map(unit));
+    // The unit stands after the digits' advance, so the two never overlap: added, not united (uniting
+    // turns every curve into polygons, the dearest step of a tick). Glyph contours are drawn for the
+    // winding rule.
+    path.addPath(narrowed.map(unit));
+    path.setFillRule(Qt::WindingFill);
+    return path;
 }
 } // namespace
 
@@ -83,10 +88,17 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
 
     // The outline of the characters, scaled to the plate: their ink, not the font's line box, fills it,
     // so two digits are as tall at 16 pixels as the font allows. A wide text is narrowed, never shrunk.
-    QFont font = QApplication::font();
-    font.setBold(true);
-    font.setPixelSize(100);
-    const QPainterPath path = outlineOf(text, font);
+    // One outline serves every size of a tick's text. It is taken unhinted: it is scaled to the plate,
+    // and running the font's hinting program for a 100-pixel outline only costs time.
+    if (text != m_outlineText) {
+        QFont font = QApplication::font();
+        font.setBold(true);
+        font.setPixelSize(100);
+        font.setHintingPreference(QFont::PreferNoHinting);
+        m_outline = outlineOf(text, font);
+        m_outlineText = text;
+    }
+    const QPainterPath &path = m_outline;
     const QRectF ink = path.boundingRect();
     if (ink.isEmpty())
         return image;

@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QImage>
 #include <QList>
+#include <QPainterPath>
 #include <QString>
 
 // Draws the count-down as the status item's picture for hosts that show no text beside it: a few big
@@ -31,4 +32,7 @@ private:
     QColor m_plate;
     QColor m_ink;
     mutable QHash<QString, QImage> m_cache;
+    // The characters' outline for the last text drawn, at a size of their own.
+    mutable QString m_outlineText;
+    mutable QPainterPath m_outline;
 };
