@@ -16,6 +16,14 @@ const qreal kCornerRadius = 0.2;
 const qsizetype kCacheLimit = 64;
 // The unit after the digits ("m" in "59m") is narrowed, leaving the width to the digits at 16 pixels.
 const qreal kUnitWidth = 0.7;
+// The size the outline is taken at, and the pen that traces it, as a share of that size: the strokes
+// come out as heavy as a bold face's.
+const int kOutlinePixels = 100;
+const qreal kWeight = 0.06;
+const qreal kDiagonal = 0.70710678;
+const QPointF kAround[] { { 0, 0 },   { 1, 0 },           { kDiagonal, kDiagonal },   { 0, 1 },
+                          { -kDiagonal, kDiagonal }, { -1, 0 }, { -kDiagonal, -kDiagonal }, { 0, -1 },
+                          { kDiagonal, -kDiagonal } };
 
 QPainterPath outlineOf(const QString &text, const QFont &font)
 {
@@ -89,18 +97,20 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
     // The outline of the characters, scaled to the plate: their ink, not the font's line box, fills it,
     // so two digits are as tall at 16 pixels as the font allows. A wide text is narrowed, never shrunk.
     // One outline serves every size of a tick's text. It is taken unhinted: it is scaled to the plate,
-    // and running the font's hinting program for a 100-pixel outline only costs time.
+    // and running the font's hinting program for a 100-pixel outline only costs time. The characters are
+    // the interface font's own, made heavier as a pen tracing their outline would: the bold face would be
+    // one more font file read into memory (a quarter of a megabyte) for two or three characters.
     if (text != m_outlineText) {
         QFont font = QApplication::font();
-        font.setBold(true);
-        font.setPixelSize(100);
+        font.setPixelSize(kOutlinePixels);
         font.setHintingPreference(QFont::PreferNoHinting);
         m_outline = outlineOf(text, font);
         m_outlineText = text;
     }
     const QPainterPath &path = m_outline;
-    const QRectF ink = path.boundingRect();
-    if (ink.isEmpty())
+    const qreal weight = kWeight * kOutlinePixels;
+    const QRectF ink = path.boundingRect().adjusted(-weight / 2, -weight / 2, weight / 2, weight / 2);
+    if (path.isEmpty())
         return image;
     const qreal scaleY = kInkHeight * size / ink.height();
     const qreal scaleX = std::min(scaleY, kInkWidth * size / ink.width());
@@ -108,8 +118,15 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
     transform.translate(size / 2.0, size / 2.0);
     transform.scale(scaleX, scaleY);
     transform.translate(-ink.center().x(), -ink.center().y());
+    // Heavier without a pen: the outline is filled at its place and at eight points of a small circle
+    // around it, which together cover it grown by the circle's radius, as a round pen would. A pen's
+    // stroker brings in the maths library's trigonometry, a few hundred kilobytes more in memory.
     painter.setBrush(m_ink);
-    painter.drawPath(transform.map(path));
+    for (const QPointF &offset : kAround) {
+        painter.setTransform(transform);
+        painter.translate(offset * (weight / 2));
+        painter.drawPath(path);
+    }
     painter.end();
     return image;
 }
