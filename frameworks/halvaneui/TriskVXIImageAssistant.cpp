@@ -1,6 +1,8 @@
 #include "TriskVXIImageAssistant.h"
 
+#include "TriskVXBundle.h"
 #include "TriskVXConstants.h"
+#include "TriskVXHalvaneLogging.h"
 #include "TriskVXPngDecoder.h"
 
 #include <QFile>
@@ -30,9 +32,28 @@ int renderedSizeFor(int side)
     return fitting != std::end(kRenderedSizes) ? *fitting : kRenderedSizes[std::size(kRenderedSizes) - 1];
 }
 
+// The pictures are files of the resource folder, images/<size>/<name>.png, read only as they are asked
+// for: the first folder of the bundle's search path that has them.
+QString imagesFolder()
+{
+    static const QString folder = [] {
+        const QStringList folders = TriskVXBundle::resourceSearchPath();
+        for (const QString &candidate : folders) {
+            const QFileInfo images(candidate + QStringLiteral("/images"));
+            if (images.isDir())
+                return images.absoluteFilePath();
+        }
+        qCWarning(lcHalvane).noquote()
+            << QStringLiteral("no built-in pictures in %1: menus and the item show none")
+                   .arg(folders.join(QStringLiteral(", ")));
+        return QString();
+    }();
+    return folder;
+}
+
 QString resourcePathOf(const QString &name, int side)
 {
-    return QStringLiteral(":/halvane/images/%1/%2.png").arg(renderedSizeFor(side)).arg(name);
+    return QStringLiteral("%1/%2/%3.png").arg(imagesFolder()).arg(renderedSizeFor(side)).arg(name);
 }
 } // namespace
 
