@@ -25,25 +25,6 @@ const QPointF kAround[] { { 0, 0 },   { 1, 0 },           { kDiagonal, kDiagonal
                           { -kDiagonal, kDiagonal }, { -1, 0 }, { -kDiagonal, -kDiagonal }, { 0, -1 },
                           { kDiagonal, -kDiagonal } };
 
-QPainterPath outlineOf(const QString &text, const QFont &font)
-{
-    qsizetype digits = 0;
-    while (digits < text.size() && text.at(digits).isDigit())
-        ++digits;
-    QPainterPath path;
-    path.addText(0, 0, font, text.left(digits));
-    QPainterPath unit;
-    unit.addText(0, 0, font, text.mid(digits));
-    QTransform narrowed;
-    narrowed.translate(QFontMetricsF(font).horizontalAdvance(text.left(digits)), 0);
-    narrowed.scale(kUnitWidth, 1.0);
-    // The unit stands after the digits' advance, so the two never overlap: added, not united (uniting
-    // turns every curve into polygons, the dearest step of a tick). Glyph contours are drawn for the
-    // winding rule.
-    path.addPath(narrowed.map(unit));
-    path.setFillRule(Qt::WindingFill);
-    return path;
-}
 } // namespace
 
 const QList<int> TriskVXCountDownIconPainter::kSizes { 16, 24, 48 };
@@ -83,6 +64,39 @@ QList<QImage> TriskVXCountDownIconPainter::imagesForText(const QString &text) co
     return images;
 }
 
+QPainterPath TriskVXCountDownIconPainter::outlineOf(const QString &text) const
+{
+    // Each character's outline is taken from the font once: the font engine runs the font's hinting
+    // program whenever it gives an outline, and a count-down shows the same dozen characters all along.
+    QFont font = QApplication::font();
+    font.setPixelSize(kOutlinePixels);
+    const QFontMetricsF metrics(font);
+    qsizetype digits = 0;
+    while (digits < text.size() && text.at(digits).isDigit())
+        ++digits;
+    // Glyph contours are drawn for the winding rule. The characters stand side by side and never
+    // overlap, so their outlines are added, not united (uniting turns every curve into polygons).
+    QPainterPath path;
+    path.setFillRule(Qt::WindingFill);
+    qreal x = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar character = text.at(i);
+        auto glyph = m_glyphs.constFind(character);
+        if (glyph == m_glyphs.cend()) {
+            QPainterPath outline;
+            outline.addText(0, 0, font, QString(character));
+            glyph = m_glyphs.insert(character, outline);
+        }
+        const qreal width = i < digits ? 1.0 : kUnitWidth;
+        QTransform place;
+        place.translate(x, 0);
+        place.scale(width, 1.0);
+        path.addPath(place.map(*glyph));
+        x += width * metrics.horizontalAdvance(character);
+    }
+    return path;
+}
+
 QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
 {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
@@ -96,15 +110,11 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
 
     // The outline of the characters, scaled to the plate: their ink, not the font's line box, fills it,
     // so two digits are as tall at 16 pixels as the font allows. A wide text is narrowed, never shrunk.
-    // One outline serves every size of a tick's text. It is taken unhinted: it is scaled to the plate,
-    // and running the font's hinting program for a 100-pixel outline only costs time. The characters are
-    // the interface font's own, made heavier as a pen tracing their outline would: the bold face would be
-    // one more font file read into memory (a quarter of a megabyte) for two or three characters.
+    // One outline serves every size of a tick's text. The characters are the interface font's own, made
+    // heavier as a pen tracing their outline would: the bold face would be one more font file read into
+    // memory (a quarter of a megabyte) for two or three characters.
     if (text != m_outlineText) {
-        QFont font = QApplication::font();
-        font.setPixelSize(kOutlinePixels);
-        font.setHintingPreference(QFont::PreferNoHinting);
-        m_outline = outlineOf(text, font);
+        m_outline = outlineOf(text);
         m_outlineText = text;
     }
     const QPainterPath &path = m_outline;
@@ -118,15 +128,24 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
     transform.translate(size / 2.0, size / 2.0);
     transform.scale(scaleX, scaleY);
     transform.translate(-ink.center().x(), -ink.center().y());
-    // Heavier without a pen: the outline is filled at its place and at eight points of a small circle
-    // around it, which together cover it grown by the circle's radius, as a round pen would. A pen's
-    // stroker brings in the maths library's trigonometry, a few hundred kilobytes more in memory.
-    painter.setBrush(m_ink);
-    for (const QPointF &offset : kAround) {
-        painter.setTransform(transform);
-        painter.translate(offset * (weight / 2));
-        painter.drawPath(path);
-    }
+    // Heavier without a pen: the characters are drawn once, on a layer of their own, and the layer is
+    // laid on the plate at its place and at eight points of a small circle around it, which together
+    // cover the characters grown by the circle's radius, as a round pen would. A pen's stroker brings in
+    // the maths library's trigonometry (a few hundred kilobytes more in memory), and filling the outline
+    // nine times cost most of a tick.
+    QImage characters(size, size, QImage::Format_ARGB32_Premultiplied);
+    characters.fill(Qt::transparent);
+    QPainter layer(&characters);
+    layer.setRenderHint(QPainter::Antialiasing);
+    layer.setPen(Qt::NoPen);
+    layer.setBrush(m_ink);
+    layer.setTransform(transform);
+    layer.drawPath(path);
+    layer.end();
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const QPointF radius(scaleX * weight / 2, scaleY * weight / 2);
+    for (const QPointF &offset : kAround)
+        painter.drawImage(QPointF(offset.x() * radius.x(), offset.y() * radius.y()), characters);
     painter.end();
     return image;
 }

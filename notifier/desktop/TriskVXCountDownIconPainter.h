@@ -28,11 +28,14 @@ public:
 
 private:
     QImage draw(const QString &text, int size) const;
+    // The characters' outline at the size of their own the pictures are scaled from.
+    QPainterPath outlineOf(const QString &text) const;
 
     QColor m_plate;
     QColor m_ink;
     mutable QHash<QString, QImage> m_cache;
-    // The characters' outline for the last text drawn, at a size of their own.
+    // The outline for the last text drawn, and each character's as the font gave it.
     mutable QString m_outlineText;
     mutable QPainterPath m_outline;
+    mutable QHash<QChar, QPainterPath> m_glyphs;
 };
