@@ -6,7 +6,7 @@
 //   per minute of each (all threads), their ratio, and the bytes each sends on the bus per second; for the
 //   whole notifier (its count-down panel on screen too) and for its status item alone;
 // - nothing pending: the notifier's wake-ups (context switches of all its threads) per minute.
-// Usage: bench_tray [SECONDS (5 to 50)] [IDLE_SECONDS] [RUNS]
+// Usage: bench_tray [SECONDS (5 to 50)] [IDLE_SECONDS] [RUNS (starts, and count-down minutes, each)]
 #include "BenchProcess.h"
 #include "HalvanedProcess.h"
 #include "ServiceClient.h"
@@ -255,14 +255,27 @@ bool startRuns(const QString &service, const Registrations &registrations, int r
     return true;
 }
 
-// Starts the notifier on service and measures it and the bare app over the same seconds; false, with a
-// message, when there was nothing to measure: an item that never registered, an event the service did not
-// take, or a program that ended.
+// What one minute of counting down cost the notifier and the bare app, each.
+struct CountDownFigures
+{
+    double notifierSwitches = 0;
+    double bareSwitches = 0;
+    double notifierCpu = 0;
+    double bareCpu = 0;
+    double notifierBytes = 0;
+    double notifierMessages = 0;
+    double bareBytes = 0;
+    double bareMessages = 0;
+};
+
+// Starts the notifier on service and measures it and the bare app over the same seconds, runs times;
+// false, with a message, when there was nothing to measure: an item that never registered, an event the
+// service did not take, or a program that ended.
 // The measured seconds lie within the last minute before a firing: from there on the item's picture
 // shows the seconds left and changes every second, like the bare app's tool tip (further off it
-// changes once a minute, and a tick costs nothing most seconds).
+// changes once a minute, and a tick costs nothing most seconds). Each run has a firing of its own.
 bool countDownBeside(const QString &label, ServiceClient &client, const QString &service, const QProcess &bareApp,
-                     const Registrations &registrations, int seconds)
+                     const Registrations &registrations, int seconds, int runs)
 {
     auto notifier = startProgram(QStringLiteral(TRISK_NOTIFIER_PATH), service);
     const qint64 notifierPid = notifier->processId();
@@ -273,41 +286,62 @@ bool countDownBeside(const QString &label, ServiceClient &client, const QString 
         return false;
     }
     const int settle = 3;
-    const QVariantMap soon = countDownEvent(QDateTime::currentDateTimeUtc().addSecs(settle + seconds + 3));
-    if (!client.request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { soon } } })) {
-        std::fprintf(stderr, "counting down, %s: halvaned did not take the event\n", qPrintable(label));
-        stopProgram(notifier.get());
-        return false;
-    }
-    idle(settle);
-    BusBytes notifierBus(busNamesOf(notifierPid));
-    BusBytes bareBus(busNamesOf(barePid));
-    const Counters notifierBefore = countersOf(notifierPid);
-    const Counters bareBefore = countersOf(barePid);
-    idle(seconds);
-    const Counters notifierAfter = countersOf(notifierPid);
-    const Counters bareAfter = countersOf(barePid);
-    if (notifier->state() != QProcess::Running || bareApp.state() != QProcess::Running) {
-        std::fprintf(stderr, "counting down, %s: %s ended while it was measured\n", qPrintable(label),
-                     notifier->state() != QProcess::Running ? "the notifier" : "the bare tray app");
-        stopProgram(notifier.get());
-        return false;
-    }
     const double perMinute = 60.0 / seconds;
-    const double notifierSwitches = double(notifierAfter.switches - notifierBefore.switches) * perMinute;
-    const double bareSwitches = double(bareAfter.switches - bareBefore.switches) * perMinute;
-    const double notifierCpu = (notifierAfter.cpuMSecs - notifierBefore.cpuMSecs) * perMinute;
-    const double bareCpu = (bareAfter.cpuMSecs - bareBefore.cpuMSecs) * perMinute;
-    std::printf("counting down, %s, per minute over %d s: context switches %.0f vs %.0f (ratio %.2f, goal <= 1.0), "
-                "CPU %.1f ms vs %.1f ms (ratio %.2f, goal <= 1.0)\n",
-                qPrintable(label), seconds, notifierSwitches, bareSwitches,
-                notifierSwitches / std::max(bareSwitches, 1.0), notifierCpu, bareCpu,
-                notifierCpu / std::max(bareCpu, 0.001));
+    std::vector<CountDownFigures> measured;
+    for (int run = 0; run < runs; ++run) {
+        const QVariantMap soon = countDownEvent(QDateTime::currentDateTimeUtc().addSecs(settle + seconds + 3));
+        if (!client.request(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, QVariantList { soon } } })) {
+            std::fprintf(stderr, "counting down, %s: halvaned did not take the event\n", qPrintable(label));
+            stopProgram(notifier.get());
+            return false;
+        }
+        idle(settle);
+        BusBytes notifierBus(busNamesOf(notifierPid));
+        BusBytes bareBus(busNamesOf(barePid));
+        const Counters notifierBefore = countersOf(notifierPid);
+        const Counters bareBefore = countersOf(barePid);
+        idle(seconds);
+        const Counters notifierAfter = countersOf(notifierPid);
+        const Counters bareAfter = countersOf(barePid);
+        if (notifier->state() != QProcess::Running || bareApp.state() != QProcess::Running) {
+            std::fprintf(stderr, "counting down, %s: %s ended while it was measured\n", qPrintable(label),
+                         notifier->state() != QProcess::Running ? "the notifier" : "the bare tray app");
+            stopProgram(notifier.get());
+            return false;
+        }
+        // Past the firing before the next run, so that its count-down starts afresh.
+        idle(4);
+        measured.push_back({ double(notifierAfter.switches - notifierBefore.switches) * perMinute,
+                             double(bareAfter.switches - bareBefore.switches) * perMinute,
+                             (notifierAfter.cpuMSecs - notifierBefore.cpuMSecs) * perMinute,
+                             (bareAfter.cpuMSecs - bareBefore.cpuMSecs) * perMinute,
+                             double(notifierBus.bytes) / seconds, double(notifierBus.messages) / seconds,
+                             double(bareBus.bytes) / seconds, double(bareBus.messages) / seconds });
+    }
+    stopProgram(notifier.get());
+    const auto medianOf = [&measured](double CountDownFigures::*field) {
+        std::vector<double> values;
+        for (const CountDownFigures &figures : measured)
+            values.push_back(figures.*field);
+        return median(values);
+    };
+    const auto ratioOf = [&measured](double CountDownFigures::*mine, double CountDownFigures::*bare) {
+        std::vector<double> values;
+        for (const CountDownFigures &figures : measured)
+            values.push_back(figures.*mine / std::max(figures.*bare, 0.001));
+        return median(values);
+    };
+    std::printf("counting down, %s, per minute, medians of %d runs of %d s: context switches %.0f vs %.0f (ratio "
+                "%.2f, goal <= 1.0), CPU %.1f ms vs %.1f ms (ratio %.2f, goal <= 1.0)\n",
+                qPrintable(label), runs, seconds, medianOf(&CountDownFigures::notifierSwitches),
+                medianOf(&CountDownFigures::bareSwitches),
+                ratioOf(&CountDownFigures::notifierSwitches, &CountDownFigures::bareSwitches),
+                medianOf(&CountDownFigures::notifierCpu), medianOf(&CountDownFigures::bareCpu),
+                ratioOf(&CountDownFigures::notifierCpu, &CountDownFigures::bareCpu));
     std::printf("  sent on the bus per second (one tick): notifier %.0f bytes in %.1f messages, bare app %.0f "
                 "bytes in %.1f messages (goal <= 20 KB)\n",
-                double(notifierBus.bytes) / seconds, double(notifierBus.messages) / seconds,
-                double(bareBus.bytes) / seconds, double(bareBus.messages) / seconds);
-    stopProgram(notifier.get());
+                medianOf(&CountDownFigures::notifierBytes), medianOf(&CountDownFigures::notifierMessages),
+                medianOf(&CountDownFigures::bareBytes), medianOf(&CountDownFigures::bareMessages));
     return true;
 }
 } // namespace
@@ -416,7 +450,7 @@ int main(int argc, char *argv[])
     // Counting down, side by side over the same minute: the whole notifier, whose count-down panel is on
     // screen as well, then its status item alone (the other notifiers switched off in the preferences).
     if (!countDownBeside(QStringLiteral("whole notifier"), client, service.serviceName(), *bareApp, registrations,
-                         seconds))
+                         seconds, runs))
         return 1;
     QFile domain(home.filePath(QStringLiteral("config/halvane/org.halvane.scheduler.plist")));
     QDir().mkpath(home.filePath(QStringLiteral("config/halvane")));
@@ -427,7 +461,7 @@ int main(int argc, char *argv[])
         domain.close();
     }
     if (!countDownBeside(QStringLiteral("status item alone"), client, service.serviceName(), *bareApp, registrations,
-                         seconds))
+                         seconds, runs))
         return 1;
     stopProgram(bareApp.get());
 
