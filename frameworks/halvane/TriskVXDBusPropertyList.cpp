@@ -174,7 +174,7 @@ QVariant sharedContainer(const QVariant &container)
     return container;
 }
 
-// A date as the wire gives it, in UTC. Made with the UTC time spec rather than the UTC time zone: such a
+// A date as the wire gives it, in UTC. Made with Qt::UTC rather than the UTC time zone: such a
 // date is kept inside the QDateTime itself, while one with a time zone takes a heap block of its own
 // (and a copy of the zone's name), some 150 bytes for each trigger of a published list.
 QVariant dateOf(qint64 msecsSinceEpoch)
