@@ -43,9 +43,8 @@ QString imagesFolder()
             if (images.isDir())
                 return images.absoluteFilePath();
         }
-        qCWarning(lcHalvane).noquote()
-            << QStringLiteral("no built-in pictures in %1: menus and the item show none")
-                   .arg(folders.join(QStringLiteral(", ")));
+        qCWarning(lcHalvane).noquote() << QStringLiteral("no built-in pictures in %1: menus and the item show none")
+                                              .arg(folders.join(QStringLiteral(", ")));
         return QString();
     }();
     return folder;

@@ -16,15 +16,35 @@ const qreal kCornerRadius = 0.2;
 const qsizetype kCacheLimit = 64;
 // The unit after the digits ("m" in "59m") is narrowed, leaving the width to the digits at 16 pixels.
 const qreal kUnitWidth = 0.7;
-// The size the outline is taken at, and the pen that traces it, as a share of that size: the strokes
-// come out as heavy as a bold face's.
+// The size the outline is taken at, and how much the strokes grow, as a share of that size: as heavy as
+// a bold face's. The characters are laid at their place and around a circle of half that growth.
 const int kOutlinePixels = 100;
 const qreal kWeight = 0.06;
 const qreal kDiagonal = 0.70710678;
-const QPointF kAround[] { { 0, 0 },   { 1, 0 },           { kDiagonal, kDiagonal },   { 0, 1 },
-                          { -kDiagonal, kDiagonal }, { -1, 0 }, { -kDiagonal, -kDiagonal }, { 0, -1 },
+const QPointF kAround[] { { 0, 0 },
+                          { 1, 0 },
+                          { kDiagonal, kDiagonal },
+                          { 0, 1 },
+                          { -kDiagonal, kDiagonal },
+                          { -1, 0 },
+                          { -kDiagonal, -kDiagonal },
+                          { 0, -1 },
                           { kDiagonal, -kDiagonal } };
 
+QImage transparentSquare(int size)
+{
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    return image;
+}
+
+// Shapes filled with colour, smoothed, without an outline.
+void fillWith(QPainter &painter, const QColor &colour)
+{
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour);
+}
 } // namespace
 
 const QList<int> TriskVXCountDownIconPainter::kSizes { 16, 24, 48 };
@@ -99,12 +119,9 @@ QPainterPath TriskVXCountDownIconPainter::outlineOf(const QString &text) const
 
 QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
 {
-    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
+    QImage image = transparentSquare(size);
     QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(m_plate);
+    fillWith(painter, m_plate);
     const QRectF plate(0, 0, size, size);
     painter.drawRoundedRect(plate, kCornerRadius * size, kCornerRadius * size);
 
@@ -133,12 +150,9 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
     // cover the characters grown by the circle's radius, as a round pen would. A pen's stroker brings in
     // the maths library's trigonometry (a few hundred kilobytes more in memory), and filling the outline
     // nine times cost most of a tick.
-    QImage characters(size, size, QImage::Format_ARGB32_Premultiplied);
-    characters.fill(Qt::transparent);
+    QImage characters = transparentSquare(size);
     QPainter layer(&characters);
-    layer.setRenderHint(QPainter::Antialiasing);
-    layer.setPen(Qt::NoPen);
-    layer.setBrush(m_ink);
+    fillWith(layer, m_ink);
     layer.setTransform(transform);
     layer.drawPath(path);
     layer.end();
