@@ -135,10 +135,10 @@ QImage TriskVXCountDownIconPainter::draw(const QString &text, int size) const
         m_outlineText = text;
     }
     const QPainterPath &path = m_outline;
-    const qreal weight = kWeight * kOutlinePixels;
-    const QRectF ink = path.boundingRect().adjusted(-weight / 2, -weight / 2, weight / 2, weight / 2);
     if (path.isEmpty())
         return image;
+    const qreal weight = kWeight * kOutlinePixels;
+    const QRectF ink = path.boundingRect().adjusted(-weight / 2, -weight / 2, weight / 2, weight / 2);
     const qreal scaleY = kInkHeight * size / ink.height();
     const qreal scaleX = std::min(scaleY, kInkWidth * size / ink.width());
     QTransform transform;

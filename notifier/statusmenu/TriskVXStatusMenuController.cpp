@@ -471,8 +471,6 @@ void TriskVXStatusMenuController::buildMenu(const QVariant &pending)
         attachTriggerSubmenus(menu);
     });
 
-    // The item shows the new menu; the previous one goes once control is back in the event loop, as a
-    // report may arrive while it is open.
     // A title update still waiting runs all the same: a menu built because the host read it (as it does
     // when the item registers) sets no title, and the title would keep showing what came before, such
     // as the disconnected picture from before the first read.
@@ -480,6 +478,8 @@ void TriskVXStatusMenuController::buildMenu(const QVariant &pending)
     m_menuUnbuilt = false;
     if (m_updateTimer && !m_titleOutdated)
         m_updateTimer->stop();
+    // The item shows the new menu; the previous one goes once control is back in the event loop, as a
+    // report may arrive while it is open.
     m_sinceRebuild.start();
     QMenu *previous = m_statusMenu;
     m_statusMenu = menu;

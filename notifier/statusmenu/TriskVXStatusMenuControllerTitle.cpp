@@ -136,8 +136,9 @@ void TriskVXStatusMenuController::updateTitleCountDownText(QObject *timer)
     }
     const QString title = countDownTimeForQueuedTrigger(m_nextPendingQueuedTrigger);
     // The item signals only what changed: the picture's text once a minute until the last one, then each
-    // second, and the tool tip once a minute. A host that shows no label reads every property again at each change (the
-    // pictures too, some 12 KB), so a tool tip ticking each second cost more than the rest of the count-down together.
+    // second, and the tool tip once a minute. A host that shows no label reads every property again at
+    // each change (the pictures too, some 12 KB), so a tool tip ticking each second cost more than the
+    // rest of the count-down together.
     if (TriskVXStatusItem *item = statusItem()) {
         const qint64 seconds = qint64(secondsUntilQueuedTrigger(m_nextPendingQueuedTrigger));
         item->setImageText(imageTextForSeconds(seconds));
