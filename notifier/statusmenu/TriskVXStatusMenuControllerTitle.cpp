@@ -171,9 +171,8 @@ QString TriskVXStatusMenuController::toolTipTimeForSeconds(qint64 seconds) const
     if (seconds <= 0)
         return QString();
     // Cut toward zero like the picture's text, so that both change at the same tick. The last minute is
-    // one text: the picture counts its seconds, and a host that shows no label reads every property
-    // again at each change, the pictures too, so a tool tip of its own each second doubled what a tick
-    // sends on the bus.
+    // one text, whose seconds the picture counts: a tool tip changing each second would make the host
+    // read every property a second time per tick (updateTitleCountDownText).
     if (seconds < kMinute)
         return localized(QStringLiteral("COUNTDOWN_TOOLTIP_LAST_MINUTE"));
     if (seconds < kHour)
