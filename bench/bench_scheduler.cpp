@@ -1,8 +1,8 @@
 // halvaned's figures: start-up with a store of 10,000 events (the process, until its name is on the bus
 // and it answers), queue recomputation after one change with 10,000 events (in process), the time and
 // bytes of saving one small change (the store, a journal, the whole state file), and sustained requests
-// per second from 4 concurrent clients with the store on and off, with the same events stored. Run under
-// dbus-run-session (bench/run).
+// per second from 4 concurrent clients with the store on and off, with the same events stored, and the
+// share of the store-off rate that the store leaves. Run under dbus-run-session (bench/run).
 #include "BenchEvents.h"
 #include "BenchStatistics.h"
 #include "HalvaneScheduler.h"
@@ -25,6 +25,8 @@
 #include <QLoggingCategory>
 #include <QProcess>
 #include <QTemporaryDir>
+
+#include <array>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -232,23 +234,39 @@ int main(int argc, char *argv[])
         }
     }
 
-    // Throughput: 4 clients, each with one request in flight at a time, for 5 seconds, with the same events
-    // stored first. With the store, then without it, for the share of the in-memory rate that saving leaves.
-    for (const bool saved : { true, false }) {
-        HalvanedProcess small;
-        if (!small.start(saved ? QStringList() : QStringList { QStringLiteral("--no-state") }))
-            return 1;
-        const int clients = 4;
+    // Throughput: clients each with one request in flight at a time (4 unless BENCH_CLIENTS says), for 5
+    // seconds, with the same events stored first; with the store and without it, for the share of the
+    // in-memory rate that saving leaves. Both services run side by side and their loops alternate, round
+    // after round (BENCH_ROUNDS, 3), so that each share compares loops a few seconds apart: on this shared
+    // machine the rates drift by a third within minutes.
+    const int clients
+        = qEnvironmentVariableIntValue("BENCH_CLIENTS") > 0 ? qEnvironmentVariableIntValue("BENCH_CLIENTS") : 4;
+    const int rounds
+        = qEnvironmentVariableIntValue("BENCH_ROUNDS") > 0 ? qEnvironmentVariableIntValue("BENCH_ROUNDS") : 3;
+    // Longer loops (BENCH_REQUEST_SECONDS) leave time to attach a profiler to the pids shown.
+    const qint64 seconds = qEnvironmentVariableIntValue("BENCH_REQUEST_SECONDS") > 0
+        ? qEnvironmentVariableIntValue("BENCH_REQUEST_SECONDS")
+        : 5;
+    struct LoopService
+    {
+        bool saved = false;
+        HalvanedProcess process;
         QList<std::shared_ptr<TriskVXConnection>> connections;
+    };
+    std::array<LoopService, 2> services;
+    services[0].saved = true;
+    for (LoopService &service : services) {
+        if (!service.process.start(service.saved ? QStringList() : QStringList { QStringLiteral("--no-state") }))
+            return 1;
         for (int i = 0; i < clients; ++i) {
-            const QString name = QStringLiteral("bench-client-%1").arg(i);
+            const QString name = QStringLiteral("bench-client-%1-%2").arg(service.saved).arg(i);
             const QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
-            connections.append(std::shared_ptr<TriskVXConnection>(
-                TriskVXConnection::connectionWithLocation(TriskVXServiceLocation::onBus(bus, small.serviceName()))));
+            service.connections.append(std::shared_ptr<TriskVXConnection>(TriskVXConnection::connectionWithLocation(
+                TriskVXServiceLocation::onBus(bus, service.process.serviceName()))));
         }
         if (!waitFor(
                 [&] {
-                    return std::all_of(connections.cbegin(), connections.cend(), [](const auto &c) {
+                    return std::all_of(service.connections.cbegin(), service.connections.cend(), [](const auto &c) {
                         return c->isValid();
                     });
                 },
@@ -258,7 +276,7 @@ int main(int argc, char *argv[])
             const TriskVXRequest storing(kVXRPCEventStoreStore, { { kVXRPCParameterEvents, events.mid(first, 2000) } });
             bool answered = false;
             bool stored = false;
-            connections.first()->send(&storing, [&](const TriskVXResponse &response) {
+            service.connections.first()->send(&storing, [&](const TriskVXResponse &response) {
                 answered = true;
                 stored = response.succeeded();
             });
@@ -272,54 +290,71 @@ int main(int argc, char *argv[])
                 return 1;
             }
         }
-        qint64 completed = 0;
-        qint64 failed = 0;
-        bool running = true;
-        std::function<void(int)> sendNext = [&](int index) {
-            const TriskVXRequest request(kVXRPCSchedulerSetEnabled, { { kVXRPCParameterEnabled, completed % 2 == 0 } });
-            connections.at(index)->send(&request, [&, index](const TriskVXResponse &response) {
-                ++completed;
-                failed += response.succeeded() ? 0 : 1;
-                if (running)
-                    sendNext(index);
-            });
-        };
-        // Longer loops (BENCH_REQUEST_SECONDS) leave time to attach a profiler to the pid shown.
-        const qint64 seconds = qEnvironmentVariableIntValue("BENCH_REQUEST_SECONDS") > 0
-            ? qEnvironmentVariableIntValue("BENCH_REQUEST_SECONDS")
-            : 5;
         if (requestsOnly)
-            QTextStream(stderr) << QStringLiteral("loop starts: halvaned pid %1, store %2")
-                                       .arg(QDBusConnection::sessionBus().interface()->servicePid(small.serviceName()))
-                                       .arg(saved ? QStringLiteral("on") : QStringLiteral("off"))
+            QTextStream(stderr) << QStringLiteral("halvaned pid %1, store %2")
+                                       .arg(QDBusConnection::sessionBus().interface()->servicePid(
+                                           service.process.serviceName()))
+                                       .arg(service.saved ? QStringLiteral("on") : QStringLiteral("off"))
                                 << Qt::endl;
-        timer.start();
-        for (int i = 0; i < clients; ++i)
-            sendNext(i);
-        waitFor(
-            [&] {
-                return timer.elapsed() >= seconds * 1000;
-            },
-            int(seconds * 1000 + 1000));
-        running = false;
-        const double elapsed = timer.nsecsElapsed() / 1e9;
-        out << QStringLiteral(
-                   "4 concurrent clients, %6 events, state-changing requests (%5): %1 requests/s (%2 in %3 s, %4 "
-                   "failed)")
-                   .arg(completed / elapsed, 0, 'f', 0)
-                   .arg(completed)
-                   .arg(elapsed, 0, 'f', 1)
-                   .arg(failed)
-                   .arg(saved ? QStringLiteral("each saved before it is answered") : QStringLiteral("store off"))
-                   .arg(count)
-            << Qt::endl;
-        // The clients' last answers arrive before the next service starts.
-        waitFor(
-            [] {
-                return false;
-            },
-            200);
     }
+    QList<double> shares;
+    for (int round = 1; round <= rounds; ++round) {
+        std::array<double, 2> rates {};
+        for (std::size_t which = 0; which < services.size(); ++which) {
+            const LoopService &service = services.at(which);
+            qint64 completed = 0;
+            qint64 failed = 0;
+            bool running = true;
+            std::function<void(int)> sendNext = [&](int index) {
+                const TriskVXRequest request(kVXRPCSchedulerSetEnabled,
+                                             { { kVXRPCParameterEnabled, completed % 2 == 0 } });
+                service.connections.at(index)->send(&request, [&, index](const TriskVXResponse &response) {
+                    ++completed;
+                    failed += response.succeeded() ? 0 : 1;
+                    if (running)
+                        sendNext(index);
+                });
+            };
+            timer.start();
+            for (int i = 0; i < clients; ++i)
+                sendNext(i);
+            waitFor(
+                [&] {
+                    return timer.elapsed() >= seconds * 1000;
+                },
+                int(seconds * 1000 + 1000));
+            running = false;
+            const double elapsed = timer.nsecsElapsed() / 1e9;
+            rates[which] = completed / elapsed;
+            out << QStringLiteral("round %7: %8 concurrent clients, %6 events, state-changing requests (%5): %1 "
+                                  "requests/s (%2 in %3 s, %4 failed)")
+                       .arg(rates[which], 0, 'f', 0)
+                       .arg(completed)
+                       .arg(elapsed, 0, 'f', 1)
+                       .arg(failed)
+                       .arg(service.saved ? QStringLiteral("each saved before it is answered")
+                                          : QStringLiteral("store off"))
+                       .arg(count)
+                       .arg(round)
+                       .arg(clients)
+                << Qt::endl;
+            // The clients' last answers arrive before the other loop starts.
+            waitFor(
+                [] {
+                    return false;
+                },
+                200);
+        }
+        shares.append(rates[1] > 0 ? 100 * rates[0] / rates[1] : 0);
+    }
+    QStringList each;
+    for (const double share : std::as_const(shares))
+        each.append(QString::number(share, 'f', 0) + QLatin1Char('%'));
+    std::sort(shares.begin(), shares.end());
+    out << QStringLiteral("durable requests as a share of the store-off rate: median %1% (rounds: %2)")
+               .arg(shares.at(shares.size() / 2), 0, 'f', 0)
+               .arg(each.join(QStringLiteral(", ")))
+        << Qt::endl;
     waitFor(
         [] {
             return false;
