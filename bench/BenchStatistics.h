@@ -5,11 +5,19 @@
 #include <QTextStream>
 
 #include <algorithm>
+#include <vector>
 
 // Median and 99th percentile of a series of durations in nanoseconds, printed in microseconds.
 class BenchStatistics
 {
 public:
+    // The middle value (the upper of the two middle ones for an even count); 0 for none.
+    static double median(std::vector<double> values)
+    {
+        std::sort(values.begin(), values.end());
+        return values.empty() ? 0.0 : values.at(values.size() / 2);
+    }
+
     static void report(QTextStream &out, const QString &name, QList<qint64> nanoseconds)
     {
         std::sort(nanoseconds.begin(), nanoseconds.end());

@@ -3,6 +3,7 @@
 // service lists nothing (voluntary context switches of all its threads). The real halvaned serves on a
 // bus that plays the system bus; the notifier gets no session bus.
 // Usage: xvfb-run -a -s -noreset dbus-run-session -- bench_login [RUNS] [IDLE_SECONDS]
+#include "BenchStatistics.h"
 #include "HalvanedProcess.h"
 #include "WaitFor.h"
 
@@ -20,12 +21,6 @@
 #include <vector>
 
 namespace {
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values.at(values.size() / 2);
-}
-
 // A number of a /proc status file.
 long statusField(const QString &path, const QByteArray &field)
 {
@@ -143,9 +138,9 @@ int main(int argc, char *argv[])
         stop(notifier.get());
     }
     std::printf("login instance start-up until its window is mapped: median %.1f ms over %d runs (min %.1f)\n",
-                median(startUp), runs, *std::min_element(startUp.begin(), startUp.end()));
-    std::printf("  resident memory then: median %.2f MB (%.2f MiB; goal <= 30 MB)\n", median(resident) * 1.048576,
-                median(resident));
+                BenchStatistics::median(startUp), runs, *std::min_element(startUp.begin(), startUp.end()));
+    std::printf("  resident memory then: median %.2f MB (%.2f MiB; goal <= 30 MB)\n",
+                BenchStatistics::median(resident) * 1.048576, BenchStatistics::median(resident));
 
     // A service with nothing scheduled.
     HalvanedProcess empty;

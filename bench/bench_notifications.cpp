@@ -3,6 +3,7 @@
 // change; reading an update feed of 1,000 releases.
 // Usage: bench_notifications [RUNS]   (on a private session bus)
 #include "BenchService.h"
+#include "BenchStatistics.h"
 #include "HalvanedProcess.h"
 #include "NotifierResources.h"
 #include "RecordingNotificationServer.h"
@@ -30,16 +31,11 @@ const QDateTime kStart(QDate(2030, 6, 1), QTime(8, 0), QTimeZone::utc());
 const qint64 kSpacing = 1000;
 const qint64 kNotice = 300;
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values.at(values.size() / 2);
-}
-
 void report(const char *what, const std::vector<double> &values)
 {
-    std::printf("%s (%zu runs): median %.3f ms, min %.3f ms, max %.3f ms\n", what, values.size(), median(values),
-                *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
+    std::printf("%s (%zu runs): median %.3f ms, min %.3f ms, max %.3f ms\n", what, values.size(),
+                BenchStatistics::median(values), *std::min_element(values.begin(), values.end()),
+                *std::max_element(values.begin(), values.end()));
 }
 
 QVariantMap queued(int i)

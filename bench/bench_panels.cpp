@@ -4,6 +4,7 @@
 // Usage: bench_panels [LATENCY_RUNS] [SECONDS_PER_PHASE]   (on a private session bus)
 #include "BenchProcess.h"
 #include "BenchService.h"
+#include "BenchStatistics.h"
 #include "HalvanedProcess.h"
 #include "NotifierResources.h"
 #include "ServiceClient.h"
@@ -40,12 +41,6 @@ QVariantMap queued(int i, const QDateTime &date)
                QVariantMap { { kVXEventName, QStringLiteral("Event %1 of the bench").arg(i) },
                              { kVXEventImage, QStringLiteral("power-off") } } },
              { kVXQueuedTriggerTrigger, QVariantMap { { kVXTriggerDate, date } } } };
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values.at(values.size() / 2);
 }
 
 // When each window was first exposed: on screen, as far as the window system tells.
@@ -127,7 +122,7 @@ bool measureLatency(int runs)
     }
     qApp->removeEventFilter(&exposures);
     std::printf("service clock moved to panel exposed (%d runs): median %.1f ms, min %.1f ms, max %.1f ms\n", runs,
-                median(latencies), *std::min_element(latencies.begin(), latencies.end()),
+                BenchStatistics::median(latencies), *std::min_element(latencies.begin(), latencies.end()),
                 *std::max_element(latencies.begin(), latencies.end()));
     return true;
 }

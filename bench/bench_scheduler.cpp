@@ -297,7 +297,7 @@ int main(int argc, char *argv[])
                                        .arg(service.saved ? QStringLiteral("on") : QStringLiteral("off"))
                                 << Qt::endl;
     }
-    QList<double> shares;
+    std::vector<double> shares;
     for (int round = 1; round <= rounds; ++round) {
         std::array<double, 2> rates {};
         for (std::size_t which = 0; which < services.size(); ++which) {
@@ -345,14 +345,13 @@ int main(int argc, char *argv[])
                 },
                 200);
         }
-        shares.append(rates[1] > 0 ? 100 * rates[0] / rates[1] : 0);
+        shares.push_back(rates[1] > 0 ? 100 * rates[0] / rates[1] : 0);
     }
     QStringList each;
     for (const double share : std::as_const(shares))
         each.append(QString::number(share, 'f', 0) + QLatin1Char('%'));
-    std::sort(shares.begin(), shares.end());
     out << QStringLiteral("durable requests as a share of the store-off rate: median %1% (rounds: %2)")
-               .arg(shares.at(shares.size() / 2), 0, 'f', 0)
+               .arg(BenchStatistics::median(shares), 0, 'f', 0)
                .arg(each.join(QStringLiteral(", ")))
         << Qt::endl;
     waitFor(

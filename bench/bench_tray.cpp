@@ -8,6 +8,7 @@
 // - nothing pending: the notifier's wake-ups (context switches of all its threads) per minute.
 // Usage: bench_tray [SECONDS (5 to 50)] [IDLE_SECONDS] [RUNS (starts, and count-down minutes, each)]
 #include "BenchProcess.h"
+#include "BenchStatistics.h"
 #include "HalvanedProcess.h"
 #include "ServiceClient.h"
 #include "TriskVXConstants.h"
@@ -157,12 +158,6 @@ public Q_SLOTS:
 private:
     QSet<qint64> m_pids;
 };
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0.0 : values.at(values.size() / 2);
-}
 
 // Runs the event loop for seconds, whatever happens meanwhile.
 void idle(int seconds)
@@ -323,13 +318,13 @@ bool countDownBeside(const QString &label, ServiceClient &client, const QString 
         std::vector<double> values;
         for (const CountDownFigures &figures : measured)
             values.push_back(figures.*field);
-        return median(values);
+        return BenchStatistics::median(values);
     };
     const auto ratioOf = [&measured](double CountDownFigures::*mine, double CountDownFigures::*bare) {
         std::vector<double> values;
         for (const CountDownFigures &figures : measured)
             values.push_back(figures.*mine / std::max(figures.*bare, 0.001));
-        return median(values);
+        return BenchStatistics::median(values);
     };
     std::printf("counting down, %s, per minute, medians of %d runs of %d s: context switches %.0f vs %.0f (ratio "
                 "%.2f, goal <= 1.0), CPU %.1f ms vs %.1f ms (ratio %.2f, goal <= 1.0)\n",
@@ -440,12 +435,13 @@ int main(int argc, char *argv[])
     idle(2);
     const long bareMemory = BenchProcess::residentKiBUntrimmed(QString::number(bareApp->processId()));
     std::printf("start until the item is registered, 1,000 pending: median %.0f ms over %d runs (goal <= 100)\n",
-                median(starts), runs);
+                BenchStatistics::median(starts), runs);
     // The goal is in MB (10^6 bytes); MiB beside it as the kernel counts.
     std::printf("resident memory 2 s after start: notifier median %.1f MB (%.1f MiB) with 1,000 pending, %.1f MB "
                 "(%.1f MiB) with the demo schedule; bare tray app %.1f MB (goal <= 32 MB)\n",
-                median(memory) * 1.024e-3, median(memory) / 1024.0, median(demoMemory) * 1.024e-3,
-                median(demoMemory) / 1024.0, double(bareMemory) * 1.024e-3);
+                BenchStatistics::median(memory) * 1.024e-3, BenchStatistics::median(memory) / 1024.0,
+                BenchStatistics::median(demoMemory) * 1.024e-3, BenchStatistics::median(demoMemory) / 1024.0,
+                double(bareMemory) * 1.024e-3);
 
     // Counting down, side by side over the same minute: the whole notifier, whose count-down panel is on
     // screen as well, then its status item alone (the other notifiers switched off in the preferences).
